@@ -1,0 +1,56 @@
+#include "MainWindow.h"
+
+#include "foundation/ZKAppSupportUtility.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QVBoxLayout>
+
+namespace qv::app {
+
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
+    setWindowTitle(QStringLiteral("Quorvane"));
+    setMinimumSize(480, 320);
+    resize(760, 480);
+
+    applicationMenu_ = menuBar()->addMenu(QStringLiteral("Quorvane"));
+    applicationMenu_->setObjectName(QStringLiteral("applicationMenu"));
+    QAction* about = applicationMenu_->addAction(QStringLiteral("About Quorvane"));
+    about->setMenuRole(QAction::AboutRole);
+    connect(about, &QAction::triggered, this, &MainWindow::showAbout);
+    applicationMenu_->addSeparator();
+    QAction* quit = applicationMenu_->addAction(QStringLiteral("Quit Quorvane"));
+    quit->setShortcut(QKeySequence::Quit);
+    quit->setMenuRole(QAction::QuitRole);
+    connect(quit, &QAction::triggered, qApp, &QApplication::quit);
+
+    auto* page = new QWidget(this);
+    auto* layout = new QVBoxLayout(page);
+    layout->addStretch(2);
+    auto* title = new QLabel(QStringLiteral("Quorvane"), page);
+    QFont big = title->font();
+    big.setPointSizeF(big.pointSizeF() * 2.2);
+    big.setBold(true);
+    title->setFont(big);
+    title->setAlignment(Qt::AlignCenter);
+    auto* subtitle = new QLabel(
+        QStringLiteral("Release %1 \u2014 no document is open.")
+            .arg(ZKAppSupportUtility::calcReleaseString(kReleaseNumber)),
+        page);
+    subtitle->setAlignment(Qt::AlignCenter);
+    subtitle->setEnabled(false);
+    layout->addWidget(title);
+    layout->addWidget(subtitle);
+    layout->addStretch(3);
+    setCentralWidget(page);
+}
+
+void MainWindow::showAbout() {
+    QMessageBox::about(this, QStringLiteral("About Quorvane"),
+                       QStringLiteral("<b>Quorvane</b> %1<br>A password manager for your desktop.")
+                           .arg(ZKAppSupportUtility::calcReleaseString(kReleaseNumber)));
+}
+
+}  // namespace qv::app

@@ -1,0 +1,32 @@
+#pragma once
+
+// The `qvane` command: documents opened, searched, converted, imported and exported without a
+// window. Verbs are added as the program grows; each returns the process exit status.
+
+#include <QStringList>
+
+#include <cstdio>
+
+namespace qv::cli {
+
+// Exit statuses shared by every verb.
+enum ExitStatus : int {
+    kExitOk = 0,
+    kExitWrongPassword = 1,
+    kExitUsage = 2,
+    kExitTooNew = 3,
+    kExitUnreadable = 4,
+};
+
+struct Streams {
+    std::FILE* out = stdout;
+    std::FILE* err = stderr;
+};
+
+// `args` excludes the program name.
+int run(const QStringList& args, const Streams& io = {});
+
+QString versionText();
+QString usageText();
+
+}  // namespace qv::cli

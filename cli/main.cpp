@@ -1,0 +1,11 @@
+#include "QvaneCommand.h"
+
+#include <QCoreApplication>
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("qvane"));
+    QStringList args = QCoreApplication::arguments();
+    args.removeFirst();
+    return qv::cli::run(args);
+}

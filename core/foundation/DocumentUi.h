@@ -1,0 +1,32 @@
+#pragma once
+
+// The document window as the document's logic sees it. The Qt program implements it on the real
+// window; tests use a fake that records what was asked and answers as scripted.
+
+#include "Alert.h"
+#include "Value.h"
+
+#include <functional>
+
+namespace qv {
+
+class DocumentUi {
+public:
+    virtual ~DocumentUi() = default;
+
+    // A sheet on the document's window. `done` receives 1000 for the first button, 1001 for the
+    // second, after the sheet has gone.
+    virtual void beginSheet(const Alert& alert, std::function<void(int)> done) = 0;
+    // An application-modal alert; returns the button's code.
+    virtual int runModal(const Alert& alert) = 0;
+
+    virtual Rect windowFrame() const = 0;
+    virtual void setWindowFrame(const Rect& frame) = 0;
+    // 0: the record browser; 1: the locked page with the password field.
+    virtual void selectTabPage(int index) = 0;
+    virtual bool isToolbarVisible() const = 0;
+    virtual void setToolbarVisible(bool visible) = 0;
+    virtual void focusSearchField() = 0;
+};
+
+}  // namespace qv

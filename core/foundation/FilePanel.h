@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace qv {
+
+struct FilePanelOptions {
+    QString title;
+    QString directory;
+    QString suggestedName;         // save panels
+    QStringList allowedExtensions; // without dots; empty allows everything
+};
+
+// Open and save panels. nullopt when the user cancels.
+class FilePanel {
+public:
+    virtual ~FilePanel() = default;
+    virtual std::optional<QString> runOpenPanel(const FilePanelOptions& options) = 0;
+    virtual std::optional<QString> runSavePanel(const FilePanelOptions& options) = 0;
+};
+
+}  // namespace qv

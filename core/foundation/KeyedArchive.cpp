@@ -1,0 +1,531 @@
+#include "KeyedArchive.h"
+
+#include "PropertyList.h"
+
+#include <QHash>
+#include <QLocale>
+
+#include <cstring>
+#include <unordered_set>
+#include <vector>
+
+namespace qv {
+
+namespace {
+
+// The rectangle value's text form, "{{x, y}, {w, h}}", as the platform's own string conversion
+// writes it; numbers in their shortest exact form so that nothing is lost.
+QString rectText(const Rect& r) {
+    auto n = [](double d) { return QString::number(d, 'g', QLocale::FloatingPointShortest); };
+    return QStringLiteral("{{%1, %2}, {%3, %4}}").arg(n(r.x), n(r.y), n(r.width), n(r.height));
+}
+
+// Reads the numbers of "{{x, y}, {w, h}}" in order; like the platform, missing ones are 0.
+Rect parseRectText(const QString& text) {
+    double v[4] = {0, 0, 0, 0};
+    int found = 0;
+    const QByteArray latin = text.toLatin1();
+    const char* p = latin.constData();
+    const char* end = p + latin.size();
+    while (p < end && found < 4) {
+        if ((*p >= '0' && *p <= '9') || *p == '-' || *p == '+' || *p == '.') {
+            char* stop = nullptr;
+            const double d = std::strtod(p, &stop);
+            if (stop == p) {
+                ++p;
+                continue;
+            }
+            v[found++] = d;
+            p = stop;
+        } else {
+            ++p;
+        }
+    }
+    return Rect{v[0], v[1], v[2], v[3]};
+}
+
+enum class ClassKind { Dictionary, Array, String, Data, Date, RectValue, Unknown };
+
+struct ClassInfo {
+    ClassKind kind = ClassKind::Unknown;
+    bool isMutable = false;
+    QString name;
+};
+
+ClassInfo classifyName(const QString& name) {
+    ClassInfo c;
+    c.name = name;
+    const bool m = name.startsWith(QLatin1String("NSMutable"));
+    const QString base = m ? QStringLiteral("NS") + name.mid(9) : name;
+    c.isMutable = m;
+    if (base == QLatin1String("NSDictionary")) c.kind = ClassKind::Dictionary;
+    else if (base == QLatin1String("NSArray")) c.kind = ClassKind::Array;
+    else if (base == QLatin1String("NSString")) c.kind = ClassKind::String;
+    else if (base == QLatin1String("NSData")) c.kind = ClassKind::Data;
+    else if (name == QLatin1String("NSDate")) c.kind = ClassKind::Date;
+    else if (name == QLatin1String("NSValue")) c.kind = ClassKind::RectValue;
+    return c;
+}
+
+// ---------------------------------------------------------------------------------------------
+
+class Archiver {
+public:
+    using Ref = BinaryPlistWriter::Ref;
+
+private:
+    std::uint64_t push(Ref r) {
+        objects_.push_back(r);
+        return objects_.size() - 1;
+    }
+
+    // Plain objects (strings, numbers, data) are uniqued by value, as the published archiver
+    // does for them; "$null" is never reused for a user's string of the same spelling.
+    template <typename Map, typename Key, typename Make>
+    std::uint64_t unique(Map& map, const Key& key, Make make) {
+        if (auto it = map.constFind(key); it != map.cend()) return *it;
+        const std::uint64_t uid = push(make());
+        map.insert(key, uid);
+        return uid;
+    }
+
+    std::uint64_t classUid(const QString& name, const QStringList& chain) {
+        if (auto it = classes_.constFind(name); it != classes_.cend()) return *it;
+        const Ref r = w_.reserve();
+        const std::uint64_t uid = push(r);
+        classes_.insert(name, uid);
+        const Ref list = w_.reserve();
+        std::vector<Ref> names;
+        for (const QString& c : chain) names.push_back(w_.string(c));
+        w_.setArray(list, names);
+        w_.setDictionary(r, {w_.string(QStringLiteral("$classname")), w_.string(QStringLiteral("$classes"))},
+                         {w_.string(name), list});
+        return uid;
+    }
+
+    std::uint64_t classFor(const char* base, bool isMutable) {
+        const QString b = QLatin1String(base);
+        if (isMutable) {
+            const QString m = QStringLiteral("NSMutable") + b;
+            return classUid(m, {m, QStringLiteral("NS") + b, QStringLiteral("NSObject")});
+        }
+        return classUid(QStringLiteral("NS") + b, {QStringLiteral("NS") + b, QStringLiteral("NSObject")});
+    }
+
+    // An object with a class: its slot is taken first, so that it precedes what it contains.
+    void object(const std::vector<std::pair<const char*, Ref>>& fields, std::uint64_t cls, Ref slot) {
+        std::vector<Ref> keys, values;
+        for (const auto& [k, v] : fields) {
+            keys.push_back(w_.string(QLatin1String(k)));
+            values.push_back(v);
+        }
+        keys.push_back(w_.string(QStringLiteral("$class")));
+        values.push_back(w_.uid(cls));
+        w_.setDictionary(slot, keys, values);
+    }
+
+    std::optional<std::uint64_t> encode(const Value& v, int depth, QString* error) {
+        if (depth > kMaxPropertyListDepth) {
+            if (error) *error = QStringLiteral("The value is nested too deeply to be archived.");
+            return std::nullopt;
+        }
+        switch (v.type()) {
+        case Value::Type::Absent: return 0;
+        case Value::Type::String:
+            if (v.isMutableClass()) {
+                return unique(mutableStrings_, v.stringRef(), [&] { return w_.reserve(); });
+            }
+            return unique(strings_, v.stringRef(), [&] { return w_.string(v.stringRef()); });
+        case Value::Type::Integer:
+            if (v.isUnsignedInteger())
+                return unique(scalars_, qMakePair(1, quint64(v.toUInt64())), [&] { return w_.unsignedInteger(v.toUInt64()); });
+            return unique(scalars_, qMakePair(0, quint64(v.toInt64())), [&] { return w_.integer(v.toInt64()); });
+        case Value::Type::Real: {
+            const double d = v.toDouble();
+            if (v.isReal32()) {
+                const float f = float(d);
+                std::uint32_t bits;
+                std::memcpy(&bits, &f, 4);
+                return unique(scalars_, qMakePair(2, quint64(bits)), [&] { return w_.real32(f); });
+            }
+            quint64 bits;
+            std::memcpy(&bits, &d, 8);
+            return unique(scalars_, qMakePair(3, bits), [&] { return w_.real(d); });
+        }
+        case Value::Type::Boolean:
+            return unique(scalars_, qMakePair(4, quint64(v.toBool())), [&] { return w_.boolean(v.toBool()); });
+        case Value::Type::Data:
+            if (v.isMutableClass()) return unique(mutableData_, v.toData(), [&] { return w_.reserve(); });
+            return unique(data_, v.toData(), [&] { return w_.data(v.toData()); });
+        case Value::Type::Date: {
+            const double t = v.toDate();
+            quint64 bits;
+            std::memcpy(&bits, &t, 8);
+            if (auto it = dates_.constFind(bits); it != dates_.cend()) return *it;
+            const Ref slot = w_.reserve();
+            const std::uint64_t uid = push(slot);
+            dates_.insert(bits, uid);
+            object({{"NS.time", w_.real(t)}}, classFor("Date", false), slot);
+            return uid;
+        }
+        case Value::Type::Rect: {
+            const Ref slot = w_.reserve();
+            const std::uint64_t uid = push(slot);
+            const std::uint64_t cls = classUid(QStringLiteral("NSValue"), {QStringLiteral("NSValue"), QStringLiteral("NSObject")});
+            object({{"NS.special", w_.integer(3)}, {"NS.rectval", w_.string(rectText(v.toRect()))}}, cls, slot);
+            return uid;
+        }
+        case Value::Type::Array:
+        case Value::Type::Dictionary: break;
+        }
+        return encodeContainer(v, depth, error);
+    }
+
+    std::optional<std::uint64_t> encodeContainer(const Value& v, int depth, QString* error) {
+        const bool isArray = v.isArray();
+        const void* id = isArray ? v.toArray().identity() : v.toDictionary().identity();
+        if (auto it = containers_.constFind(id); it != containers_.cend()) return *it;
+        if (!inProgress_.insert(id).second) {
+            if (error) *error = QStringLiteral("A container contains itself and cannot be archived.");
+            return std::nullopt;
+        }
+        const Ref slot = w_.reserve();
+        const std::uint64_t uid = push(slot);
+        auto uids = [&](const std::vector<std::uint64_t>& list) {
+            std::vector<Ref> refs;
+            refs.reserve(list.size());
+            for (auto u : list) refs.push_back(w_.uid(u));
+            const Ref arr = w_.reserve();
+            w_.setArray(arr, refs);
+            return arr;
+        };
+        if (isArray) {
+            const Array a = v.toArray();
+            std::vector<std::uint64_t> elements;
+            elements.reserve(size_t(a.count()));
+            for (const Value& e : a) {
+                auto u = encode(e, depth + 1, error);
+                if (!u) return std::nullopt;
+                elements.push_back(*u);
+            }
+            object({{"NS.objects", uids(elements)}}, classFor("Array", !a.isImmutableClass()), slot);
+        } else {
+            const Dictionary d = v.toDictionary();
+            std::vector<std::uint64_t> keys, values;
+            keys.reserve(size_t(d.count()));
+            values.reserve(size_t(d.count()));
+            for (qsizetype i = 0; i < d.count(); ++i) {
+                auto u = encode(Value(d.keyAt(i)), depth + 1, error);
+                if (!u) return std::nullopt;
+                keys.push_back(*u);
+            }
+            for (qsizetype i = 0; i < d.count(); ++i) {
+                auto u = encode(d.valueAt(i), depth + 1, error);
+                if (!u) return std::nullopt;
+                values.push_back(*u);
+            }
+            const Ref k = uids(keys);
+            const Ref o = uids(values);
+            object({{"NS.keys", k}, {"NS.objects", o}}, classFor("Dictionary", !d.isImmutableClass()), slot);
+        }
+        inProgress_.erase(id);
+        containers_.insert(id, uid);
+        return uid;
+    }
+
+public:
+    // Mutable strings and data were given a reserved slot when first met; fill them in.
+    void finishMutableObjects() {
+        for (auto it = mutableStrings_.cbegin(); it != mutableStrings_.cend(); ++it)
+            object({{"NS.string", w_.string(it.key())}}, classFor("String", true), objects_[*it]);
+        for (auto it = mutableData_.cbegin(); it != mutableData_.cend(); ++it)
+            object({{"NS.data", w_.data(it.key())}}, classFor("Data", true), objects_[*it]);
+        mutableStrings_.clear();
+        mutableData_.clear();
+    }
+
+    std::optional<QByteArray> archive(const Value& root, QString* error) {
+        const Ref top = w_.reserve();
+        objects_.push_back(w_.string(QStringLiteral("$null")));
+        auto rootUid = encode(root, 0, error);
+        if (!rootUid) return std::nullopt;
+        finishMutableObjects();
+        const Ref objectsArray = w_.reserve();
+        const Ref topInner = w_.reserve();
+        w_.setDictionary(topInner, {w_.string(QStringLiteral("root"))}, {w_.uid(*rootUid)});
+        w_.setArray(objectsArray, objects_);
+        w_.setDictionary(top,
+                         {w_.string(QStringLiteral("$version")), w_.string(QStringLiteral("$archiver")),
+                          w_.string(QStringLiteral("$top")), w_.string(QStringLiteral("$objects"))},
+                         {w_.integer(archive::kVersion), w_.string(QLatin1String(archive::kArchiverName)),
+                          topInner, objectsArray});
+        return w_.finish(top);
+    }
+
+private:
+    BinaryPlistWriter w_;
+    std::vector<Ref> objects_;
+    QHash<QString, std::uint64_t> strings_;
+    QHash<QString, std::uint64_t> mutableStrings_;
+    QHash<QByteArray, std::uint64_t> data_;
+    QHash<QByteArray, std::uint64_t> mutableData_;
+    QHash<QPair<int, quint64>, std::uint64_t> scalars_;
+    QHash<quint64, std::uint64_t> dates_;
+    QHash<const void*, std::uint64_t> containers_;
+    QHash<QString, std::uint64_t> classes_;
+    std::unordered_set<const void*> inProgress_;
+};
+
+// ---------------------------------------------------------------------------------------------
+
+class Unarchiver {
+public:
+    using Obj = BinaryPlistReader::Object;
+    using Kind = BinaryPlistReader::Kind;
+
+    std::optional<Value> run(const QByteArray& data, QString* error) {
+        error_ = error;
+        QString plistError;
+        if (!r_.open(data, &plistError)) {
+            // Not even a property list: say so plainly, keeping the detail for damaged lists.
+            return failed(data.startsWith("bplist") ? plistError
+                                                    : QStringLiteral("The data is not a keyed archive."));
+        }
+        Obj top;
+        if (!r_.object(r_.topObject(), &top, error) || top.kind != Kind::Dictionary)
+            return failed(QStringLiteral("The data is not a keyed archive."));
+        Obj archiver, version, topDict;
+        const auto archiverRef = r_.lookup(top, "$archiver");
+        const auto versionRef = r_.lookup(top, "$version");
+        const auto topRef = r_.lookup(top, "$top");
+        const auto objectsRef = r_.lookup(top, "$objects");
+        if (!archiverRef || !versionRef || !topRef || !objectsRef || !r_.object(*archiverRef, &archiver, nullptr) ||
+            !r_.stringEquals(archiver, archive::kArchiverName) || !r_.object(*versionRef, &version, nullptr) ||
+            version.kind != Kind::Integer)
+            return failed(QStringLiteral("The data is not a keyed archive."));
+        if (!r_.object(*objectsRef, &objects_, nullptr) || objects_.kind != Kind::Array)
+            return failed(damaged(QStringLiteral("\"$objects\" is not an array")));
+        if (!r_.object(*topRef, &topDict, nullptr) || topDict.kind != Kind::Dictionary)
+            return failed(damaged(QStringLiteral("\"$top\" is not a dictionary")));
+        const auto rootRef = r_.lookup(topDict, "root");
+        if (!rootRef) return failed(damaged(QStringLiteral("there is no root object")));
+        std::uint64_t rootUid;
+        if (!uidOf(*rootRef, &rootUid)) return std::nullopt;
+
+        state_.assign(size_t(objects_.count), 0);
+        memo_.assign(size_t(objects_.count), Value());
+        return decode(rootUid, 0);
+    }
+
+private:
+    static QString damaged(const QString& what) {
+        return QStringLiteral("The archive is damaged: %1.").arg(what);
+    }
+
+    std::nullopt_t failed(const QString& text) {
+        if (error_) *error_ = text;
+        return std::nullopt;
+    }
+
+    bool uidOf(std::uint64_t plistRef, std::uint64_t* uid) {
+        Obj o;
+        QString e;
+        if (!r_.object(plistRef, &o, &e)) return failed(e), false;
+        if (o.kind != Kind::Uid) return failed(damaged(QStringLiteral("a reference is not a UID"))), false;
+        *uid = std::uint64_t(o.intBits);
+        return true;
+    }
+
+    bool archivedObject(std::uint64_t uid, Obj* o) {
+        if (uid >= objects_.count)
+            return failed(damaged(QStringLiteral("a reference points past the last archived object"))), false;
+        QString e;
+        if (!r_.object(r_.reference(objects_, uid), o, &e)) return failed(e), false;
+        return true;
+    }
+
+    // The UIDs listed in an array field of an object ("NS.keys", "NS.objects").
+    bool uidList(const Obj& owner, const char* key, std::vector<std::uint64_t>* out) {
+        out->clear();
+        const auto ref = r_.lookup(owner, key);
+        if (!ref) return true;  // an empty collection may leave its list out
+        Obj arr;
+        QString e;
+        if (!r_.object(*ref, &arr, &e)) return failed(e), false;
+        if (arr.kind != Kind::Array) return failed(damaged(QStringLiteral("\"%1\" is not an array").arg(QLatin1String(key)))), false;
+        out->reserve(size_t(arr.count));
+        for (std::uint64_t i = 0; i < arr.count; ++i) {
+            std::uint64_t u;
+            if (!uidOf(r_.reference(arr, i), &u)) return false;
+            out->push_back(u);
+        }
+        return true;
+    }
+
+    bool classOf(const Obj& o, ClassInfo* info) {
+        const auto ref = r_.lookup(o, "$class");
+        if (!ref) return failed(damaged(QStringLiteral("an object without a class"))), false;
+        std::uint64_t uid;
+        if (!uidOf(*ref, &uid)) return false;
+        if (auto it = classMemo_.constFind(uid); it != classMemo_.cend()) {
+            *info = *it;
+            return true;
+        }
+        Obj c, nameObj;
+        if (!archivedObject(uid, &c)) return false;
+        const auto nameRef = r_.lookup(c, "$classname");
+        if (c.kind != Kind::Dictionary || !nameRef || !r_.object(*nameRef, &nameObj, nullptr) ||
+            (nameObj.kind != Kind::AsciiString && nameObj.kind != Kind::Utf16String))
+            return failed(damaged(QStringLiteral("a class record without a name"))), false;
+        ClassInfo ci = classifyName(r_.string(nameObj));
+        // A private subclass is understood through the public class it names in "$classes".
+        if (ci.kind == ClassKind::Unknown) {
+            Obj chain;
+            if (const auto chainRef = r_.lookup(c, "$classes");
+                chainRef && r_.object(*chainRef, &chain, nullptr) && chain.kind == Kind::Array) {
+                for (std::uint64_t i = 0; i < chain.count && ci.kind == ClassKind::Unknown; ++i) {
+                    Obj n;
+                    if (!r_.object(r_.reference(chain, i), &n, nullptr)) continue;
+                    const ClassInfo base = classifyName(r_.string(n));
+                    if (base.kind != ClassKind::Unknown) {
+                        ci.kind = base.kind;
+                        ci.isMutable = base.isMutable;
+                    }
+                }
+            }
+        }
+        classMemo_.insert(uid, ci);
+        *info = ci;
+        return true;
+    }
+
+    std::optional<Value> decode(std::uint64_t uid, int depth) {
+        if (uid == 0) return Value();
+        if (uid >= objects_.count)
+            return failed(damaged(QStringLiteral("a reference points past the last archived object")));
+        if (state_[uid] == 2) return memo_[uid];
+        if (state_[uid] == 1) return failed(damaged(QStringLiteral("a reference loop")));
+        if (depth > kMaxPropertyListDepth) return failed(damaged(QStringLiteral("nesting too deep")));
+        Obj o;
+        if (!archivedObject(uid, &o)) return std::nullopt;
+        state_[uid] = 1;
+        std::optional<Value> v;
+        switch (o.kind) {
+        case Kind::AsciiString:
+        case Kind::Utf16String: v = Value(r_.string(o)); break;
+        case Kind::Integer:
+            v = o.isUnsigned ? Value::unsignedInteger(std::uint64_t(o.intBits)) : Value::integer(o.intBits);
+            break;
+        case Kind::Real: v = o.is32 ? Value::real32(float(o.real)) : Value::real(o.real); break;
+        case Kind::Boolean: v = Value::boolean(o.boolValue); break;
+        case Kind::Data: v = Value::data(r_.data(o)); break;
+        case Kind::Date: v = Value::date(o.real); break;
+        case Kind::Null: v = Value(); break;
+        case Kind::Dictionary: v = decodeObject(o, depth); break;
+        case Kind::Uid:
+        case Kind::Array: return failed(damaged(QStringLiteral("an unexpected object among the archived objects")));
+        }
+        if (!v) return std::nullopt;
+        state_[uid] = 2;
+        memo_[uid] = *v;
+        return v;
+    }
+
+    // A field that must hold a plain object of one of the given kinds.
+    bool field(const Obj& owner, const char* key, Obj* out) {
+        const auto ref = r_.lookup(owner, key);
+        if (!ref) return false;
+        return r_.object(*ref, out, nullptr);
+    }
+
+    std::optional<Value> decodeObject(const Obj& o, int depth) {
+        ClassInfo ci;
+        if (!classOf(o, &ci)) return std::nullopt;
+        const QString wrongType = QStringLiteral("a %1 whose contents have the wrong type").arg(ci.name);
+        switch (ci.kind) {
+        case ClassKind::Dictionary: {
+            std::vector<std::uint64_t> keys, values;
+            if (!uidList(o, "NS.keys", &keys) || !uidList(o, "NS.objects", &values)) return std::nullopt;
+            if (keys.size() != values.size())
+                return failed(damaged(QStringLiteral("a dictionary with unequal numbers of keys and values")));
+            Dictionary d;
+            d.setImmutableClass(!ci.isMutable);
+            for (size_t i = 0; i < keys.size(); ++i) {
+                auto k = decode(keys[i], depth + 1);
+                if (!k) return std::nullopt;
+                if (!k->isString()) return failed(damaged(QStringLiteral("a dictionary key that is not a string")));
+                auto v = decode(values[i], depth + 1);
+                if (!v) return std::nullopt;
+                if (v->isAbsent()) return failed(damaged(QStringLiteral("a dictionary value that is null")));
+                d.set(k->stringRef(), *v);
+            }
+            return Value(d);
+        }
+        case ClassKind::Array: {
+            std::vector<std::uint64_t> elements;
+            if (!uidList(o, "NS.objects", &elements)) return std::nullopt;
+            Array a;
+            a.setImmutableClass(!ci.isMutable);
+            a.reserve(qsizetype(elements.size()));
+            for (auto e : elements) {
+                auto v = decode(e, depth + 1);
+                if (!v) return std::nullopt;
+                if (v->isAbsent()) return failed(damaged(QStringLiteral("an array element that is null")));
+                a.append(*v);
+            }
+            return Value(a);
+        }
+        case ClassKind::String: {
+            Obj s;
+            if (field(o, "NS.string", &s) && (s.kind == Kind::AsciiString || s.kind == Kind::Utf16String))
+                return Value(r_.string(s)).withMutableClass(ci.isMutable);
+            if (field(o, "NS.bytes", &s) && s.kind == Kind::Data)
+                return Value(QString::fromUtf8(r_.data(s))).withMutableClass(ci.isMutable);
+            return failed(damaged(wrongType));
+        }
+        case ClassKind::Data: {
+            Obj s;
+            if ((field(o, "NS.data", &s) || field(o, "NS.bytes", &s)) && s.kind == Kind::Data)
+                return Value::data(r_.data(s)).withMutableClass(ci.isMutable);
+            return failed(damaged(wrongType));
+        }
+        case ClassKind::Date: {
+            Obj t;
+            if (field(o, "NS.time", &t) && (t.kind == Kind::Real || t.kind == Kind::Integer))
+                return Value::date(t.kind == Kind::Real ? t.real : double(t.intBits));
+            return failed(damaged(wrongType));
+        }
+        case ClassKind::RectValue: {
+            Obj special, text;
+            if (!field(o, "NS.special", &special) || special.kind != Kind::Integer || special.intBits != 3)
+                return failed(QStringLiteral("The archive holds a value of a kind this program does not use."));
+            if (!field(o, "NS.rectval", &text) || (text.kind != Kind::AsciiString && text.kind != Kind::Utf16String))
+                return failed(damaged(wrongType));
+            return Value::rect(parseRectText(r_.string(text)));
+        }
+        case ClassKind::Unknown: break;
+        }
+        return failed(QStringLiteral("The archive holds an object of class \"%1\", which this program does not use.").arg(ci.name));
+    }
+
+    BinaryPlistReader r_;
+    Obj objects_;
+    std::vector<std::uint8_t> state_;  // 0 not read, 1 being read, 2 read
+    std::vector<Value> memo_;
+    QHash<std::uint64_t, ClassInfo> classMemo_;
+    QString* error_ = nullptr;
+};
+
+}  // namespace
+
+std::optional<QByteArray> KeyedArchiver::archivedDataWithRootObject(const Value& root, QString* error) {
+    Archiver a;
+    return a.archive(root, error);
+}
+
+std::optional<Value> KeyedUnarchiver::unarchiveObjectWithData(const QByteArray& data, QString* error) {
+    Unarchiver u;
+    return u.run(data, error);
+}
+
+}  // namespace qv

@@ -1,0 +1,44 @@
+#pragma once
+
+// Keyed archives: the published layout that documents and their members are stored in.
+//
+// The top of the archive is a dictionary with "$version" 100000, "$archiver" "NSKeyedArchiver",
+// "$top" {"root": UID} and "$objects", whose element 0 is "$null". Strings, numbers and data
+// stand in "$objects" as they are; dictionaries, arrays, dates, mutable strings and data, and
+// rectangles are objects with a "$class" pointing at a class record.
+//
+// Only the classes real documents hold are understood: mutable and immutable dictionary,
+// array, string and data, number, date and the rectangle value. Anything else, a loop of
+// references, a reference past the end or a wrong type where a class expects another is refused
+// with a message.
+
+#include "Value.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <optional>
+
+namespace qv {
+
+namespace archive {
+inline constexpr int kVersion = 100000;
+inline constexpr char kArchiverName[] = "NSKeyedArchiver";
+}  // namespace archive
+
+class KeyedArchiver {
+public:
+    // Dictionaries and arrays are written under their mutable class names unless they were read
+    // as immutable; strings and data marked as mutable get their mutable object form.
+    // Fails (nullopt) only for a value that contains itself.
+    static std::optional<QByteArray> archivedDataWithRootObject(const Value& root, QString* error = nullptr);
+};
+
+class KeyedUnarchiver {
+public:
+    // The root object; absent when the root is the archive's null. nullopt and a message in
+    // `error` when the data is not a keyed archive or is damaged.
+    static std::optional<Value> unarchiveObjectWithData(const QByteArray& data, QString* error = nullptr);
+};
+
+}  // namespace qv

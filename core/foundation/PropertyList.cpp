@@ -1,0 +1,747 @@
+#include "PropertyList.h"
+
+#include <QDateTime>
+#include <QTimeZone>
+#include <QXmlStreamReader>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace qv {
+
+namespace {
+
+constexpr char kMagic[] = "bplist00";
+constexpr std::uint64_t kTrailerSize = 32;
+constexpr std::uint64_t kHeaderSize = 8;
+
+// Seconds between the Unix epoch and 2001-01-01 00:00:00 UTC, the origin of every date here.
+constexpr qint64 kEpoch2001 = 978307200;
+
+bool fail(QString* error, const QString& text) {
+    if (error) *error = text;
+    return false;
+}
+
+QString damaged(const QString& what) {
+    return QStringLiteral("The property list is damaged: %1.").arg(what);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Reader
+
+bool BinaryPlistReader::open(const QByteArray& bytes, QString* error) {
+    keep_ = bytes;
+    p_ = reinterpret_cast<const unsigned char*>(keep_.constData());
+    size_ = std::uint64_t(keep_.size());
+    if (size_ < kHeaderSize + kTrailerSize || std::memcmp(p_, kMagic, 8) != 0)
+        return fail(error, QStringLiteral("The data is not a binary property list."));
+    const std::uint64_t t = size_ - kTrailerSize;
+    offsetSize_ = p_[t + 6];
+    refSize_ = p_[t + 7];
+    objectCount_ = readUInt(t + 8, 8);
+    topObject_ = readUInt(t + 16, 8);
+    offsetTable_ = readUInt(t + 24, 8);
+    auto validSize = [](int s) { return s == 1 || s == 2 || s == 4 || s == 8; };
+    if (!validSize(offsetSize_) || !validSize(refSize_))
+        return fail(error, damaged(QStringLiteral("impossible offset or reference size")));
+    if (objectCount_ == 0 || topObject_ >= objectCount_)
+        return fail(error, damaged(QStringLiteral("no top object")));
+    if (offsetTable_ < kHeaderSize || offsetTable_ > t ||
+        objectCount_ > (t - offsetTable_) / std::uint64_t(offsetSize_))
+        return fail(error, damaged(QStringLiteral("the offset table lies outside the data")));
+    if (refSize_ < 8 && objectCount_ - 1 > (std::uint64_t(1) << (8 * refSize_)) - 1)
+        return fail(error, damaged(QStringLiteral("references too small for the object count")));
+    return true;
+}
+
+std::uint64_t BinaryPlistReader::readUInt(std::uint64_t at, int size) const {
+    std::uint64_t v = 0;
+    for (int i = 0; i < size; ++i) v = (v << 8) | p_[at + std::uint64_t(i)];
+    return v;
+}
+
+std::uint64_t BinaryPlistReader::reference(const Object& container, std::uint64_t i) const {
+    return readUInt(container.payload + i * std::uint64_t(refSize_), refSize_);
+}
+
+bool BinaryPlistReader::object(std::uint64_t ref, Object* out, QString* error) const {
+    if (ref >= objectCount_) return fail(error, damaged(QStringLiteral("a reference points past the last object")));
+    const std::uint64_t at = readUInt(offsetTable_ + ref * std::uint64_t(offsetSize_), offsetSize_);
+    // Objects live between the header and the offset table.
+    const std::uint64_t end = offsetTable_;
+    if (at < kHeaderSize || at >= end) return fail(error, damaged(QStringLiteral("an object offset is out of range")));
+    const unsigned marker = p_[at];
+    const unsigned high = marker >> 4, low = marker & 0x0F;
+    std::uint64_t pos = at + 1;
+    Object o;
+
+    auto need = [&](std::uint64_t n) { return n <= end - pos; };
+
+    // Length of data, strings and containers: in the low nibble, or a following integer.
+    auto readCount = [&](std::uint64_t* count) -> bool {
+        if (low != 0x0F) {
+            *count = low;
+            return true;
+        }
+        if (!need(1)) return false;
+        const unsigned m = p_[pos];
+        if ((m >> 4) != 0x1 || (m & 0x0F) > 3) return false;
+        const int n = 1 << (m & 0x0F);
+        ++pos;
+        if (!need(std::uint64_t(n))) return false;
+        *count = readUInt(pos, n);
+        pos += std::uint64_t(n);
+        return true;
+    };
+
+    switch (high) {
+    case 0x0:
+        if (marker == 0x00) o.kind = Kind::Null;
+        else if (marker == 0x08 || marker == 0x09) {
+            o.kind = Kind::Boolean;
+            o.boolValue = marker == 0x09;
+        } else
+            return fail(error, damaged(QStringLiteral("unknown object marker 0x%1").arg(marker, 2, 16, QLatin1Char('0'))));
+        break;
+    case 0x1: {
+        if (low > 4) return fail(error, damaged(QStringLiteral("an integer of impossible width")));
+        const int n = 1 << low;
+        if (!need(std::uint64_t(n))) return fail(error, damaged(QStringLiteral("a truncated integer")));
+        o.kind = Kind::Integer;
+        if (n == 16) {
+            // The 16-byte form holds the unsigned 64-bit values above the signed range; its high
+            // half is zero (or all ones for a sign-extended negative value).
+            const std::uint64_t hi = readUInt(pos, 8), lo = readUInt(pos + 8, 8);
+            if (hi == 0) {
+                o.intBits = std::int64_t(lo);
+                o.isUnsigned = lo > std::uint64_t(std::numeric_limits<std::int64_t>::max());
+            } else if (hi == ~std::uint64_t(0) && (lo >> 63)) {
+                o.intBits = std::int64_t(lo);
+            } else {
+                return fail(error, damaged(QStringLiteral("an integer beyond 64 bits")));
+            }
+        } else {
+            // 1, 2 and 4 bytes are unsigned, 8 bytes signed.
+            o.intBits = std::int64_t(readUInt(pos, n));
+        }
+        break;
+    }
+    case 0x2: {
+        if (low != 2 && low != 3) return fail(error, damaged(QStringLiteral("a real of impossible width")));
+        const int n = 1 << low;
+        if (!need(std::uint64_t(n))) return fail(error, damaged(QStringLiteral("a truncated real")));
+        o.kind = Kind::Real;
+        o.is32 = n == 4;
+        if (o.is32) {
+            const auto bits = std::uint32_t(readUInt(pos, 4));
+            float f;
+            std::memcpy(&f, &bits, 4);
+            o.real = double(f);
+        } else {
+            const std::uint64_t bits = readUInt(pos, 8);
+            std::memcpy(&o.real, &bits, 8);
+        }
+        break;
+    }
+    case 0x3: {
+        if (marker != 0x33 || !need(8)) return fail(error, damaged(QStringLiteral("a malformed date")));
+        o.kind = Kind::Date;
+        const std::uint64_t bits = readUInt(pos, 8);
+        std::memcpy(&o.real, &bits, 8);
+        break;
+    }
+    case 0x4:
+    case 0x5:
+    case 0x6: {
+        if (!readCount(&o.count)) return fail(error, damaged(QStringLiteral("a malformed length")));
+        const std::uint64_t unit = high == 0x6 ? 2 : 1;
+        if (o.count > (end - pos) / unit) return fail(error, damaged(QStringLiteral("a string or data runs past the end")));
+        o.kind = high == 0x4 ? Kind::Data : high == 0x5 ? Kind::AsciiString : Kind::Utf16String;
+        o.payload = pos;
+        break;
+    }
+    case 0x8: {
+        const int n = int(low) + 1;
+        if (n != 1 && n != 2 && n != 4 && n != 8) return fail(error, damaged(QStringLiteral("a UID of impossible width")));
+        if (!need(std::uint64_t(n))) return fail(error, damaged(QStringLiteral("a truncated UID")));
+        o.kind = Kind::Uid;
+        o.intBits = std::int64_t(readUInt(pos, n));
+        break;
+    }
+    case 0xA:
+    case 0xD: {
+        if (!readCount(&o.count)) return fail(error, damaged(QStringLiteral("a malformed length")));
+        const std::uint64_t perEntry = std::uint64_t(refSize_) * (high == 0xD ? 2 : 1);
+        if (o.count > (end - pos) / perEntry) return fail(error, damaged(QStringLiteral("a container runs past the end")));
+        o.kind = high == 0xA ? Kind::Array : Kind::Dictionary;
+        o.payload = pos;
+        break;
+    }
+    default:
+        return fail(error, damaged(QStringLiteral("unsupported object marker 0x%1").arg(marker, 2, 16, QLatin1Char('0'))));
+    }
+    *out = o;
+    return true;
+}
+
+QString BinaryPlistReader::string(const Object& o) const {
+    if (o.kind == Kind::AsciiString)
+        return QString::fromLatin1(reinterpret_cast<const char*>(p_ + o.payload), qsizetype(o.count));
+    if (o.kind == Kind::Utf16String) {
+        QString s(qsizetype(o.count), Qt::Uninitialized);
+        char16_t* d = reinterpret_cast<char16_t*>(s.data());
+        const unsigned char* src = p_ + o.payload;
+        for (std::uint64_t i = 0; i < o.count; ++i) d[i] = char16_t((src[2 * i] << 8) | src[2 * i + 1]);
+        return s;
+    }
+    return QString();
+}
+
+QByteArray BinaryPlistReader::data(const Object& o) const {
+    return QByteArray(reinterpret_cast<const char*>(p_ + o.payload), qsizetype(o.count));
+}
+
+bool BinaryPlistReader::stringEquals(const Object& o, const char* key) const {
+    const std::size_t n = std::strlen(key);
+    return o.kind == Kind::AsciiString && o.count == n && std::memcmp(p_ + o.payload, key, n) == 0;
+}
+
+std::optional<std::uint64_t> BinaryPlistReader::lookup(const Object& dictionary, const char* key) const {
+    if (dictionary.kind != Kind::Dictionary) return std::nullopt;
+    for (std::uint64_t i = 0; i < dictionary.count; ++i) {
+        Object k;
+        if (!object(reference(dictionary, i), &k, nullptr)) continue;
+        if (stringEquals(k, key)) return reference(dictionary, dictionary.count + i);
+    }
+    return std::nullopt;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Generic binary reading
+
+namespace {
+
+class GenericReader {
+public:
+    explicit GenericReader(const BinaryPlistReader& r) : r_(r) {}
+
+    std::optional<Value> read(std::uint64_t ref, int depth, QString* error) {
+        if (depth > kMaxPropertyListDepth) {
+            fail(error, damaged(QStringLiteral("nesting too deep")));
+            return std::nullopt;
+        }
+        BinaryPlistReader::Object o;
+        if (!r_.object(ref, &o, error)) return std::nullopt;
+        using K = BinaryPlistReader::Kind;
+        switch (o.kind) {
+        case K::Null: return Value();
+        case K::Boolean: return Value::boolean(o.boolValue);
+        case K::Integer:
+            return o.isUnsigned ? Value::unsignedInteger(std::uint64_t(o.intBits)) : Value::integer(o.intBits);
+        case K::Real: return o.is32 ? Value::real32(float(o.real)) : Value::real(o.real);
+        case K::Date: return Value::date(o.real);
+        case K::Data: return Value::data(r_.data(o));
+        case K::AsciiString:
+        case K::Utf16String: return Value(r_.string(o));
+        case K::Uid: {
+            Dictionary d;
+            d.set(QStringLiteral("CF$UID"), Value::unsignedInteger(std::uint64_t(o.intBits)));
+            return Value(d);
+        }
+        case K::Array:
+        case K::Dictionary: break;
+        }
+        // Containers are shared when referenced twice, which keeps a crafted list of repeated
+        // references from multiplying into an exponential tree; a container reached again
+        // while it is being read is a loop.
+        if (auto it = done_.find(ref); it != done_.end()) return it->second;
+        if (!inProgress_.insert(ref).second) {
+            fail(error, damaged(QStringLiteral("a container contains itself")));
+            return std::nullopt;
+        }
+        Value result;
+        if (o.kind == K::Array) {
+            Array a;
+            a.reserve(qsizetype(o.count));
+            for (std::uint64_t i = 0; i < o.count; ++i) {
+                auto v = read(r_.reference(o, i), depth + 1, error);
+                if (!v) return std::nullopt;
+                a.append(*v);
+            }
+            result = Value(a);
+        } else {
+            Dictionary d;
+            for (std::uint64_t i = 0; i < o.count; ++i) {
+                BinaryPlistReader::Object k;
+                if (!r_.object(r_.reference(o, i), &k, error)) return std::nullopt;
+                if (k.kind != K::AsciiString && k.kind != K::Utf16String) {
+                    fail(error, damaged(QStringLiteral("a dictionary key that is not a string")));
+                    return std::nullopt;
+                }
+                auto v = read(r_.reference(o, o.count + i), depth + 1, error);
+                if (!v) return std::nullopt;
+                d.set(r_.string(k), *v);
+            }
+            result = Value(d);
+        }
+        inProgress_.erase(ref);
+        done_.emplace(ref, result);
+        return result;
+    }
+
+private:
+    const BinaryPlistReader& r_;
+    std::unordered_map<std::uint64_t, Value> done_;
+    std::unordered_set<std::uint64_t> inProgress_;
+};
+
+}  // namespace
+
+std::optional<Value> readBinaryPropertyList(const QByteArray& bytes, QString* error) {
+    BinaryPlistReader r;
+    if (!r.open(bytes, error)) return std::nullopt;
+    GenericReader g(r);
+    return g.read(r.topObject(), 0, error);
+}
+
+// ---------------------------------------------------------------------------------------------
+// XML reading
+
+namespace {
+
+class XmlReader {
+public:
+    explicit XmlReader(const QByteArray& bytes) : x_(bytes) {}
+
+    std::optional<Value> read(QString* error) {
+        // Skip to <plist>, then read its one child.
+        while (!x_.atEnd()) {
+            x_.readNext();
+            if (x_.isStartElement()) {
+                if (x_.name() != QLatin1String("plist")) return bad(error, QStringLiteral("the root element is not <plist>"));
+                if (!nextElement()) return bad(error, QStringLiteral("<plist> is empty"));
+                auto v = element(0, error);
+                if (!v) return std::nullopt;
+                return v;
+            }
+        }
+        if (x_.hasError()) return bad(error, x_.errorString());
+        return bad(error, QStringLiteral("no <plist> element"));
+    }
+
+private:
+    std::optional<Value> bad(QString* error, const QString& what) {
+        if (error) *error = QStringLiteral("The XML property list is damaged: %1.").arg(what);
+        return std::nullopt;
+    }
+
+    // Advances to the next start element inside the current one; false at its end.
+    bool nextElement() {
+        while (!x_.atEnd()) {
+            x_.readNext();
+            if (x_.isStartElement()) return true;
+            if (x_.isEndElement()) return false;
+        }
+        return false;
+    }
+
+    std::optional<Value> element(int depth, QString* error) {
+        if (depth > kMaxPropertyListDepth) return bad(error, QStringLiteral("nesting too deep"));
+        const QString name = x_.name().toString();
+        if (name == QLatin1String("dict")) {
+            Dictionary d;
+            while (nextElement()) {
+                if (x_.name() != QLatin1String("key")) return bad(error, QStringLiteral("a <dict> entry without <key>"));
+                const QString key = x_.readElementText();
+                if (x_.hasError()) return bad(error, x_.errorString());
+                if (!nextElement()) return bad(error, QStringLiteral("a <key> without a value"));
+                auto v = element(depth + 1, error);
+                if (!v) return std::nullopt;
+                d.set(key, *v);
+            }
+            if (x_.hasError()) return bad(error, x_.errorString());
+            // <dict><key>CF$UID</key><integer>n</integer></dict> is how UIDs are written here;
+            // it stays a dictionary, as in the generic binary reading.
+            return Value(d);
+        }
+        if (name == QLatin1String("array")) {
+            Array a;
+            while (nextElement()) {
+                auto v = element(depth + 1, error);
+                if (!v) return std::nullopt;
+                a.append(*v);
+            }
+            if (x_.hasError()) return bad(error, x_.errorString());
+            return Value(a);
+        }
+        if (name == QLatin1String("true") || name == QLatin1String("false")) {
+            const bool b = name == QLatin1String("true");
+            x_.skipCurrentElement();
+            return Value::boolean(b);
+        }
+        const QString text = x_.readElementText();
+        if (x_.hasError()) return bad(error, x_.errorString());
+        if (name == QLatin1String("string")) return Value(text);
+        if (name == QLatin1String("integer")) {
+            const QString t = text.trimmed();
+            bool ok = false;
+            if (t.startsWith(QLatin1Char('-'))) {
+                const qlonglong v = t.toLongLong(&ok, 10);
+                if (ok) return Value::integer(v);
+            } else {
+                const qulonglong v = t.toULongLong(&ok, 10);
+                if (ok) return Value::unsignedInteger(v);
+            }
+            return bad(error, QStringLiteral("an <integer> that is not a number"));
+        }
+        if (name == QLatin1String("real")) {
+            bool ok = false;
+            const double v = text.trimmed().toDouble(&ok);
+            if (!ok) {
+                const QString t = text.trimmed().toLower();
+                if (t == QLatin1String("nan")) return Value::real(std::nan(""));
+                if (t == QLatin1String("inf") || t == QLatin1String("+inf")) return Value::real(HUGE_VAL);
+                if (t == QLatin1String("-inf")) return Value::real(-HUGE_VAL);
+                return bad(error, QStringLiteral("a <real> that is not a number"));
+            }
+            return Value::real(v);
+        }
+        if (name == QLatin1String("data")) {
+            QByteArray compact = text.toLatin1();
+            compact.replace(' ', "").replace('\n', "").replace('\t', "").replace('\r', "");
+            auto decoded = QByteArray::fromBase64Encoding(compact);
+            if (!decoded) return bad(error, QStringLiteral("<data> that is not base64"));
+            return Value::data(*decoded);
+        }
+        if (name == QLatin1String("date")) {
+            QDateTime dt = QDateTime::fromString(text.trimmed(), Qt::ISODate);
+            if (!dt.isValid()) return bad(error, QStringLiteral("a <date> that is not an ISO 8601 date"));
+            dt.setTimeZone(QTimeZone::utc());  // a date without a zone is read as UTC
+            return Value::date(double(dt.toSecsSinceEpoch() - kEpoch2001));
+        }
+        return bad(error, QStringLiteral("an unknown element <%1>").arg(name));
+    }
+
+    QXmlStreamReader x_;
+};
+
+}  // namespace
+
+std::optional<Value> readXmlPropertyList(const QByteArray& bytes, QString* error) {
+    XmlReader r(bytes);
+    return r.read(error);
+}
+
+std::optional<Value> readPropertyList(const QByteArray& bytes, QString* error) {
+    if (bytes.startsWith("bplist")) return readBinaryPropertyList(bytes, error);
+    const QByteArray head = bytes.left(64).trimmed();
+    if (head.startsWith("<?xml") || head.startsWith("<plist") || head.startsWith("<!DOCTYPE") ||
+        head.startsWith("\xEF\xBB\xBF"))
+        return readXmlPropertyList(bytes, error);
+    if (error) *error = QStringLiteral("The data is not a property list.");
+    return std::nullopt;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Writer
+
+namespace {
+
+int byteCount(std::uint64_t v) {
+    if (v <= 0xFF) return 1;
+    if (v <= 0xFFFF) return 2;
+    if (v <= 0xFFFFFFFFull) return 4;
+    return 8;
+}
+
+void putUInt(QByteArray& out, std::uint64_t v, int size) {
+    for (int i = size - 1; i >= 0; --i) out.append(char((v >> (8 * i)) & 0xFF));
+}
+
+void putMarkerAndCount(QByteArray& out, unsigned high, std::uint64_t count) {
+    if (count < 15) {
+        out.append(char((high << 4) | unsigned(count)));
+        return;
+    }
+    out.append(char((high << 4) | 0x0F));
+    const int n = byteCount(count);
+    out.append(char(0x10 | (n == 1 ? 0 : n == 2 ? 1 : n == 4 ? 2 : 3)));
+    putUInt(out, count, n);
+}
+
+bool isAscii(const QString& s) {
+    for (const QChar c : s)
+        if (c.unicode() > 0x7F) return false;
+    return true;
+}
+
+}  // namespace
+
+BinaryPlistWriter::Ref BinaryPlistWriter::add(Kind kind, std::uint32_t index, std::uint32_t count) {
+    objects_.push_back(Entry{kind, index, count});
+    return Ref(objects_.size() - 1);
+}
+
+BinaryPlistWriter::Ref BinaryPlistWriter::scalar(Kind kind, std::uint64_t bits) {
+    const QPair<int, quint64> key(int(kind), bits);
+    if (auto it = uniqueScalars_.constFind(key); it != uniqueScalars_.cend()) return *it;
+    scalars_.push_back(bits);
+    const Ref r = add(kind, std::uint32_t(scalars_.size() - 1));
+    uniqueScalars_.insert(key, r);
+    return r;
+}
+
+BinaryPlistWriter::Ref BinaryPlistWriter::string(const QString& s) {
+    if (auto it = uniqueStrings_.constFind(s); it != uniqueStrings_.cend()) return *it;
+    strings_.push_back(s);
+    const Ref r = add(Kind::String, std::uint32_t(strings_.size() - 1));
+    uniqueStrings_.insert(s, r);
+    return r;
+}
+
+BinaryPlistWriter::Ref BinaryPlistWriter::integer(std::int64_t v) { return scalar(Kind::Int, std::uint64_t(v)); }
+
+BinaryPlistWriter::Ref BinaryPlistWriter::unsignedInteger(std::uint64_t v) {
+    if (v <= std::uint64_t(std::numeric_limits<std::int64_t>::max())) return integer(std::int64_t(v));
+    return scalar(Kind::UInt, v);
+}
+
+BinaryPlistWriter::Ref BinaryPlistWriter::real(double v) {
+    std::uint64_t bits;
+    std::memcpy(&bits, &v, 8);
+    return scalar(Kind::Real64, bits);
+}
+
+BinaryPlistWriter::Ref BinaryPlistWriter::real32(float v) {
+    std::uint32_t bits;
+    std::memcpy(&bits, &v, 4);
+    return scalar(Kind::Real32, bits);
+}
+
+BinaryPlistWriter::Ref BinaryPlistWriter::boolean(bool v) { return scalar(v ? Kind::True : Kind::False, 0); }
+
+BinaryPlistWriter::Ref BinaryPlistWriter::date(double secondsSince2001) {
+    std::uint64_t bits;
+    std::memcpy(&bits, &secondsSince2001, 8);
+    return scalar(Kind::Date, bits);
+}
+
+BinaryPlistWriter::Ref BinaryPlistWriter::data(const QByteArray& bytes) {
+    if (auto it = uniqueData_.constFind(bytes); it != uniqueData_.cend()) return *it;
+    blobs_.push_back(bytes);
+    const Ref r = add(Kind::Data, std::uint32_t(blobs_.size() - 1));
+    uniqueData_.insert(bytes, r);
+    return r;
+}
+
+BinaryPlistWriter::Ref BinaryPlistWriter::uid(std::uint64_t v) { return scalar(Kind::Uid, v); }
+
+BinaryPlistWriter::Ref BinaryPlistWriter::null() {
+    if (nullRef_ == UINT32_MAX) nullRef_ = add(Kind::Null, 0);
+    return nullRef_;
+}
+
+BinaryPlistWriter::Ref BinaryPlistWriter::reserve() { return add(Kind::Unset, 0); }
+
+void BinaryPlistWriter::setArray(Ref container, const std::vector<Ref>& elements) {
+    Entry& e = objects_.at(container);
+    e.kind = Kind::Array;
+    e.index = std::uint32_t(refs_.size());
+    e.count = std::uint32_t(elements.size());
+    refs_.insert(refs_.end(), elements.begin(), elements.end());
+}
+
+void BinaryPlistWriter::setDictionary(Ref container, const std::vector<Ref>& keys, const std::vector<Ref>& values) {
+    Entry& e = objects_.at(container);
+    e.kind = Kind::Dictionary;
+    e.index = std::uint32_t(refs_.size());
+    e.count = std::uint32_t(keys.size());
+    refs_.insert(refs_.end(), keys.begin(), keys.end());
+    refs_.insert(refs_.end(), values.begin(), values.end());
+}
+
+QByteArray BinaryPlistWriter::finish(Ref top) const {
+    const int refSize = byteCount(objects_.size());
+    QByteArray out;
+    out.reserve(qsizetype(objects_.size()) * 8 + 64);
+    out.append(kMagic, 8);
+    std::vector<std::uint64_t> offsets;
+    offsets.reserve(objects_.size());
+    for (const Entry& e : objects_) {
+        offsets.push_back(std::uint64_t(out.size()));
+        switch (e.kind) {
+        case Kind::Null:
+        case Kind::Unset: out.append(char(0x00)); break;
+        case Kind::False: out.append(char(0x08)); break;
+        case Kind::True: out.append(char(0x09)); break;
+        case Kind::Int: {
+            const auto v = std::int64_t(scalars_[e.index]);
+            if (v < 0) {
+                out.append(char(0x13));
+                putUInt(out, std::uint64_t(v), 8);
+            } else {
+                const int n = byteCount(std::uint64_t(v));
+                out.append(char(0x10 | (n == 1 ? 0 : n == 2 ? 1 : n == 4 ? 2 : 3)));
+                putUInt(out, std::uint64_t(v), n);
+            }
+            break;
+        }
+        case Kind::UInt:
+            out.append(char(0x14));
+            putUInt(out, 0, 8);
+            putUInt(out, scalars_[e.index], 8);
+            break;
+        case Kind::Real64:
+            out.append(char(0x23));
+            putUInt(out, scalars_[e.index], 8);
+            break;
+        case Kind::Real32:
+            out.append(char(0x22));
+            putUInt(out, scalars_[e.index], 4);
+            break;
+        case Kind::Date:
+            out.append(char(0x33));
+            putUInt(out, scalars_[e.index], 8);
+            break;
+        case Kind::Data: {
+            const QByteArray& b = blobs_[e.index];
+            putMarkerAndCount(out, 0x4, std::uint64_t(b.size()));
+            out.append(b);
+            break;
+        }
+        case Kind::String: {
+            const QString& s = strings_[e.index];
+            if (isAscii(s)) {
+                putMarkerAndCount(out, 0x5, std::uint64_t(s.size()));
+                out.append(s.toLatin1());
+            } else {
+                putMarkerAndCount(out, 0x6, std::uint64_t(s.size()));
+                const qsizetype start = out.size();
+                out.resize(start + 2 * s.size());
+                char* d = out.data() + start;
+                for (qsizetype i = 0; i < s.size(); ++i) {
+                    const char16_t u = s[i].unicode();
+                    d[2 * i] = char(u >> 8);
+                    d[2 * i + 1] = char(u & 0xFF);
+                }
+            }
+            break;
+        }
+        case Kind::Uid: {
+            const std::uint64_t v = scalars_[e.index];
+            const int n = byteCount(v);
+            out.append(char(0x80 | (n - 1)));
+            putUInt(out, v, n);
+            break;
+        }
+        case Kind::Array:
+        case Kind::Dictionary: {
+            putMarkerAndCount(out, e.kind == Kind::Array ? 0xA : 0xD, e.count);
+            const std::uint32_t n = e.kind == Kind::Array ? e.count : 2 * e.count;
+            for (std::uint32_t i = 0; i < n; ++i) putUInt(out, refs_[e.index + i], refSize);
+            break;
+        }
+        }
+    }
+    const std::uint64_t offsetTable = std::uint64_t(out.size());
+    const int offsetSize = byteCount(offsetTable);
+    for (std::uint64_t off : offsets) putUInt(out, off, offsetSize);
+    out.append(QByteArray(6, '\0'));
+    out.append(char(offsetSize));
+    out.append(char(refSize));
+    putUInt(out, objects_.size(), 8);
+    putUInt(out, top, 8);
+    putUInt(out, offsetTable, 8);
+    return out;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Generic binary writing
+
+namespace {
+
+class GenericWriter {
+public:
+    std::optional<BinaryPlistWriter::Ref> write(const Value& v, int depth, QString* error) {
+        if (depth > kMaxPropertyListDepth) {
+            fail(error, QStringLiteral("The value is nested too deeply for a property list."));
+            return std::nullopt;
+        }
+        switch (v.type()) {
+        case Value::Type::Absent:
+            fail(error, QStringLiteral("An absent value has no property-list form."));
+            return std::nullopt;
+        case Value::Type::Rect:
+            fail(error, QStringLiteral("A rectangle has no property-list form."));
+            return std::nullopt;
+        case Value::Type::String: return w.string(v.stringRef());
+        case Value::Type::Integer:
+            return v.isUnsignedInteger() ? w.unsignedInteger(v.toUInt64()) : w.integer(v.toInt64());
+        case Value::Type::Real: return v.isReal32() ? w.real32(float(v.toDouble())) : w.real(v.toDouble());
+        case Value::Type::Boolean: return w.boolean(v.toBool());
+        case Value::Type::Date: return w.date(v.toDate());
+        case Value::Type::Data: return w.data(v.toData());
+        case Value::Type::Array:
+        case Value::Type::Dictionary: break;
+        }
+        const void* id = v.isArray() ? v.toArray().identity() : v.toDictionary().identity();
+        if (!inProgress_.insert(id).second) {
+            fail(error, QStringLiteral("A container contains itself and cannot be written."));
+            return std::nullopt;
+        }
+        BinaryPlistWriter::Ref ref;
+        if (v.isArray()) {
+            const Array a = v.toArray();
+            ref = w.reserve();
+            std::vector<BinaryPlistWriter::Ref> elements;
+            elements.reserve(size_t(a.count()));
+            for (const Value& e : a) {
+                auto r = write(e, depth + 1, error);
+                if (!r) return std::nullopt;
+                elements.push_back(*r);
+            }
+            w.setArray(ref, elements);
+        } else {
+            const Dictionary d = v.toDictionary();
+            if (d.count() == 1 && d.keyAt(0) == QLatin1String("CF$UID") && d.valueAt(0).isInteger()) {
+                inProgress_.erase(id);
+                return w.uid(d.valueAt(0).toUInt64());
+            }
+            ref = w.reserve();
+            std::vector<BinaryPlistWriter::Ref> keys, values;
+            keys.reserve(size_t(d.count()));
+            values.reserve(size_t(d.count()));
+            for (qsizetype i = 0; i < d.count(); ++i) keys.push_back(w.string(d.keyAt(i)));
+            for (qsizetype i = 0; i < d.count(); ++i) {
+                auto r = write(d.valueAt(i), depth + 1, error);
+                if (!r) return std::nullopt;
+                values.push_back(*r);
+            }
+            w.setDictionary(ref, keys, values);
+        }
+        inProgress_.erase(id);
+        return ref;
+    }
+
+    BinaryPlistWriter w;
+
+private:
+    std::unordered_set<const void*> inProgress_;
+};
+
+}  // namespace
+
+std::optional<QByteArray> writeBinaryPropertyList(const Value& root, QString* error) {
+    GenericWriter g;
+    auto top = g.write(root, 0, error);
+    if (!top) return std::nullopt;
+    return g.w.finish(*top);
+}
+
+}  // namespace qv

@@ -1,0 +1,141 @@
+#pragma once
+
+// Property lists: the binary form (read and write, exactly as the published format lays it out)
+// and the XML form (read; the update feed may come that way).
+//
+// Generic conversion to and from Value represents a UID, which only keyed archives use, as a
+// dictionary with the single key "CF$UID", the way the XML form spells it.
+
+#include "Value.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QString>
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace qv {
+
+// Either form, told apart by its first bytes.
+std::optional<Value> readPropertyList(const QByteArray& bytes, QString* error);
+std::optional<Value> readBinaryPropertyList(const QByteArray& bytes, QString* error);
+std::optional<Value> readXmlPropertyList(const QByteArray& bytes, QString* error);
+
+// Rectangles and absent values have no property-list form and are refused.
+std::optional<QByteArray> writeBinaryPropertyList(const Value& root, QString* error);
+
+// Nesting deeper than this is refused by every reader, so damaged or hostile input cannot
+// exhaust the stack.
+inline constexpr int kMaxPropertyListDepth = 512;
+
+// Random access to the objects of a binary property list without building a tree; the keyed
+// unarchiver walks archives through it. Every offset, count and size is checked against the
+// buffer before use, so a damaged list gives an error and never a read out of bounds.
+class BinaryPlistReader {
+public:
+    enum class Kind : std::uint8_t {
+        Null,
+        Boolean,
+        Integer,
+        Real,
+        Date,
+        Data,
+        AsciiString,
+        Utf16String,
+        Uid,
+        Array,
+        Dictionary
+    };
+
+    struct Object {
+        Kind kind = Kind::Null;
+        bool boolValue = false;
+        std::int64_t intBits = 0;  // Integer, Uid (as unsigned bits)
+        bool isUnsigned = false;   // Integer above the signed range
+        double real = 0;           // Real, Date
+        bool is32 = false;         // Real of 4 bytes
+        std::uint64_t count = 0;   // bytes, UTF-16 units, elements or entries
+        std::uint64_t payload = 0; // offset of the bytes or of the references
+    };
+
+    bool open(const QByteArray& bytes, QString* error);
+
+    std::uint64_t objectCount() const { return objectCount_; }
+    std::uint64_t topObject() const { return topObject_; }
+
+    bool object(std::uint64_t ref, Object* out, QString* error) const;
+    // The i-th reference of an array, or of a dictionary (keys first, then values).
+    std::uint64_t reference(const Object& container, std::uint64_t i) const;
+
+    QString string(const Object& o) const;  // AsciiString or Utf16String
+    QByteArray data(const Object& o) const;
+    // Whether an ASCII string object spells exactly `key` (no allocation).
+    bool stringEquals(const Object& o, const char* key) const;
+    // The value reference under an ASCII key of a dictionary, or nullopt.
+    std::optional<std::uint64_t> lookup(const Object& dictionary, const char* key) const;
+
+private:
+    std::uint64_t readUInt(std::uint64_t at, int size) const;
+    QByteArray keep_;
+    const unsigned char* p_ = nullptr;
+    std::uint64_t size_ = 0;
+    int offsetSize_ = 0;
+    int refSize_ = 0;
+    std::uint64_t objectCount_ = 0;
+    std::uint64_t topObject_ = 0;
+    std::uint64_t offsetTable_ = 0;
+};
+
+// Builds a binary property list object by object. Strings, numbers, dates, data and UIDs are
+// uniqued by value as the published writer does; arrays and dictionaries are never uniqued.
+// Reference and offset sizes are the smallest of 1, 2, 4 or 8 bytes that hold the object count
+// and the offset table's position.
+class BinaryPlistWriter {
+public:
+    using Ref = std::uint32_t;
+
+    Ref string(const QString& s);
+    Ref integer(std::int64_t v);
+    Ref unsignedInteger(std::uint64_t v);
+    Ref real(double v);
+    Ref real32(float v);
+    Ref boolean(bool v);
+    Ref date(double secondsSince2001);
+    Ref data(const QByteArray& bytes);
+    Ref uid(std::uint64_t v);
+    Ref null();
+
+    // A container is reserved first, so that it precedes its contents, and filled later.
+    Ref reserve();
+    void setArray(Ref container, const std::vector<Ref>& elements);
+    void setDictionary(Ref container, const std::vector<Ref>& keys, const std::vector<Ref>& values);
+
+    std::size_t objectCount() const { return objects_.size(); }
+    QByteArray finish(Ref top) const;
+
+private:
+    enum class Kind : std::uint8_t {
+        Null, False, True, Int, UInt, Real64, Real32, Date, Data, String, Uid, Array, Dictionary, Unset
+    };
+    struct Entry {
+        Kind kind;
+        std::uint32_t index;  // into scalars_, blobs_, strings_ or refs_ (start)
+        std::uint32_t count;  // elements of a container
+    };
+    Ref add(Kind kind, std::uint32_t index, std::uint32_t count = 0);
+    Ref scalar(Kind kind, std::uint64_t bits);
+
+    std::vector<Entry> objects_;
+    std::vector<std::uint64_t> scalars_;
+    std::vector<QByteArray> blobs_;
+    std::vector<QString> strings_;
+    std::vector<Ref> refs_;
+    QHash<QString, Ref> uniqueStrings_;
+    QHash<QByteArray, Ref> uniqueData_;
+    QHash<QPair<int, quint64>, Ref> uniqueScalars_;
+    Ref nullRef_ = UINT32_MAX;
+};
+
+}  // namespace qv

@@ -1,0 +1,229 @@
+#pragma once
+
+// The value model every document, preference and archive is made of.
+//
+// Records, categories and e-mail entries are string-keyed dictionaries whose key strings are
+// the file format, so they are not turned into structs. A Value is one of the property-list
+// kinds (or absent); Dictionary and Array are shared, mutable containers held by reference,
+// exactly like the objects in an archive: copying a handle shares the container.
+//
+// The absent-key rule: setting a key to an absent value removes it; reading a missing key gives
+// an absent value, which reads as 0, false and "" wherever a number, flag or text is asked for.
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace qv {
+
+class Value;
+class Dictionary;
+class Array;
+
+struct Rect {
+    double x = 0, y = 0, width = 0, height = 0;
+    friend bool operator==(const Rect&, const Rect&) = default;
+};
+
+namespace detail {
+struct DictionaryStorage;
+struct ArrayStorage;
+}  // namespace detail
+
+// A mutable, insertion-ordered dictionary with string keys, held by reference.
+class Dictionary {
+public:
+    Dictionary();  // a new, empty, mutable dictionary
+    explicit Dictionary(std::initializer_list<std::pair<QString, Value>> entries);
+
+    qsizetype count() const;
+    bool isEmpty() const { return count() == 0; }
+
+    // Absent when the key is missing.
+    Value value(const QString& key) const;
+    bool contains(const QString& key) const;
+    // An absent value removes the key; a new key goes last, an existing one keeps its place.
+    void set(const QString& key, const Value& value);
+    void remove(const QString& key);
+    void clear();
+
+    // "categoryPtr.cat_category": walks through nested dictionaries; anything else on the way
+    // gives absent. Setting through a missing or non-dictionary step does nothing.
+    Value valueForKeyPath(const QString& path) const;
+    void setValueForKeyPath(const QString& path, const Value& value);
+
+    QStringList keys() const;  // in insertion order
+    const QString& keyAt(qsizetype i) const;
+    const Value& valueAt(qsizetype i) const;
+
+    // A new container holding the same values (containers inside are shared, as with -copy).
+    Dictionary shallowCopy() const;
+    // A new tree: nested dictionaries and arrays are copied too.
+    Dictionary deepCopy() const;
+
+    // Whether the archive names it as an immutable dictionary; new dictionaries are mutable.
+    bool isImmutableClass() const;
+    void setImmutableClass(bool immutable);
+
+    // Identity: the very same container (what a record's categoryPtr relies on).
+    bool isSameObject(const Dictionary& other) const { return d_ == other.d_; }
+    const void* identity() const { return d_.get(); }
+
+private:
+    friend class Value;
+    explicit Dictionary(std::shared_ptr<detail::DictionaryStorage> d) : d_(std::move(d)) {}
+    std::shared_ptr<detail::DictionaryStorage> d_;
+};
+
+// A mutable array of values, held by reference.
+class Array {
+public:
+    Array();
+    explicit Array(std::initializer_list<Value> values);
+
+    qsizetype count() const;
+    bool isEmpty() const { return count() == 0; }
+    const Value& at(qsizetype i) const;  // index must be valid
+    Value value(qsizetype i) const;      // absent when out of range
+    void append(const Value& v);
+    void insert(qsizetype i, const Value& v);
+    void replace(qsizetype i, const Value& v);
+    void removeAt(qsizetype i);
+    void clear();
+    void reserve(qsizetype n);
+
+    // Deep equality, as containsObject: / indexOfObject: do.
+    qsizetype indexOf(const Value& v) const;
+    bool containsEqual(const Value& v) const { return indexOf(v) >= 0; }
+    // Identity, as indexOfObjectIdenticalTo: does.
+    qsizetype indexOfIdentical(const Value& v) const;
+
+    std::vector<Value>::const_iterator begin() const;
+    std::vector<Value>::const_iterator end() const;
+
+    Array shallowCopy() const;
+    Array deepCopy() const;
+
+    bool isImmutableClass() const;
+    void setImmutableClass(bool immutable);
+
+    bool isSameObject(const Array& other) const { return d_ == other.d_; }
+    const void* identity() const { return d_.get(); }
+
+private:
+    friend class Value;
+    explicit Array(std::shared_ptr<detail::ArrayStorage> d) : d_(std::move(d)) {}
+    std::shared_ptr<detail::ArrayStorage> d_;
+};
+
+class Value {
+public:
+    enum class Type : std::uint8_t {
+        Absent,
+        String,
+        Integer,
+        Real,
+        Boolean,
+        Date,
+        Data,
+        Dictionary,
+        Array,
+        Rect
+    };
+
+    Value() = default;  // absent
+    Value(const QString& s) : v_(s) {}
+    Value(const char* utf8) : v_(QString::fromUtf8(utf8)) {}
+    Value(const Dictionary& d) : v_(d) {}
+    Value(const Array& a) : v_(a) {}
+
+    static Value string(const QString& s) { return Value(s); }
+    static Value integer(std::int64_t i);
+    static Value unsignedInteger(std::uint64_t u);
+    static Value real(double d);    // 64-bit real
+    static Value real32(float f);   // 32-bit real, kept as such through an archive
+    static Value boolean(bool b);
+    static Value date(double secondsSince2001);
+    static Value data(const QByteArray& bytes);
+    static Value rect(const Rect& r);
+
+    Type type() const { return static_cast<Type>(v_.index()); }
+    bool isAbsent() const { return type() == Type::Absent; }
+    bool isString() const { return type() == Type::String; }
+    bool isNumber() const;  // integer, real or boolean
+    bool isInteger() const { return type() == Type::Integer; }
+    bool isReal() const { return type() == Type::Real; }
+    bool isBoolean() const { return type() == Type::Boolean; }
+    bool isDate() const { return type() == Type::Date; }
+    bool isData() const { return type() == Type::Data; }
+    bool isDictionary() const { return type() == Type::Dictionary; }
+    bool isArray() const { return type() == Type::Array; }
+    bool isRect() const { return type() == Type::Rect; }
+
+    // The nature a number keeps through an archive.
+    bool isUnsignedInteger() const;  // an integer stored above the signed 64-bit range
+    bool isReal32() const;
+
+    // Whether an archive names a string or data as its mutable class.
+    bool isMutableClass() const { return mutableClass_; }
+    Value withMutableClass(bool m) const;
+
+    // Reading under the absent-key rule. Each mirrors what the original accessor gives for the
+    // kinds it is used on: numbers convert, strings are parsed leniently, anything else is zero.
+    QString toString() const;      // stringValue / description of a number
+    std::int64_t toInt64() const;  // longLongValue
+    std::uint64_t toUInt64() const;
+    int toInt() const;  // intValue: truncates like a C cast
+    double toDouble() const;
+    bool toBool() const;  // boolValue
+    double toDate() const;  // seconds since 2001-01-01; 0 when not a date
+    QByteArray toData() const;
+    Dictionary toDictionary() const;  // a new empty dictionary when not one
+    Array toArray() const;            // a new empty array when not one
+    Rect toRect() const;
+
+    // The stored string, or a reference to an empty one; no conversion.
+    const QString& stringRef() const;
+
+    // Deep equality with Foundation's rules: numbers of any nature compare by value, strings
+    // by UTF-16 units, dictionaries regardless of key order.
+    friend bool operator==(const Value& a, const Value& b);
+    // Identity for containers, equality for everything else.
+    bool isIdenticalTo(const Value& other) const;
+
+    // Copies nested containers too.
+    Value deepCopy() const;
+
+private:
+    struct Integer {
+        std::int64_t bits;
+        bool isUnsigned;
+    };
+    struct Real {
+        double v;
+        bool is32;
+    };
+    struct Date {
+        double t;
+    };
+    using Storage = std::variant<std::monostate, QString, Integer, Real, bool, Date, QByteArray,
+                                 Dictionary, Array, std::shared_ptr<const Rect>>;
+    explicit Value(Storage s) : v_(std::move(s)) {}
+    Storage v_;
+    bool mutableClass_ = false;
+};
+
+// Strict comparison used where exact preservation matters (archives, tests): same kinds, same
+// number natures, same key order, same class mutability, recursively.
+bool isStrictlyEqual(const Value& a, const Value& b);
+
+// A readable one-line rendering for messages and test failures.
+QString describe(const Value& v);
+
+}  // namespace qv

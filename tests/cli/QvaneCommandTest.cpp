@@ -1,0 +1,52 @@
+#include "QvaneCommand.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+using namespace qv::cli;
+
+namespace {
+
+struct Captured {
+    int status;
+    std::string out, err;
+};
+
+Captured runCaptured(const QStringList& args) {
+    std::FILE* out = std::tmpfile();
+    std::FILE* err = std::tmpfile();
+    const int status = run(args, Streams{out, err});
+    auto slurp = [](std::FILE* f) {
+        std::string s;
+        std::rewind(f);
+        char buf[512];
+        size_t n;
+        while ((n = std::fread(buf, 1, sizeof buf, f)) > 0) s.append(buf, n);
+        std::fclose(f);
+        return s;
+    };
+    return Captured{status, slurp(out), slurp(err)};
+}
+
+}  // namespace
+
+TEST(QvaneCommand, VersionAndHelp) {
+    const Captured v = runCaptured({QStringLiteral("--version")});
+    EXPECT_EQ(v.status, kExitOk);
+    EXPECT_EQ(v.out.rfind("qvane 4.2 ", 0), 0u) << v.out;
+    const Captured h = runCaptured({QStringLiteral("--help")});
+    EXPECT_EQ(h.status, kExitOk);
+    EXPECT_NE(h.out.find("Usage: qvane"), std::string::npos);
+    EXPECT_TRUE(h.err.empty());
+}
+
+TEST(QvaneCommand, UsageErrorsExitWithTwo) {
+    const Captured none = runCaptured({});
+    EXPECT_EQ(none.status, kExitUsage);
+    EXPECT_NE(none.err.find("Usage"), std::string::npos);
+    const Captured bad = runCaptured({QStringLiteral("frobnicate")});
+    EXPECT_EQ(bad.status, kExitUsage);
+    EXPECT_NE(bad.err.find("unknown command \"frobnicate\""), std::string::npos);
+    EXPECT_TRUE(bad.out.empty());
+}

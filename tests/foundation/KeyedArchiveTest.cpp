@@ -1,0 +1,203 @@
+#include "foundation/KeyedArchive.h"
+#include "foundation/PropertyList.h"
+
+#include "support/SampleValues.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+using namespace qv;
+
+namespace {
+
+QByteArray archived(const Value& v) {
+    QString error;
+    auto bytes = KeyedArchiver::archivedDataWithRootObject(v, &error);
+    EXPECT_TRUE(bytes) << error.toStdString();
+    return bytes.value_or(QByteArray());
+}
+
+Value uid(quint64 n) { return Value(Dictionary{{QStringLiteral("CF$UID"), Value::unsignedInteger(n)}}); }
+
+Value classRecord(const char* name, std::initializer_list<const char*> chain) {
+    Array classes;
+    for (const char* c : chain) classes.append(Value(c));
+    return Value(Dictionary{{QStringLiteral("$classname"), Value(name)}, {QStringLiteral("$classes"), Value(classes)}});
+}
+
+// An archive built by hand from a list of "$objects", for shapes our own archiver never writes.
+QByteArray handArchive(const Array& objects, quint64 root = 1) {
+    Dictionary top{{QStringLiteral("$version"), Value::integer(100000)},
+                   {QStringLiteral("$archiver"), Value("NSKeyedArchiver")},
+                   {QStringLiteral("$top"), Value(Dictionary{{QStringLiteral("root"), uid(root)}})},
+                   {QStringLiteral("$objects"), Value(objects)}};
+    return writeBinaryPropertyList(Value(top), nullptr).value();
+}
+
+std::optional<Value> unarchive(const QByteArray& bytes, QString* error = nullptr) {
+    return KeyedUnarchiver::unarchiveObjectWithData(bytes, error);
+}
+
+}  // namespace
+
+TEST(KeyedArchive, EveryKindRoundTripsExactly) {
+    const Value tree = test::everyKindTree(true);
+    QString error;
+    auto back = unarchive(archived(tree), &error);
+    ASSERT_TRUE(back) << error.toStdString();
+    test::expectStrictlyEqual(tree, *back);
+    // Archiving what was read gives the same bytes again.
+    EXPECT_EQ(archived(*back), archived(tree));
+}
+
+TEST(KeyedArchive, ClassNamesAndMutabilitySurvive) {
+    Dictionary frozen{{QStringLiteral("k"), Value("v")}};
+    frozen.setImmutableClass(true);
+    Array frozenList{Value("x")};
+    frozenList.setImmutableClass(true);
+    Dictionary root{{QStringLiteral("frozen"), Value(frozen)},
+                    {QStringLiteral("frozenList"), Value(frozenList)},
+                    {QStringLiteral("mutableString"), Value("edit me").withMutableClass(true)},
+                    {QStringLiteral("mutableData"), Value::data("abc").withMutableClass(true)}};
+    const QByteArray bytes = archived(Value(root));
+
+    // The layout: the published top keys, "$null" first, and class records naming the chain.
+    auto plist = readBinaryPropertyList(bytes, nullptr);
+    ASSERT_TRUE(plist);
+    const Dictionary top = plist->toDictionary();
+    EXPECT_EQ(top.keys(), (QStringList{QStringLiteral("$version"), QStringLiteral("$archiver"), QStringLiteral("$top"),
+                                       QStringLiteral("$objects")}));
+    EXPECT_EQ(top.value(QStringLiteral("$version")).toInt64(), 100000);
+    EXPECT_EQ(top.value(QStringLiteral("$archiver")).toString(), QStringLiteral("NSKeyedArchiver"));
+    EXPECT_EQ(top.valueForKeyPath(QStringLiteral("$top.root.CF$UID")).toInt64(), 1);
+    const Array objects = top.value(QStringLiteral("$objects")).toArray();
+    EXPECT_EQ(objects.at(0).toString(), QStringLiteral("$null"));
+    QStringList classNames;
+    for (const Value& o : objects)
+        if (o.toDictionary().contains(QStringLiteral("$classname")))
+            classNames << o.toDictionary().value(QStringLiteral("$classname")).toString();
+    classNames.sort();
+    EXPECT_EQ(classNames, (QStringList{QStringLiteral("NSArray"), QStringLiteral("NSDictionary"),
+                                       QStringLiteral("NSMutableData"), QStringLiteral("NSMutableDictionary"),
+                                       QStringLiteral("NSMutableString")}));
+    const Value rootObject = objects.at(1);
+    const quint64 rootClass = rootObject.toDictionary().valueForKeyPath(QStringLiteral("$class.CF$UID")).toUInt64();
+    EXPECT_EQ(objects.at(qsizetype(rootClass)).toDictionary().value(QStringLiteral("$classes")),
+              Value(Array{Value("NSMutableDictionary"), Value("NSDictionary"), Value("NSObject")}));
+
+    auto back = unarchive(bytes);
+    ASSERT_TRUE(back);
+    test::expectStrictlyEqual(Value(root), *back);
+}
+
+TEST(KeyedArchive, SharedObjectsStaySharedAndStringsAreStoredOnce) {
+    Dictionary category{{QStringLiteral("cat_category"), Value("Generic")}};
+    Array records;
+    for (int i = 0; i < 1000; ++i)
+        records.append(Value(Dictionary{{QStringLiteral("name"), Value("same name")}, {QStringLiteral("cat"), Value(category)}}));
+    const QByteArray bytes = archived(Value(records));
+    const Array objects = readBinaryPropertyList(bytes, nullptr)->toDictionary().value(QStringLiteral("$objects")).toArray();
+    // $null, the array, 1000 records, "name", "cat", "same name", the one category, its key and
+    // value, one class record for every dictionary and one for the array.
+    EXPECT_EQ(objects.count(), 1010);
+
+    auto back = unarchive(bytes);
+    ASSERT_TRUE(back);
+    const Array read = back->toArray();
+    ASSERT_EQ(read.count(), 1000);
+    const Dictionary first = read.at(0).toDictionary().value(QStringLiteral("cat")).toDictionary();
+    const Dictionary last = read.at(999).toDictionary().value(QStringLiteral("cat")).toDictionary();
+    EXPECT_TRUE(first.isSameObject(last));
+}
+
+TEST(KeyedArchive, NullRootAndAbsentValues) {
+    auto back = unarchive(archived(Value()));
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(back->isAbsent());
+}
+
+TEST(KeyedArchive, ReadsImmutableClassesAndPrivateSubclasses) {
+    // An immutable string and data in object form, and a class the archive names by a private
+    // subclass whose chain leads to a public one.
+    Array objects{Value("$null"),
+                  Value(Dictionary{{QStringLiteral("NS.keys"), Value(Array{uid(2), uid(3)})},
+                                   {QStringLiteral("NS.objects"), Value(Array{uid(4), uid(6)})},
+                                   {QStringLiteral("$class"), uid(8)}}),
+                  Value("s"),
+                  Value("d"),
+                  Value(Dictionary{{QStringLiteral("NS.string"), Value("text")}, {QStringLiteral("$class"), uid(5)}}),
+                  classRecord("NSString", {"NSString", "NSObject"}),
+                  Value(Dictionary{{QStringLiteral("NS.time"), Value::integer(60)}, {QStringLiteral("$class"), uid(7)}}),
+                  classRecord("NSDate", {"NSDate", "NSObject"}),
+                  classRecord("__NSDictionaryI", {"__NSDictionaryI", "NSDictionary", "NSObject"})};
+    QString error;
+    auto v = unarchive(handArchive(objects), &error);
+    ASSERT_TRUE(v) << error.toStdString();
+    const Dictionary d = v->toDictionary();
+    EXPECT_TRUE(d.isImmutableClass());
+    EXPECT_EQ(d.value(QStringLiteral("s")).toString(), QStringLiteral("text"));
+    EXPECT_FALSE(d.value(QStringLiteral("s")).isMutableClass());
+    EXPECT_EQ(d.value(QStringLiteral("d")).toDate(), 60.0);
+}
+
+TEST(KeyedArchiveDamage, LoopsDanglingReferencesAndWrongTypesAreRefused) {
+    const Value dictClass = classRecord("NSMutableDictionary", {"NSMutableDictionary", "NSDictionary", "NSObject"});
+    auto dict = [&](Array keys, Array values, quint64 cls = 3) {
+        return Value(Dictionary{{QStringLiteral("NS.keys"), Value(keys)},
+                                {QStringLiteral("NS.objects"), Value(values)},
+                                {QStringLiteral("$class"), uid(cls)}});
+    };
+    struct Case {
+        const char* what;
+        Array objects;
+        const char* expect;
+    } cases[] = {
+        {"a dictionary holding itself", Array{Value("$null"), dict(Array{uid(2)}, Array{uid(1)}), Value("k"), dictClass}, "loop"},
+        {"a reference past the end", Array{Value("$null"), dict(Array{uid(2)}, Array{uid(99)}), Value("k"), dictClass}, "past"},
+        {"a key that is not a string", Array{Value("$null"), dict(Array{uid(2)}, Array{uid(2)}), Value::integer(5), dictClass}, "key"},
+        {"unequal keys and values", Array{Value("$null"), dict(Array{uid(2)}, Array{}), Value("k"), dictClass}, "unequal"},
+        {"keys that are not UIDs", Array{Value("$null"), dict(Array{Value("k")}, Array{Value("v")}), Value("k"), dictClass}, "UID"},
+        {"a class record without a name", Array{Value("$null"), dict(Array{}, Array{}), Value("k"), Value(Dictionary())}, "class"},
+        {"an unknown class", Array{Value("$null"), dict(Array{}, Array{}), Value("k"), classRecord("NSSet", {"NSSet", "NSObject"})}, "NSSet"},
+        {"a date whose time is a string",
+         Array{Value("$null"), Value(Dictionary{{QStringLiteral("NS.time"), Value("soon")}, {QStringLiteral("$class"), uid(2)}}),
+               classRecord("NSDate", {"NSDate", "NSObject"})},
+         "NSDate"},
+        {"a value that is not a rectangle",
+         Array{Value("$null"), Value(Dictionary{{QStringLiteral("NS.special"), Value::integer(4)}, {QStringLiteral("$class"), uid(2)}}),
+               classRecord("NSValue", {"NSValue", "NSObject"})},
+         "kind"},
+    };
+    for (const Case& c : cases) {
+        QString error;
+        EXPECT_FALSE(unarchive(handArchive(c.objects), &error)) << c.what;
+        EXPECT_TRUE(error.contains(QLatin1String(c.expect))) << c.what << ": " << error.toStdString();
+    }
+
+    QString error;
+    EXPECT_FALSE(unarchive(QByteArrayLiteral("definitely not an archive"), &error));
+    EXPECT_EQ(error, QStringLiteral("The data is not a keyed archive."));
+    // A property list that is not an archive.
+    EXPECT_FALSE(unarchive(writeBinaryPropertyList(Value(Array{Value("x")}), nullptr).value(), &error));
+    EXPECT_EQ(error, QStringLiteral("The data is not a keyed archive."));
+}
+
+TEST(KeyedArchiveDamage, TruncationAndCorruptionNeverCrash) {
+    const QByteArray good = archived(test::everyKindTree(true));
+    for (qsizetype n = 0; n < good.size(); n += 3) {
+        QString error;
+        if (!unarchive(good.left(n), &error)) {
+            EXPECT_FALSE(error.isEmpty());
+        }
+    }
+    std::mt19937 rng(2026);
+    for (int round = 0; round < 3000; ++round) {
+        QByteArray bad = good;
+        for (int i = 0; i < 3; ++i) bad[qsizetype(rng() % quint32(bad.size()))] = char(rng() & 0xFF);
+        QString error;
+        if (!unarchive(bad, &error)) {
+            EXPECT_FALSE(error.isEmpty());
+        }
+    }
+}

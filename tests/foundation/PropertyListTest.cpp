@@ -1,0 +1,225 @@
+#include "foundation/PropertyList.h"
+
+#include "support/SampleValues.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+using namespace qv;
+
+namespace {
+
+QByteArray binary(const Value& v) {
+    QString error;
+    auto bytes = writeBinaryPropertyList(v, &error);
+    EXPECT_TRUE(bytes.has_value()) << error.toStdString();
+    return bytes.value_or(QByteArray());
+}
+
+struct Trailer {
+    int offsetSize, refSize;
+    quint64 objects, top, offsetTable;
+};
+
+Trailer trailerOf(const QByteArray& b) {
+    auto u = [&](qsizetype at) {
+        quint64 v = 0;
+        for (int i = 0; i < 8; ++i) v = (v << 8) | quint8(b[at + i]);
+        return v;
+    };
+    const qsizetype t = b.size() - 32;
+    return Trailer{quint8(b[t + 6]), quint8(b[t + 7]), u(t + 8), u(t + 16), u(t + 24)};
+}
+
+// A hand-made list: "bplist00", the objects, the offset table and the trailer.
+QByteArray handMade(const QByteArray& objects, const QList<int>& offsets, int top = 0, int refSize = 1) {
+    QByteArray b = QByteArrayLiteral("bplist00") + objects;
+    const int table = int(b.size());
+    for (int o : offsets) b.append(char(o));
+    b.append(QByteArray(6, '\0'));
+    b.append(char(1));
+    b.append(char(refSize));
+    for (quint64 v : {quint64(offsets.size()), quint64(top), quint64(table)})
+        for (int i = 7; i >= 0; --i) b.append(char((v >> (8 * i)) & 0xFF));
+    return b;
+}
+
+}  // namespace
+
+TEST(BinaryPropertyList, EveryKindRoundTripsExactly) {
+    const Value tree = test::everyKindTree(false);
+    QString error;
+    auto back = readBinaryPropertyList(binary(tree), &error);
+    ASSERT_TRUE(back) << error.toStdString();
+    test::expectStrictlyEqual(tree, *back);
+}
+
+TEST(BinaryPropertyList, SizesFollowTheCountsAsThePublishedWriterChoosesThem) {
+    // Reference size follows the number of objects, offset size the offset table's position.
+    Array small;
+    for (int i = 0; i < 200; ++i) small.append(Value::integer(i));
+    Trailer t = trailerOf(binary(Value(small)));
+    EXPECT_EQ(t.refSize, 1);
+    EXPECT_EQ(t.offsetSize, 2);  // the table starts past byte 255
+    EXPECT_EQ(t.objects, 201u);
+
+    Array medium;
+    for (int i = 0; i < 300; ++i) medium.append(Value::integer(i));
+    t = trailerOf(binary(Value(medium)));
+    EXPECT_EQ(t.refSize, 2);
+    EXPECT_EQ(t.offsetSize, 2);
+
+    Array big;
+    for (int i = 0; i < 70000; ++i) big.append(Value(QStringLiteral("s%1").arg(i)));
+    const QByteArray bytes = binary(Value(big));
+    t = trailerOf(bytes);
+    EXPECT_EQ(t.refSize, 4);
+    EXPECT_EQ(t.offsetSize, 4);
+    EXPECT_EQ(t.top, 0u);
+    auto back = readBinaryPropertyList(bytes, nullptr);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->toArray().at(69999).toString(), QStringLiteral("s69999"));
+}
+
+TEST(BinaryPropertyList, EqualScalarsAreStoredOnceContainersNever) {
+    Array a;
+    for (int i = 0; i < 10; ++i) a.append(Value("same"));
+    for (int i = 0; i < 10; ++i) a.append(Value(Array()));
+    a.append(Value::integer(1));
+    a.append(Value::boolean(true));  // a boolean is not the integer 1
+    a.append(Value::real(1.0));      // nor is a real
+    // array + "same" + 10 arrays + 1 + true + 1.0
+    EXPECT_EQ(trailerOf(binary(Value(a))).objects, 15u);
+}
+
+TEST(BinaryPropertyList, ExactBytesOfASmallList) {
+    // {"a": 1} — dictionary, key, value; as any conforming writer lays it out.
+    Dictionary d{{QStringLiteral("a"), Value::integer(1)}};
+    const QByteArray expected = handMade(QByteArray::fromHex("d10102" "5161" "1001"), {8, 11, 13});
+    EXPECT_EQ(binary(Value(d)).toHex(), expected.toHex());
+}
+
+TEST(BinaryPropertyList, RefusesWhatHasNoPropertyListForm) {
+    QString error;
+    EXPECT_FALSE(writeBinaryPropertyList(Value::rect(Rect{}), &error));
+    EXPECT_FALSE(error.isEmpty());
+    Array loop;
+    loop.append(Value(loop));
+    EXPECT_FALSE(writeBinaryPropertyList(Value(loop), &error));
+    loop.clear();  // break the cycle so the test does not leak it
+}
+
+TEST(BinaryPropertyListDamage, EveryTruncationFailsCleanly) {
+    const QByteArray good = binary(test::everyKindTree(false));
+    for (qsizetype n = 0; n < good.size(); ++n) {
+        QString error;
+        auto v = readBinaryPropertyList(good.left(n), &error);
+        // A prefix keeps no valid trailer; at most it may happen to parse, never crash.
+        if (!v) {
+            EXPECT_FALSE(error.isEmpty()) << n;
+        }
+    }
+}
+
+TEST(BinaryPropertyListDamage, RandomCorruptionNeverCrashes) {
+    const QByteArray good = binary(test::everyKindTree(false));
+    std::mt19937 rng(12345);
+    int failures = 0;
+    for (int round = 0; round < 3000; ++round) {
+        QByteArray bad = good;
+        const int flips = 1 + int(rng() % 4);
+        for (int i = 0; i < flips; ++i) bad[qsizetype(rng() % quint32(bad.size()))] = char(rng() & 0xFF);
+        QString error;
+        if (!readBinaryPropertyList(bad, &error)) {
+            ++failures;
+            EXPECT_FALSE(error.isEmpty());
+        }
+    }
+    EXPECT_GT(failures, 0);
+}
+
+TEST(BinaryPropertyListDamage, LoopsAbsurdCountsAndDeepNestingAreRefused) {
+    QString error;
+    // An array whose only element is itself.
+    EXPECT_FALSE(readBinaryPropertyList(handMade(QByteArray::fromHex("a100"), {8}), &error));
+    EXPECT_TRUE(error.contains(QStringLiteral("itself"))) << error.toStdString();
+
+    // An array that claims 2^40 elements in a few bytes.
+    EXPECT_FALSE(readBinaryPropertyList(handMade(QByteArray::fromHex("af130000010000000000"), {8}), &error));
+
+    // A reference past the last object, and an offset into the trailer.
+    EXPECT_FALSE(readBinaryPropertyList(handMade(QByteArray::fromHex("a105"), {8}), &error));
+    EXPECT_FALSE(readBinaryPropertyList(handMade(QByteArray::fromHex("a100"), {200}), &error));
+
+    // 600 arrays, each holding the next, with two-byte references and offsets.
+    const int n = 600;
+    QByteArray b = QByteArrayLiteral("bplist00");
+    QList<quint64> offs;
+    for (int i = 0; i < n; ++i) {
+        offs.append(quint64(b.size()));
+        if (i + 1 < n) {
+            b.append(char(0xA1));
+            b.append(char((i + 1) >> 8));
+            b.append(char((i + 1) & 0xFF));
+        } else {
+            b.append(char(0xA0));
+        }
+    }
+    const quint64 table = quint64(b.size());
+    for (quint64 o : offs) {
+        b.append(char(o >> 8));
+        b.append(char(o & 0xFF));
+    }
+    b.append(QByteArray(6, '\0'));
+    b.append(char(2));
+    b.append(char(2));
+    for (quint64 v : {quint64(n), quint64(0), table})
+        for (int i = 7; i >= 0; --i) b.append(char((v >> (8 * i)) & 0xFF));
+    EXPECT_FALSE(readBinaryPropertyList(b, &error));
+    EXPECT_TRUE(error.contains(QStringLiteral("deep"))) << error.toStdString();
+}
+
+TEST(XmlPropertyList, ReadsEveryElement) {
+    const QByteArray xml = QByteArrayLiteral(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+        "<plist version=\"1.0\"><dict>\n"
+        "  <key>LRA</key><integer>40300</integer>\n"
+        "  <key>GFU</key><string>http://example.invalid/get &amp; go</string>\n"
+        "  <key>neg</key><integer>-12</integer>\n"
+        "  <key>big</key><integer>18446744073709551615</integer>\n"
+        "  <key>r</key><real>2.5</real>\n"
+        "  <key>t</key><true/><key>f</key><false/>\n"
+        "  <key>d</key><date>2001-01-02T00:00:00Z</date>\n"
+        "  <key>bytes</key><data>\n  AAEC\n  /w==\n</data>\n"
+        "  <key>list</key><array><string>x</string><dict/></array>\n"
+        "</dict></plist>\n");
+    QString error;
+    auto v = readPropertyList(xml, &error);
+    ASSERT_TRUE(v) << error.toStdString();
+    const Dictionary d = v->toDictionary();
+    EXPECT_EQ(d.keys().first(), QStringLiteral("LRA"));
+    EXPECT_EQ(d.value(QStringLiteral("LRA")).toInt64(), 40300);
+    EXPECT_EQ(d.value(QStringLiteral("GFU")).toString(), QStringLiteral("http://example.invalid/get & go"));
+    EXPECT_EQ(d.value(QStringLiteral("neg")).toInt64(), -12);
+    EXPECT_TRUE(d.value(QStringLiteral("big")).isUnsignedInteger());
+    EXPECT_TRUE(d.value(QStringLiteral("r")).isReal());
+    EXPECT_TRUE(d.value(QStringLiteral("t")).isBoolean() && d.value(QStringLiteral("t")).toBool());
+    EXPECT_FALSE(d.value(QStringLiteral("f")).toBool());
+    EXPECT_EQ(d.value(QStringLiteral("d")).toDate(), 86400.0);
+    EXPECT_EQ(d.value(QStringLiteral("bytes")).toData(), QByteArray::fromHex("000102ff"));
+    EXPECT_EQ(d.value(QStringLiteral("list")).toArray().count(), 2);
+}
+
+TEST(XmlPropertyList, DamagedXmlIsRefused) {
+    for (const char* bad : {"<plist><dict><key>a</key></dict></plist>", "<plist><integer>x</integer></plist>",
+                            "<plist><dict><string>no key</string></dict></plist>", "<plist><array>",
+                            "<html></html>", "<plist><date>yesterday</date></plist>", "<plist><unknown/></plist>"}) {
+        QString error;
+        EXPECT_FALSE(readPropertyList(QByteArray(bad), &error)) << bad;
+        EXPECT_FALSE(error.isEmpty()) << bad;
+    }
+    QString error;
+    EXPECT_FALSE(readPropertyList(QByteArrayLiteral("not a list at all"), &error));
+}

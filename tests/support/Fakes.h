@@ -1,0 +1,125 @@
+#pragma once
+
+// In-memory stand-ins for the platform ports. Each records what the logic asked of it and
+// answers as the test scripts it, so behaviour is checked without a display or a network.
+
+#include "foundation/DocumentUi.h"
+#include "foundation/FeedFetcher.h"
+#include "foundation/FilePanel.h"
+#include "foundation/Pasteboard.h"
+#include "foundation/PrintService.h"
+#include "foundation/StatusItem.h"
+#include "foundation/Workspace.h"
+
+#include <QHash>
+
+#include <deque>
+#include <vector>
+
+namespace qv::test {
+
+class FakeDocumentUi : public DocumentUi {
+public:
+    std::vector<Alert> alerts;      // every sheet and modal alert, in order
+    std::deque<int> answers;        // codes to answer with; 1000 when empty
+    Rect frame{100, 100, 800, 600};
+    int tabPage = -1;
+    bool toolbarVisible = true;
+    int searchFocusRequests = 0;
+
+    void beginSheet(const Alert& alert, std::function<void(int)> done) override { done(answer(alert)); }
+    int runModal(const Alert& alert) override { return answer(alert); }
+    Rect windowFrame() const override { return frame; }
+    void setWindowFrame(const Rect& f) override { frame = f; }
+    void selectTabPage(int index) override { tabPage = index; }
+    bool isToolbarVisible() const override { return toolbarVisible; }
+    void setToolbarVisible(bool v) override { toolbarVisible = v; }
+    void focusSearchField() override { ++searchFocusRequests; }
+
+private:
+    int answer(const Alert& alert) {
+        alerts.push_back(alert);
+        if (answers.empty()) return kAlertFirstButtonReturn;
+        const int a = answers.front();
+        answers.pop_front();
+        return a;
+    }
+};
+
+class FakePasteboard : public Pasteboard {
+public:
+    std::vector<QString> written;
+    void setString(const QString& text) override { written.push_back(text); }
+};
+
+class FakeStatusItem : public StatusItem {
+public:
+    bool shown = false;
+    QString toolTip;
+    std::function<void()> clicked;
+    int shows = 0;
+    void show(const QString& tip, std::function<void()> onClick) override {
+        shown = true;
+        toolTip = tip;
+        clicked = std::move(onClick);
+        ++shows;
+    }
+    void remove() override {
+        shown = false;
+        clicked = nullptr;
+    }
+    bool isShown() const override { return shown; }
+};
+
+class FakeWorkspace : public Workspace {
+public:
+    std::vector<QString> openedUrls, openedFiles, revealedFiles;
+    bool succeed = true;
+    bool openUrl(const QString& url) override { return record(openedUrls, url); }
+    bool openFile(const QString& path) override { return record(openedFiles, path); }
+    bool revealFile(const QString& path) override { return record(revealedFiles, path); }
+
+private:
+    bool record(std::vector<QString>& list, const QString& s) {
+        list.push_back(s);
+        return succeed;
+    }
+};
+
+class FakeFilePanel : public FilePanel {
+public:
+    std::vector<FilePanelOptions> requests;
+    std::deque<std::optional<QString>> answers;  // nullopt: the user cancels
+    std::optional<QString> runOpenPanel(const FilePanelOptions& o) override { return answer(o); }
+    std::optional<QString> runSavePanel(const FilePanelOptions& o) override { return answer(o); }
+
+private:
+    std::optional<QString> answer(const FilePanelOptions& o) {
+        requests.push_back(o);
+        if (answers.empty()) return std::nullopt;
+        auto a = answers.front();
+        answers.pop_front();
+        return a;
+    }
+};
+
+class FakePrintService : public PrintService {
+public:
+    int pageLayouts = 0;
+    std::vector<QString> jobs;
+    bool runPageLayout() override { return ++pageLayouts, true; }
+    bool printDocument(const QString& title) override { return jobs.push_back(title), true; }
+};
+
+class FakeFeedFetcher : public FeedFetcher {
+public:
+    QHash<QString, QByteArray> feeds;  // a URL not listed does not answer
+    std::vector<QString> requested;
+    void fetch(const QString& url, std::function<void(std::optional<QByteArray>)> done) override {
+        requested.push_back(url);
+        if (feeds.contains(url)) done(feeds.value(url));
+        else done(std::nullopt);
+    }
+};
+
+}  // namespace qv::test
