@@ -28,7 +28,10 @@ Rect parseRectText(const QString& text) {
     const char* p = latin.constData();
     const char* end = p + latin.size();
     while (p < end && found < 4) {
-        if ((*p >= '0' && *p <= '9') || *p == '-' || *p == '+' || *p == '.') {
+        // Digits, signs and points start a number; so do "nan" and "inf", which the writer
+        // produces for such values.
+        if ((*p >= '0' && *p <= '9') || *p == '-' || *p == '+' || *p == '.' || *p == 'n' || *p == 'N' ||
+            *p == 'i' || *p == 'I') {
             char* stop = nullptr;
             const double d = std::strtod(p, &stop);
             if (stop == p) {

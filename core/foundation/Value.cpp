@@ -455,6 +455,11 @@ bool isStrictlyEqual(const Value& a, const Value& b) {
             if (!isStrictlyEqual(x.at(i), y.at(i))) return false;
         return true;
     }
+    case Value::Type::Rect: {
+        const Rect x = a.toRect(), y = b.toRect();
+        auto same = [](double p, double q) { return (std::isnan(p) && std::isnan(q)) || p == q; };
+        return same(x.x, y.x) && same(x.y, y.y) && same(x.width, y.width) && same(x.height, y.height);
+    }
     default: return a == b;
     }
 }

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <random>
 
 using namespace qv;
@@ -109,6 +110,15 @@ TEST(KeyedArchive, SharedObjectsStaySharedAndStringsAreStoredOnce) {
     const Dictionary first = read.at(0).toDictionary().value(QStringLiteral("cat")).toDictionary();
     const Dictionary last = read.at(999).toDictionary().value(QStringLiteral("cat")).toDictionary();
     EXPECT_TRUE(first.isSameObject(last));
+}
+
+TEST(KeyedArchive, NotANumberAndInfinitiesSurvive) {
+    // Found by fuzzing: a date or a rectangle holding NaN must come back as NaN.
+    const double nan = std::nan("");
+    const Value tree(Array{Value::date(nan), Value::rect(Rect{nan, -HUGE_VAL, HUGE_VAL, 1}), Value::real32(float(nan))});
+    auto back = unarchive(archived(tree));
+    ASSERT_TRUE(back);
+    test::expectStrictlyEqual(tree, *back);
 }
 
 TEST(KeyedArchive, NullRootAndAbsentValues) {

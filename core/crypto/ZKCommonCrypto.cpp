@@ -1,0 +1,164 @@
+#include "ZKCommonCrypto.h"
+
+#include "ZKRandom.h"
+
+#include <openssl/evp.h>
+#include <openssl/rand.h>
+
+#include <algorithm>
+#include <climits>
+#include <memory>
+
+namespace qv {
+
+QString ZKCommonCrypto::generateRandom256AsciiString() {
+    // Codes 1 to 255 as the Latin-1 characters of those codes; the string is hashed and
+    // enciphered in its UTF-8 form, so the mapping only has to stay the same between the two.
+    QString s(256, Qt::Uninitialized);
+    for (int i = 0; i < 256; ++i) s[i] = QChar(char16_t(ZKRandomInteger(1, 255)));
+    return s;
+}
+
+std::optional<QByteArray> ZKCommonCrypto::randomDataOfLength(std::uint64_t length) {
+    if (length > std::uint64_t(INT_MAX)) return std::nullopt;
+    QByteArray out(qsizetype(length), '\0');
+    if (length > 0 && RAND_bytes(reinterpret_cast<unsigned char*>(out.data()), int(length)) != 1) return std::nullopt;
+    return out;
+}
+
+QByteArray ZKCommonCrypto::AESKeyForPassword(const QString& password, const QByteArray& salt) {
+    QByteArray key(kKeyLength, '\0');
+    const QByteArray utf8 = password.toUtf8();
+    const int length = int(std::min<qsizetype>(password.size(), utf8.size()));
+    // The status is not looked at: the key is whatever the derivation left, as in every file
+    // written so far.
+    (void)PKCS5_PBKDF2_HMAC(utf8.constData(), length, reinterpret_cast<const unsigned char*>(salt.constData()),
+                            int(salt.size()), kRounds, EVP_sha1(), kKeyLength,
+                            reinterpret_cast<unsigned char*>(key.data()));
+    return key;
+}
+
+std::optional<QByteArray> ZKCommonCrypto::dataSHA1(const QByteArray& data) {
+    QByteArray digest(20, '\0');
+    unsigned int length = 0;
+    if (EVP_Digest(data.constData(), size_t(data.size()), reinterpret_cast<unsigned char*>(digest.data()), &length,
+                   EVP_sha1(), nullptr) != 1 ||
+        length != 20)
+        return std::nullopt;
+    return digest;
+}
+
+ZKCommonCrypto::ZKCommonCrypto() : ZKCommonCrypto(QString()) {}
+
+ZKCommonCrypto::ZKCommonCrypto(const QString& password) : password_(password) { freshParameters(); }
+
+void ZKCommonCrypto::freshParameters() {
+    IV_ = randomDataOfLength(kIVLength).value_or(QByteArray());
+    salt_ = randomDataOfLength(kSaltLength).value_or(QByteArray());
+    AESKey_ = AESKeyForPassword(password_, salt_);
+}
+
+void ZKCommonCrypto::recalcIV_Salt_AESKey() { freshParameters(); }
+
+void ZKCommonCrypto::setPasswordToEncrypt(const QString& password) {
+    setPassword(password);
+    freshParameters();
+}
+
+void ZKCommonCrypto::setPasswordToDecrypt(const QString& password, const QByteArray& iv, const QByteArray& salt) {
+    password_ = password;
+    IV_ = iv;
+    salt_ = salt;
+}
+
+namespace {
+
+struct CipherContextFree {
+    void operator()(EVP_CIPHER_CTX* c) const { EVP_CIPHER_CTX_free(c); }
+};
+
+}  // namespace
+
+std::optional<QByteArray> ZKCommonCrypto::doCipher(const QByteArray& data, const QByteArray& /*key*/,
+                                                   std::uint32_t context, std::uint32_t* padding,
+                                                   std::int32_t* error) {
+    AESKey_ = AESKeyForPassword(password_, salt_);
+    unsigned char key[kKeyLength] = {};
+    unsigned char iv[kIVLength] = {};
+    std::copy_n(AESKey_.constData(), std::min<qsizetype>(AESKey_.size(), kKeyLength), key);
+    std::copy_n(IV_.constData(), std::min<qsizetype>(IV_.size(), kIVLength), iv);
+
+    std::uint32_t options;
+    if (context == kContextEncrypt) {
+        if (*padding != kPaddingECBNone) *padding = kPaddingPKCS7;
+        options = *padding;
+    } else {
+        options = *padding;
+    }
+    const bool pkcs7 = (options & 1u) != 0;
+    const bool ecb = (options & 2u) != 0;
+
+    if (context != kContextEncrypt && context != kContextDecrypt) {
+        *error = kParamError;
+        return std::nullopt;
+    }
+    std::unique_ptr<EVP_CIPHER_CTX, CipherContextFree> ctx(EVP_CIPHER_CTX_new());
+    if (!ctx || EVP_CipherInit_ex(ctx.get(), ecb ? EVP_aes_256_ecb() : EVP_aes_256_cbc(), nullptr, key,
+                                  ecb ? nullptr : iv, context == kContextEncrypt ? 1 : 0) != 1) {
+        *error = kMemoryFailure;
+        return std::nullopt;
+    }
+    EVP_CIPHER_CTX_set_padding(ctx.get(), pkcs7 ? 1 : 0);
+    *error = kSuccess;
+
+    const qsizetype inLength = data.size();
+    if (inLength > INT_MAX - 2 * kBlockSize) {
+        *error = kParamError;
+        return std::nullopt;
+    }
+    QByteArray out(inLength + kBlockSize, '\0');
+    int written = 0;
+    if (EVP_CipherUpdate(ctx.get(), reinterpret_cast<unsigned char*>(out.data()), &written,
+                         reinterpret_cast<const unsigned char*>(data.constData()), int(inLength)) != 1) {
+        *error = kParamError;
+        return std::nullopt;
+    }
+    *error = kSuccess;
+    // Without padding, and always when deciphering, the input must be whole blocks.
+    if ((!pkcs7 || context == kContextDecrypt) && inLength % kBlockSize != 0) {
+        *error = kAlignmentError;
+        return std::nullopt;
+    }
+    int finalWritten = 0;
+    if (EVP_CipherFinal_ex(ctx.get(), reinterpret_cast<unsigned char*>(out.data()) + written, &finalWritten) != 1) {
+        *error = kDecodeError;
+        return std::nullopt;
+    }
+    *error = kSuccess;
+    out.truncate(written + finalWritten);
+    return out;
+}
+
+std::optional<QByteArray> ZKCommonCrypto::encrypt(const QByteArray& data, std::int32_t* error) {
+    std::uint32_t padding = kPaddingPKCS7;
+    return doCipher(data, password_.toUtf8(), kContextEncrypt, &padding, error);
+}
+
+std::optional<QByteArray> ZKCommonCrypto::decrypt(const QByteArray& data, std::int32_t* error) {
+    std::uint32_t padding = kPaddingPKCS7;
+    return doCipher(data, password_.toUtf8(), kContextDecrypt, &padding, error);
+}
+
+std::optional<QByteArray> ZKCommonCrypto::encrypt(const QByteArray& data, const QByteArray& key,
+                                                  std::uint32_t* padding) {
+    std::int32_t status = 0;
+    return doCipher(data, key, kContextEncrypt, padding, &status);
+}
+
+std::optional<QByteArray> ZKCommonCrypto::decrypt(const QByteArray& data, const QByteArray& key,
+                                                  std::uint32_t* padding) {
+    std::int32_t status = 0;
+    return doCipher(data, key, kContextDecrypt, padding, &status);
+}
+
+}  // namespace qv

@@ -1,0 +1,85 @@
+#pragma once
+
+// The cipher engine of every current document: AES-256 in CBC mode with PKCS#7 padding, the key
+// derived from the master password by PBKDF2-HMAC-SHA1 with 10000 rounds and an 8-byte salt.
+// It knows nothing of files; it takes bytes and gives bytes. Statuses are those of the platform
+// cipher service the format was made with (0 success, negative codes for failures), so that
+// callers and files see the same numbers.
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+namespace qv {
+
+class ZKCommonCrypto {
+public:
+    static constexpr int kKeyLength = 32;
+    static constexpr int kBlockSize = 16;
+    static constexpr int kIVLength = 16;
+    static constexpr int kSaltLength = 8;
+    static constexpr int kRounds = 10000;
+    static constexpr std::uint32_t kContextEncrypt = 0;
+    static constexpr std::uint32_t kContextDecrypt = 1;
+    static constexpr std::uint32_t kPaddingPKCS7 = 1;
+    static constexpr std::uint32_t kPaddingECBNone = 2;
+
+    // Statuses of the cipher service.
+    static constexpr std::int32_t kSuccess = 0;
+    static constexpr std::int32_t kParamError = -4300;
+    static constexpr std::int32_t kBufferTooSmall = -4301;
+    static constexpr std::int32_t kMemoryFailure = -4302;
+    static constexpr std::int32_t kAlignmentError = -4303;
+    static constexpr std::int32_t kDecodeError = -4304;
+
+    // Class operations.
+    static QString generateRandom256AsciiString();
+    static std::optional<QByteArray> randomDataOfLength(std::uint64_t length);
+    // The key from the UTF-8 form of the password, cut at its count of UTF-16 units: for a
+    // password beyond ASCII the last UTF-8 bytes do not count. Files were written so, and must
+    // keep opening.
+    static QByteArray AESKeyForPassword(const QString& password, const QByteArray& salt);
+    static std::optional<QByteArray> dataSHA1(const QByteArray& data);
+
+    // init / initWithPassword:: fresh IV, salt and key.
+    ZKCommonCrypto();
+    explicit ZKCommonCrypto(const QString& password);
+    static std::unique_ptr<ZKCommonCrypto> initWithPassword(const QString& password) {
+        return std::make_unique<ZKCommonCrypto>(password);
+    }
+
+    const QString& password() const { return password_; }
+    void setPassword(const QString& p) { password_ = p; }
+    const QByteArray& salt() const { return salt_; }
+    void setSalt(const QByteArray& s) { salt_ = s; }
+    const QByteArray& AESKey() const { return AESKey_; }
+    void setAESKey(const QByteArray& k) { AESKey_ = k; }
+    const QByteArray& IV() const { return IV_; }
+    void setIV(const QByteArray& iv) { IV_ = iv; }
+
+    void recalcIV_Salt_AESKey();
+    void setPasswordToEncrypt(const QString& password);
+    // Sets password, IV and salt only; the key is derived by the next cipher call.
+    void setPasswordToDecrypt(const QString& password, const QByteArray& iv, const QByteArray& salt);
+
+    // The core. `key` is ignored: the key is derived anew from password and salt on every call.
+    // `error` always receives the status of the last step that ran.
+    std::optional<QByteArray> doCipher(const QByteArray& data, const QByteArray& key, std::uint32_t context,
+                                       std::uint32_t* padding, std::int32_t* error);
+    std::optional<QByteArray> encrypt(const QByteArray& data, std::int32_t* error);
+    std::optional<QByteArray> decrypt(const QByteArray& data, std::int32_t* error);
+    std::optional<QByteArray> encrypt(const QByteArray& data, const QByteArray& key, std::uint32_t* padding);
+    std::optional<QByteArray> decrypt(const QByteArray& data, const QByteArray& key, std::uint32_t* padding);
+
+private:
+    void freshParameters();
+    QString password_;
+    QByteArray salt_;
+    QByteArray AESKey_;
+    QByteArray IV_;
+};
+
+}  // namespace qv
