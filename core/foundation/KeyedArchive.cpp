@@ -6,6 +6,7 @@
 #include <QLocale>
 
 #include <cstring>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -83,13 +84,40 @@ private:
     }
 
     // Plain objects (strings, numbers, data) are uniqued by value, as the published archiver
-    // does for them; "$null" is never reused for a user's string of the same spelling.
+    // does for them. The writer already uniques them, so its object reference identifies the
+    // value: one hash lookup per value instead of two. "$null" is never reused for a user's
+    // string of the same spelling.
+    std::uint64_t plain(Ref r) {
+        if (r >= plainUids_.size()) plainUids_.resize(size_t(r) + 1, 0);
+        std::uint64_t& uid = plainUids_[r];
+        if (uid == 0) uid = push(r);
+        return uid;
+    }
+
     template <typename Map, typename Key, typename Make>
     std::uint64_t unique(Map& map, const Key& key, Make make) {
         if (auto it = map.constFind(key); it != map.cend()) return *it;
         const std::uint64_t uid = push(make());
         map.insert(key, uid);
         return uid;
+    }
+
+    // Dictionary keys are mostly the very same string objects in every record, and every value
+    // being archived stays alive until the end, so the string's storage identifies it cheaply.
+    std::uint64_t keyUid(const QString& k) {
+        const auto id = std::make_pair(static_cast<const void*>(k.constData()), k.size());
+        if (auto it = keyUids_.find(id); it != keyUids_.end()) return it->second;
+        const std::uint64_t uid = plain(w_.string(k));
+        keyUids_.emplace(id, uid);
+        return uid;
+    }
+
+    Ref key(const char* k) {
+        auto it = keyRefs_.find(k);
+        if (it != keyRefs_.end()) return it->second;
+        const Ref r = w_.string(QLatin1String(k));
+        keyRefs_.emplace(k, r);
+        return r;
     }
 
     std::uint64_t classUid(const QString& name, const QStringList& chain) {
@@ -118,11 +146,13 @@ private:
     // An object with a class: its slot is taken first, so that it precedes what it contains.
     void object(const std::vector<std::pair<const char*, Ref>>& fields, std::uint64_t cls, Ref slot) {
         std::vector<Ref> keys, values;
+        keys.reserve(fields.size() + 1);
+        values.reserve(fields.size() + 1);
         for (const auto& [k, v] : fields) {
-            keys.push_back(w_.string(QLatin1String(k)));
+            keys.push_back(key(k));
             values.push_back(v);
         }
-        keys.push_back(w_.string(QStringLiteral("$class")));
+        keys.push_back(key("$class"));
         values.push_back(w_.uid(cls));
         w_.setDictionary(slot, keys, values);
     }
@@ -138,28 +168,15 @@ private:
             if (v.isMutableClass()) {
                 return unique(mutableStrings_, v.stringRef(), [&] { return w_.reserve(); });
             }
-            return unique(strings_, v.stringRef(), [&] { return w_.string(v.stringRef()); });
+            return plain(w_.string(v.stringRef()));
         case Value::Type::Integer:
-            if (v.isUnsignedInteger())
-                return unique(scalars_, qMakePair(1, quint64(v.toUInt64())), [&] { return w_.unsignedInteger(v.toUInt64()); });
-            return unique(scalars_, qMakePair(0, quint64(v.toInt64())), [&] { return w_.integer(v.toInt64()); });
-        case Value::Type::Real: {
-            const double d = v.toDouble();
-            if (v.isReal32()) {
-                const float f = float(d);
-                std::uint32_t bits;
-                std::memcpy(&bits, &f, 4);
-                return unique(scalars_, qMakePair(2, quint64(bits)), [&] { return w_.real32(f); });
-            }
-            quint64 bits;
-            std::memcpy(&bits, &d, 8);
-            return unique(scalars_, qMakePair(3, bits), [&] { return w_.real(d); });
-        }
-        case Value::Type::Boolean:
-            return unique(scalars_, qMakePair(4, quint64(v.toBool())), [&] { return w_.boolean(v.toBool()); });
+            return plain(v.isUnsignedInteger() ? w_.unsignedInteger(v.toUInt64()) : w_.integer(v.toInt64()));
+        case Value::Type::Real:
+            return plain(v.isReal32() ? w_.real32(float(v.toDouble())) : w_.real(v.toDouble()));
+        case Value::Type::Boolean: return plain(w_.boolean(v.toBool()));
         case Value::Type::Data:
             if (v.isMutableClass()) return unique(mutableData_, v.toData(), [&] { return w_.reserve(); });
-            return unique(data_, v.toData(), [&] { return w_.data(v.toData()); });
+            return plain(w_.data(v.toData()));
         case Value::Type::Date: {
             const double t = v.toDate();
             quint64 bits;
@@ -217,11 +234,7 @@ private:
             std::vector<std::uint64_t> keys, values;
             keys.reserve(size_t(d.count()));
             values.reserve(size_t(d.count()));
-            for (qsizetype i = 0; i < d.count(); ++i) {
-                auto u = encode(Value(d.keyAt(i)), depth + 1, error);
-                if (!u) return std::nullopt;
-                keys.push_back(*u);
-            }
+            for (qsizetype i = 0; i < d.count(); ++i) keys.push_back(keyUid(d.keyAt(i)));
             for (qsizetype i = 0; i < d.count(); ++i) {
                 auto u = encode(d.valueAt(i), depth + 1, error);
                 if (!u) return std::nullopt;
@@ -268,11 +281,16 @@ public:
 private:
     BinaryPlistWriter w_;
     std::vector<Ref> objects_;
-    QHash<QString, std::uint64_t> strings_;
+    std::vector<std::uint64_t> plainUids_;  // writer reference -> UID, 0 when not yet archived
+    std::unordered_map<const char*, Ref> keyRefs_;
+    struct PairHash {
+        size_t operator()(const std::pair<const void*, qsizetype>& p) const {
+            return std::hash<const void*>()(p.first) ^ (size_t(p.second) * 0x9E3779B97F4A7C15ull);
+        }
+    };
+    std::unordered_map<std::pair<const void*, qsizetype>, std::uint64_t, PairHash> keyUids_;
     QHash<QString, std::uint64_t> mutableStrings_;
-    QHash<QByteArray, std::uint64_t> data_;
     QHash<QByteArray, std::uint64_t> mutableData_;
-    QHash<QPair<int, quint64>, std::uint64_t> scalars_;
     QHash<quint64, std::uint64_t> dates_;
     QHash<const void*, std::uint64_t> containers_;
     QHash<QString, std::uint64_t> classes_;

@@ -540,7 +540,20 @@ BinaryPlistWriter::Ref BinaryPlistWriter::data(const QByteArray& bytes) {
     return r;
 }
 
-BinaryPlistWriter::Ref BinaryPlistWriter::uid(std::uint64_t v) { return scalar(Kind::Uid, v); }
+BinaryPlistWriter::Ref BinaryPlistWriter::uid(std::uint64_t v) {
+    // Archives refer to every object by UID, often many times, and UIDs are small and dense:
+    // a table beats hashing here.
+    if (v < (std::uint64_t(1) << 26)) {
+        if (v >= uidRefs_.size()) uidRefs_.resize(size_t(v) + 1, UINT32_MAX);
+        Ref& r = uidRefs_[size_t(v)];
+        if (r == UINT32_MAX) {
+            scalars_.push_back(v);
+            r = add(Kind::Uid, std::uint32_t(scalars_.size() - 1));
+        }
+        return r;
+    }
+    return scalar(Kind::Uid, v);
+}
 
 BinaryPlistWriter::Ref BinaryPlistWriter::null() {
     if (nullRef_ == UINT32_MAX) nullRef_ = add(Kind::Null, 0);

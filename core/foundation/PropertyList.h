@@ -135,6 +135,7 @@ private:
     QHash<QString, Ref> uniqueStrings_;
     QHash<QByteArray, Ref> uniqueData_;
     QHash<QPair<int, quint64>, Ref> uniqueScalars_;
+    std::vector<Ref> uidRefs_;
     Ref nullRef_ = UINT32_MAX;
 };
 
