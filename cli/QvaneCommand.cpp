@@ -1,5 +1,7 @@
 #include "QvaneCommand.h"
 
+#include "DocumentVerbs.h"
+
 #include "foundation/ZKAppSupportUtility.h"
 
 namespace qv::cli {
@@ -21,9 +23,20 @@ QString versionText() {
 
 QString usageText() {
     return QStringLiteral(
-        "Usage: qvane [--help | --version]\n"
+        "Usage: qvane COMMAND [ARGUMENTS] [OPTIONS]\n"
+        "       qvane [--help | --version]\n"
         "\n"
         "Works with Quorvane documents (.qvane) without opening a window.\n"
+        "\n"
+        "Commands:\n"
+        "  info FILE          Show a document's generation and format (no password needed).\n"
+        "  dump FILE          Print the whole document as JSON.\n"
+        "  convert FILE OUT   Save FILE to OUT in the current format; FILE is never written.\n"
+        "                     --new-password-stdin reads a new password after the old one.\n"
+        "  new OUT            Make a new empty document with one category, \"Generic\".\n"
+        "\n"
+        "The master password is asked on the terminal without echo, or read as one line from\n"
+        "standard input with --password-stdin.\n"
         "\n"
         "Options:\n"
         "  -h, --help     Show this help and exit.\n"
@@ -47,6 +60,10 @@ int run(const QStringList& args, const Streams& io) {
         print(io.out, versionText());
         return kExitOk;
     }
+    if (first == QLatin1String("info")) return runInfo(args.mid(1), io);
+    if (first == QLatin1String("dump")) return runDump(args.mid(1), io);
+    if (first == QLatin1String("convert")) return runConvert(args.mid(1), io);
+    if (first == QLatin1String("new")) return runNew(args.mid(1), io);
     print(io.err, QStringLiteral("qvane: unknown command \"%1\"\n\n").arg(first) + usageText());
     return kExitUsage;
 }

@@ -1,0 +1,14 @@
+#pragma once
+
+// The verbs of `qvane` that open and write documents: info, dump, convert, new.
+
+#include "QvaneCommand.h"
+
+namespace qv::cli {
+
+int runInfo(const QStringList& args, const Streams& io);
+int runDump(const QStringList& args, const Streams& io);
+int runConvert(const QStringList& args, const Streams& io);
+int runNew(const QStringList& args, const Streams& io);
+
+}  // namespace qv::cli

@@ -1,0 +1,98 @@
+#pragma once
+
+// One open document: its three tables, its enciphered members, its engines and the layout it
+// remembers. The file is read into enciphered members (readFromData), a password turns them into
+// the plain tables (Decript), and a save or lock turns the tables back into members
+// (encryptData) and the members into file bytes (dataOfType).
+//
+// Fields keep the names of the file format's document so that each rule reads the same here.
+
+#include "crypto/ZKCommonCrypto.h"
+#include "crypto/ZKCryptoDoc.h"
+#include "foundation/DocumentUi.h"
+#include "foundation/Value.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+namespace qv {
+
+class MyDocument : public ZKCryptoDoc {
+public:
+    static constexpr std::uint64_t kGenerationWritten = 40100;
+
+    MyDocument();  // init
+    ~MyDocument() override;
+
+    // The window of this document; none for headless use, where the layout remembered from the
+    // file is written back as it was read.
+    void setUi(DocumentUi* ui) { ui_ = ui; }
+
+    // The store steps of a new, empty document: its creation date and one category "Generic".
+    void prepareNewDocument();
+
+    // ---- Container (file bytes) ----
+    enum class ReadResult { Taken, TooNew, Unreadable };
+    // The type arguments are ignored; there is one format.
+    std::optional<QByteArray> dataOfType(const QString& type, QString* error = nullptr);
+    bool readFromData(const QByteArray& data, const QString& type, QString* error = nullptr);
+    // As readFromData, telling a file too new apart from one that is not a document.
+    ReadResult read(const QByteArray& data, QString* message);
+    // Nothing while the document is locked or has no password: such a save could not be
+    // opened again.
+    bool canAutosave() const { return isDecrypted() && !plainPassword.isEmpty(); }
+
+    // ---- Pipeline ----
+    void encryptData();
+    Array getCopyOfContentArrayForSaveOperation() const;
+    Array getCopyOfCategoryArrayForSaveOperation() const;
+    std::int32_t Decript() override;
+    std::int32_t decryptDone() override;
+    static Value catInArray(const Array& categories, std::int64_t uniqueID);
+    void restoreFromSaveOperationContent(const Array& records, const Array& categories);
+    void updateChangeCount(int change) override;
+
+    // ---- State ----
+    Array myArray;
+    Array myCategoryArray;
+    Array emailArray;
+    Value documentCreationDate;  // a date, or absent
+    std::uint64_t docVersionRapresentation = 0;
+
+    std::unique_ptr<ZKCommonCrypto> myCommonCrypto;
+    Value mySalt, myIV, myRCDataEncrypted, mySha1_RcData;  // data, or absent
+    Value myEncryptedArrayData, myEncryptedCategoryArrayData, myEncryptedEmailArrayData,
+        myEncryptedDocumentCreationDateData;
+    Value myEncriptedArray, myEncryptedCategoryArray;  // raw tables of an old file
+
+    Value OSXPlatformDictionary;      // rebuilt at each save and lock
+    Value myiOSPlatformDictionary;    // the phone edition's block, kept whole
+    bool YouCanSave = true;
+    bool requiresMandatoryPassword = true;
+    bool useMyWinRect = false;
+    Rect myWinRectToUse;
+    bool useMyColumnWidth = false;
+    Rect splitLeftFrame, splitRightFrame;
+    bool makeToolbarVisibleAtDecrypt = false;
+    Value startColumnSizes, startColumnVisibilities, customTableSettings;
+    Value latestOrderedColumn;
+    bool latestOrderedColumnAscending = false;
+    Value savedCategoryTableWidth, savedNameTableWidth, savedUrlTableWidth, savedPasswordTableWidth,
+        savedEmailTableWidth, accountTableWidth, userIDTableWidth;
+
+    QString convertFormatString, docReleaseString, appReleaseString, moreDocDescription;
+
+    Array myKeyArrayForImport, myKeyArrayForExport;
+
+private:
+    Dictionary buildPlatformDictionary() const;
+    void takePlatformDictionary(const Dictionary& d);
+    void makeCheckValues();
+    DocumentUi* ui_ = nullptr;
+};
+
+}  // namespace qv

@@ -1,0 +1,93 @@
+#include "document/DocumentKeys.h"
+#include "document/MyDocument.h"
+#include "document/RecordModel.h"
+
+#include <gtest/gtest.h>
+
+using namespace qv;
+
+namespace {
+
+// A document with one category and two records, saved under `password`.
+QByteArray savedDocument(const QString& password, MyDocument* keep = nullptr) {
+    MyDocument doc;
+    doc.prepareNewDocument();
+    const Dictionary generic = doc.myCategoryArray.at(0).toDictionary();
+    for (const char* name : {"Bank", "Mail"}) {
+        Dictionary r = RecordModel::newRecord(nowSince2001());
+        r.set(keys::name, Value(name));
+        r.set(keys::categoryPtr, Value(generic));
+        doc.myArray.append(Value(r));
+    }
+    doc.plainPassword = password;
+    const QByteArray bytes = doc.dataOfType(QStringLiteral("qvane")).value();
+    if (keep) {
+        keep->myArray = doc.myArray;
+        keep->myCategoryArray = doc.myCategoryArray;
+    }
+    return bytes;
+}
+
+}  // namespace
+
+TEST(MyDocument, WrongPasswordLeavesMembersForTheNextAttempt) {
+    MyDocument doc;
+    ASSERT_TRUE(doc.readFromData(savedDocument(QStringLiteral("secret")), QStringLiteral("qvane")));
+    EXPECT_TRUE(doc.isEncrypted());
+    EXPECT_FALSE(doc.isDocumentEdited());
+    doc.plainPassword = QStringLiteral("not it");
+    EXPECT_NE(doc.Decript(), 0);
+    EXPECT_TRUE(doc.myEncryptedArrayData.isData());
+    doc.plainPassword = QStringLiteral("secret");
+    ASSERT_EQ(doc.Decript(), 0);
+    EXPECT_TRUE(doc.myEncryptedArrayData.isAbsent());  // consumed
+    doc.decryptDone();
+    EXPECT_FALSE(doc.isEncrypted());
+    EXPECT_FALSE(doc.isDocumentEdited());
+    ASSERT_EQ(doc.myArray.count(), 2);
+    const Dictionary generic = doc.myCategoryArray.at(0).toDictionary();
+    EXPECT_TRUE(doc.myArray.at(1).toDictionary().value(keys::categoryPtr).toDictionary().isSameObject(generic));
+    EXPECT_EQ(generic.value(keys::cat_howManyUsingThis).toInt64(), 2);
+    EXPECT_EQ(generic.value(keys::records).toArray().count(), 0);  // filled only by later assignments
+}
+
+TEST(MyDocument, SavingLeavesLiveTablesAloneAndRenewsSaltAndIV) {
+    MyDocument live;
+    const QByteArray first = savedDocument(QStringLiteral("secret"), &live);
+    EXPECT_TRUE(live.myArray.at(0).toDictionary().contains(keys::categoryPtr));
+    EXPECT_FALSE(live.myArray.at(0).toDictionary().contains(keys::categoryID));
+
+    MyDocument doc;
+    ASSERT_TRUE(doc.readFromData(first, QString()));
+    doc.plainPassword = QStringLiteral("secret");
+    ASSERT_EQ(doc.Decript(), 0);
+    doc.decryptDone();
+    const Value salt = doc.mySalt;
+    const QByteArray second = doc.dataOfType(QString()).value();
+    EXPECT_FALSE(doc.mySalt == salt);
+
+    MyDocument again;
+    ASSERT_TRUE(again.readFromData(second, QString()));
+    again.plainPassword = QStringLiteral("secret");
+    EXPECT_EQ(again.Decript(), 0);
+    EXPECT_EQ(again.myArray.count(), 2);
+}
+
+TEST(MyDocument, ALockedDocumentProducesNoBytesAndNeverBecomesEdited) {
+    MyDocument doc;
+    ASSERT_TRUE(doc.readFromData(savedDocument(QStringLiteral("secret")), QString()));
+    doc.updateChangeCount(ZKCryptoDoc::kChangeDone);
+    EXPECT_FALSE(doc.isDocumentEdited());
+    EXPECT_FALSE(doc.canAutosave());
+    doc.YouCanSave = false;
+    EXPECT_FALSE(doc.dataOfType(QString()));
+}
+
+TEST(MyDocument, ACategoryIdThatMatchesNothingIsSavedAsZero) {
+    MyDocument doc;
+    Dictionary orphan = RecordModel::newRecord(0);
+    doc.myArray.append(Value(orphan));
+    const Array copies = doc.getCopyOfContentArrayForSaveOperation();
+    EXPECT_EQ(copies.at(0).toDictionary().value(keys::categoryID).toInt64(), 0);
+    EXPECT_TRUE(copies.at(0).toDictionary().value(keys::categoryID).isInteger());
+}

@@ -1,0 +1,182 @@
+#!/usr/bin/env python3
+"""Documents exchanged with an independent implementation of the file format.
+
+A document is written here from the published layouts alone (keyed archives through plistlib,
+AES-256-CBC and PBKDF2-HMAC-SHA1 through the cryptography package) and read with `qvane dump`;
+documents that `qvane new` and `qvane convert` write are read back here the same way.
+
+Usage: qvane_interop.py PATH_TO_QVANE
+"""
+import hashlib
+import json
+import os
+import plistlib
+import random
+import subprocess
+import sys
+import tempfile
+
+sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+from nskeyed import EPOCH, ns_archive, ns_unarchive  # noqa: E402
+
+from cryptography.hazmat.primitives import padding  # noqa: E402
+from cryptography.hazmat.primitives.ciphers import Cipher, algorithms, modes  # noqa: E402
+
+QVANE = sys.argv[1]
+failures = []
+checked = 0
+
+
+def check(cond, what):
+    global checked
+    checked += 1
+    if not cond:
+        failures.append(what)
+        print("FAIL:", what)
+
+
+def key_for(password, salt):
+    # The UTF-8 bytes cut at the count of UTF-16 units, as the format has always done.
+    units = len(password.encode("utf-16-le")) // 2
+    return hashlib.pbkdf2_hmac("sha1", password.encode("utf-8")[:units], salt, 10000, 32)
+
+
+def seal(data, key, iv):
+    p = padding.PKCS7(128).padder()
+    e = Cipher(algorithms.AES(key), modes.CBC(iv)).encryptor()
+    return e.update(p.update(data) + p.finalize()) + e.finalize()
+
+
+def unseal(data, key, iv):
+    d = Cipher(algorithms.AES(key), modes.CBC(iv)).decryptor()
+    u = padding.PKCS7(128).unpadder()
+    return u.update(d.update(data) + d.finalize()) + u.finalize()
+
+
+def write_document(path, password, records, categories, emails, created, generation=40100, extra=None):
+    salt, iv = os.urandom(8), os.urandom(16)
+    key = key_for(password, salt)
+    check_text = "".join(chr(random.randint(1, 255)) for _ in range(256)).encode("utf-8")
+    root = {"appversion": generation, "latestPlatform": "OSX",
+            "dataArrayData": seal(ns_archive(records), key, iv),
+            "catArrayData": seal(ns_archive(categories), key, iv),
+            "emailArrayData": seal(ns_archive(emails), key, iv),
+            "documentCreationDateData": seal(ns_archive(created), key, iv),
+            "salt": salt, "IV": iv, "rc": seal(check_text, key, iv), "sha1-rc": hashlib.sha1(check_text).digest()}
+    root.update(extra or {})
+    with open(path, "wb") as f:
+        f.write(ns_archive(root))
+
+
+def read_document(path, password):
+    root = ns_unarchive(open(path, "rb").read())
+    key = key_for(password, root["salt"])
+    rc = unseal(root["rc"], key, root["IV"])
+    assert hashlib.sha1(rc).digest() == root["sha1-rc"], "check string"
+    members = {k: ns_unarchive(unseal(root[k], key, root["IV"]))
+               for k in ("dataArrayData", "catArrayData", "emailArrayData", "documentCreationDateData")}
+    return root, members
+
+
+def qvane(*args, stdin=""):
+    return subprocess.run([QVANE, *args], input=stdin.encode(), capture_output=True, check=False)
+
+
+def category(title, uid, count=0):
+    return {"cat_category": title, "cat_backColor": {"r": 0.75, "g": 0.75, "b": 0.75, "a": 1},
+            "cat_textColor": {"r": 1, "g": 1, "b": 1, "a": 1}, "cat_howManyUsingThis": count, "cat_uniqueID": uid}
+
+
+def record(name, cat_id, **more):
+    r = {"name": name, "account": "acct", "url": "https://example.com", "userID": "me", "password": "pw\U0001F511",
+         "pin": "1234", "security": "blue", "email": "me@example.com", "note": "a\nb",
+         "creationDate": EPOCH.replace(year=2020), "modificationDate": EPOCH.replace(year=2021),
+         "usageCount": 3, "categoryID": cat_id}
+    r.update(more)
+    return r
+
+
+def foreign_documents(d):
+    password = "pass\u00e9\u00e9"  # non-ASCII: the key-derivation rule matters
+    cats = [category("Work", 5), category("Home", 9), category("Twin", 9)]
+    recs = [record("Bank", 5), record("Mail", 9), record("Lost", 77)]
+    path = os.path.join(d, "foreign.qvane")
+    write_document(path, password, recs, cats, [{"email": "a@b.c", "creationDate": EPOCH}], EPOCH.replace(year=2019),
+                   extra={"iOSPlatformDictionary": {"phone": "kept", "n": 1}})
+    r = qvane("dump", path, "--password-stdin", stdin=password + "\n")
+    check(r.returncode == 0, "a document written independently opens: " + r.stderr.decode())
+    if r.returncode == 0:
+        doc = json.loads(r.stdout)
+        check(doc["appversion"] == 40100 and len(doc["records"]) == 3, "generation and record count")
+        check(doc["records"][0]["categoryPtr"] == {"$category": 0}, "records relink to their category by id")
+        check(doc["records"][1]["categoryPtr"] == {"$category": 1}, "a duplicated id links to the first category")
+        check("categoryPtr" not in doc["records"][2], "an id that matches nothing leaves no category")
+        check([c["cat_howManyUsingThis"] for c in doc["categories"]] == [1, 1, 0], "counts are rebuilt on opening")
+        check(doc["records"][0]["password"] == "pw\U0001F511" and doc["records"][0]["pin"] == "1234",
+              "values come through, characters beyond the BMP included")
+        check(list(doc["records"][0].keys())[:3] == ["name", "account", "url"], "key order is kept")
+    r = qvane("dump", path, "--password-stdin", stdin="pass\u00e9\u00e8\n")
+    check(r.returncode == 0, "the last UTF-8 byte of the password does not count")
+    r = qvane("dump", path, "--password-stdin", stdin="wrong password\n")
+    check(r.returncode == 1 and b"Wrong Password" in r.stderr, "a wrong password gives status 1")
+
+    # Generation 30000 had no PIN or security fields: they read as empty.
+    old = os.path.join(d, "g30000.qvane")
+    write_document(old, "secret", [record("Old", 5)], [category("Work", 5)], [], EPOCH, generation=30000)
+    r = qvane("dump", old, "--password-stdin", stdin="secret\n")
+    check(r.returncode == 0 and json.loads(r.stdout)["records"][0]["pin"] == "", "30000 blanks pin and security")
+    info = json.loads(qvane("info", old).stdout)
+    check(info["convertFormatString"].startswith("Document is in an old format"), "30000 is told it will convert")
+
+    # Our conversion of the foreign document opens here and keeps the phone block whole.
+    out = os.path.join(d, "converted.qvane")
+    r = qvane("convert", path, out, "--password-stdin", stdin=password + "\n")
+    check(r.returncode == 0, "convert succeeds")
+    if r.returncode == 0:
+        root, m = read_document(out, password)
+        check(root["appversion"] == 40100 and root["latestPlatform"] == "OSX", "convert writes 40100 for OSX")
+        check(len(root["salt"]) == 8 and len(root["IV"]) == 16, "salt and IV sizes")
+        check(root["iOSPlatformDictionary"] == {"phone": "kept", "n": 1}, "the phone block survives")
+        check([x["categoryID"] for x in m["dataArrayData"]] == [5, 9, 0], "saved records carry category ids")
+        check(all("records" not in c for c in m["catArrayData"]), "categories are saved without their records")
+        check(m["documentCreationDateData"] == EPOCH.replace(year=2019), "the creation date is kept")
+
+
+def our_documents(d):
+    path = os.path.join(d, "new.qvane")
+    r = qvane("new", path, "--password-stdin", stdin="sixsix\n")
+    check(r.returncode == 0, "qvane new succeeds")
+    root, m = read_document(path, "sixsix")
+    check(m["dataArrayData"] == [] and [c["cat_category"] for c in m["catArrayData"]] == ["Generic"],
+          "a new document holds one category, Generic, and no records")
+    check(m["catArrayData"][0]["cat_uniqueID"] == 1, "its id is 1")
+    check(qvane("new", os.path.join(d, "short.qvane"), "--password-stdin", stdin="five5\n").returncode == 2,
+          "five characters are refused")
+    again = os.path.join(d, "again.qvane")
+    qvane("convert", path, again, "--password-stdin", stdin="sixsix\n")
+    root2, _ = read_document(again, "sixsix")
+    check(root2["salt"] != root["salt"] and root2["IV"] != root["IV"], "each save has a new salt and IV")
+
+
+def damaged(d):
+    path = os.path.join(d, "damaged.qvane")
+    write_document(path, "secret", [record("X", 1)], [category("C", 1)], [], EPOCH)
+    root = ns_unarchive(open(path, "rb").read())
+    root["dataArrayData"] = root["dataArrayData"][:-16]  # a member cut short
+    open(path, "wb").write(ns_archive(root))
+    r = qvane("dump", path, "--password-stdin", stdin="secret\n")
+    check(r.returncode == 1 and b"Wrong Password" in r.stderr, "a truncated member ends as a wrong password")
+    root["appversion"] = 40101
+    open(path, "wb").write(ns_archive(root))
+    r = qvane("info", path)
+    check(r.returncode == 3 and b"more recent version" in r.stderr, "a file too new is refused with status 3")
+    open(path, "wb").write(b"bplist00 not really")
+    check(qvane("info", path).returncode == 4, "a damaged file gives status 4")
+
+
+with tempfile.TemporaryDirectory() as tmp:
+    foreign_documents(tmp)
+    our_documents(tmp)
+    damaged(tmp)
+print(f"interop: {checked - len(failures)} passed, {len(failures)} failed")
+sys.exit(1 if failures else 0)
