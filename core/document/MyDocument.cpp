@@ -7,7 +7,8 @@
 #include "foundation/KeyedArchive.h"
 #include "foundation/ZKAppSupportUtility.h"
 
-#include <limits>
+#include <algorithm>
+#include <iterator>
 
 namespace qv {
 
@@ -55,14 +56,19 @@ void MyDocument::makeCheckValues() {
     myRCDataEncrypted = dataOrAbsent(myCommonCrypto->encrypt(p, &status));
 }
 
+// A new engine (with its own salt and IV, and new check values) whenever the password changed
+// since the last one was made: a change of password takes effect at the next enciphering.
+void MyDocument::keepEngineForPassword() {
+    if (myCommonCrypto && myCommonCrypto->password() == plainPassword) return;
+    myCommonCrypto = ZKCommonCrypto::initWithPassword(plainPassword);
+    mySalt = Value::data(myCommonCrypto->salt());
+    myIV = Value::data(myCommonCrypto->IV());
+    makeCheckValues();
+}
+
 std::optional<QByteArray> MyDocument::dataOfType(const QString& /*type*/, QString* /*error*/) {
     if (!YouCanSave) return std::nullopt;
-    if (!myCommonCrypto || myCommonCrypto->password() != plainPassword) {
-        myCommonCrypto = ZKCommonCrypto::initWithPassword(plainPassword);
-        mySalt = Value::data(myCommonCrypto->salt());
-        myIV = Value::data(myCommonCrypto->IV());
-        makeCheckValues();
-    }
+    keepEngineForPassword();
     if (!isEncrypted()) {
         myCommonCrypto->recalcIV_Salt_AESKey();
         encryptData();
@@ -131,12 +137,7 @@ Array MyDocument::getCopyOfCategoryArrayForSaveOperation() const {
 }
 
 void MyDocument::encryptData() {
-    if (!myCommonCrypto || myCommonCrypto->password() != plainPassword) {
-        myCommonCrypto = ZKCommonCrypto::initWithPassword(plainPassword);
-        mySalt = Value::data(myCommonCrypto->salt());
-        myIV = Value::data(myCommonCrypto->IV());
-        makeCheckValues();
-    }
+    keepEngineForPassword();
     const Array records = getCopyOfContentArrayForSaveOperation();
     const Array categories = getCopyOfCategoryArrayForSaveOperation();
     const auto a1 = KeyedArchiver::archivedDataWithRootObject(Value(records));
@@ -211,10 +212,10 @@ MyDocument::ReadResult MyDocument::read(const QByteArray& data, QString* message
         YouCanSave = true;
     } else {
         // Older groups fall through from the widest to the plainest; see the group table.
-        const bool wide = (n >= 2500 && n <= 2800 && (n == 2500 || n == 2510 || n == 2520 || n == 2600 ||
-                                                      n == 2700 || n == 2710 || n == 2800)) ||
-                          n == 20801 || n == 20900 || n == 20901 || n == 21000 || (n >= 21100 && n <= 21110) ||
-                          (n >= 21200 && n <= 21207);
+        static const std::uint64_t kWide[] = {2500,  2510,  2520,  2600,  2700,  2710,
+                                               2800,  20801, 20900, 20901, 21000};
+        const bool wide = std::find(std::begin(kWide), std::end(kWide), n) != std::end(kWide) ||
+                          (n >= 21100 && n <= 21110) || (n >= 21200 && n <= 21207);
         const bool narrow = wide || n == 2400;
         const bool framed = narrow || n == 2100 || n == 2200 || n == 2210 || n == 2300;
         const bool withCategories = framed || n == 2000 || n == 2010 || n == 2020;

@@ -92,6 +92,7 @@ private:
     Dictionary buildPlatformDictionary() const;
     void takePlatformDictionary(const Dictionary& d);
     void makeCheckValues();
+    void keepEngineForPassword();
     DocumentUi* ui_ = nullptr;
 };
 

@@ -17,22 +17,14 @@ import sys
 import tempfile
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+from checks import Checks  # noqa: E402
 from nskeyed import EPOCH, ns_archive, ns_unarchive  # noqa: E402
 
 from cryptography.hazmat.primitives import padding  # noqa: E402
 from cryptography.hazmat.primitives.ciphers import Cipher, algorithms, modes  # noqa: E402
 
 QVANE = sys.argv[1]
-failures = []
-checked = 0
-
-
-def check(cond, what):
-    global checked
-    checked += 1
-    if not cond:
-        failures.append(what)
-        print("FAIL:", what)
+check = Checks()
 
 
 def key_for(password, salt):
@@ -178,5 +170,4 @@ with tempfile.TemporaryDirectory() as tmp:
     foreign_documents(tmp)
     our_documents(tmp)
     damaged(tmp)
-print(f"interop: {checked - len(failures)} passed, {len(failures)} failed")
-sys.exit(1 if failures else 0)
+check.finish()

@@ -18,19 +18,11 @@ import tempfile
 import os
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "support"))
+from checks import Checks  # noqa: E402
 from nskeyed import Rect, ns_archive, ns_unarchive, EPOCH  # noqa: E402
 
 TOOL = sys.argv[1]
-failures = []
-checked = 0
-
-
-def check(cond, what):
-    global checked
-    checked += 1
-    if not cond:
-        failures.append(what)
-        print("FAIL:", what)
+check = Checks()
 
 
 def tool(*args):
@@ -152,5 +144,4 @@ def archives():
 binary_round_trip()
 xml_and_dates()
 archives()
-print(f"interop: {checked - len(failures)} passed, {len(failures)} failed")
-sys.exit(1 if failures else 0)
+check.finish()
