@@ -1,0 +1,78 @@
+// Saving and opening whole documents of 1 000, 10 000 and 100 000 records. Each save and open
+// includes six key derivations; BM_KeyDerivation measures one, so the rest is the figure minus
+// six of those. maxRSS_MB is the process's peak so far: sizes run in ascending order.
+
+#include "BenchData.h"
+
+#include "crypto/ZKCommonCrypto.h"
+#include "document/DocumentKeys.h"
+#include "document/MyDocument.h"
+#include "document/RecordModel.h"
+
+#include <benchmark/benchmark.h>
+
+#include <sys/resource.h>
+
+using namespace qv;
+
+namespace {
+
+double maxRssMB() {
+    rusage u{};
+    getrusage(RUSAGE_SELF, &u);
+    return double(u.ru_maxrss) / 1024.0;
+}
+
+std::unique_ptr<MyDocument> makeDocument(int records) {
+    auto doc = std::make_unique<MyDocument>();
+    doc->prepareNewDocument();
+    doc->myCategoryArray = Array();
+    for (int c = 1; c <= 20; ++c)
+        doc->myCategoryArray.append(Value(RecordModel::newCategory(QStringLiteral("Category %1").arg(c), c)));
+    const Array generated = bench::makeRecords(records);
+    for (const Value& r : generated) {
+        Dictionary d = r.toDictionary();
+        d.set(keys::categoryPtr, doc->myCategoryArray.at(d.value(keys::categoryID).toInt64() - 1));
+        d.remove(keys::categoryID);
+        doc->myArray.append(r);
+    }
+    doc->plainPassword = QStringLiteral("correct horse");
+    return doc;
+}
+
+void BM_KeyDerivation(benchmark::State& state) {
+    const QByteArray salt("12345678");
+    for (auto _ : state) benchmark::DoNotOptimize(ZKCommonCrypto::AESKeyForPassword(QStringLiteral("correct horse"), salt));
+}
+BENCHMARK(BM_KeyDerivation)->Unit(benchmark::kMillisecond);
+
+void BM_SaveDocument(benchmark::State& state) {
+    auto doc = makeDocument(int(state.range(0)));
+    doc->dataOfType(QString());  // the engine exists, as after a first save
+    qint64 size = 0;
+    for (auto _ : state) {
+        auto bytes = doc->dataOfType(QString());
+        size = bytes->size();
+        benchmark::DoNotOptimize(bytes);
+    }
+    state.counters["fileMB"] = double(size) / 1e6;
+    state.counters["maxRSS_MB"] = maxRssMB();
+}
+BENCHMARK(BM_SaveDocument)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+void BM_OpenDocument(benchmark::State& state) {
+    const QByteArray file = *makeDocument(int(state.range(0)))->dataOfType(QString());
+    for (auto _ : state) {
+        MyDocument doc;
+        doc.read(file, nullptr);
+        doc.plainPassword = QStringLiteral("correct horse");
+        if (doc.Decript() != 0 || doc.myArray.count() != state.range(0)) state.SkipWithError("open failed");
+        benchmark::DoNotOptimize(doc.myArray);
+    }
+    state.counters["maxRSS_MB"] = maxRssMB();
+}
+BENCHMARK(BM_OpenDocument)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,89 @@
+#include "ZKCategoryArrayController.h"
+
+#include "document/DocumentKeys.h"
+#include "document/DocumentTexts.h"
+#include "document/RecordModel.h"
+
+namespace qv {
+
+Value ZKCategoryArrayController::newObject() {
+    Dictionary c;
+    c.set(keys::cat_category, Value(unusedCategoryNameWithPostfix(QStringLiteral("Untitled"))));
+    return Value(c);
+}
+
+Value ZKCategoryArrayController::addDefault() {
+    const Value c = newObject();
+    addObject(c);
+    return c;
+}
+
+Value ZKCategoryArrayController::addWithName(const QString& name) {
+    const Value c = newObject();
+    c.toDictionary().set(keys::cat_category, Value(name));
+    addObject(c);
+    return c;
+}
+
+Value ZKCategoryArrayController::categoryWithTitle(const QString& title) const {
+    for (const Value& c : content())
+        if (c.toDictionary().value(keys::cat_category).stringRef() == title) return c;
+    return Value();
+}
+
+Value ZKCategoryArrayController::getCategoryWithUniqueID(std::int64_t uniqueID) const {
+    for (const Value& c : content())
+        if (c.toDictionary().value(keys::cat_uniqueID).toInt64() == uniqueID) return c;
+    return Value();
+}
+
+bool ZKCategoryArrayController::testForNewUniqueID(std::int64_t uniqueID) const {
+    return getCategoryWithUniqueID(uniqueID).isAbsent();
+}
+
+std::int64_t ZKCategoryArrayController::newUniqueID() const {
+    std::int64_t id = 1;
+    while (!testForNewUniqueID(id)) ++id;
+    return id;
+}
+
+bool ZKCategoryArrayController::incrementObj(const Value& category, std::int64_t by) {
+    // Containment by value, as the arranged objects' own test does.
+    if (!arrangedObjects().containsEqual(category)) return false;
+    Dictionary c = category.toDictionary();
+    c.set(keys::cat_howManyUsingThis, Value::integer(c.value(keys::cat_howManyUsingThis).toInt64() + by));
+    return true;
+}
+
+bool ZKCategoryArrayController::incrementObjUsingThisInCategoryWithUniqueID(std::int64_t uniqueID, std::int64_t by) {
+    if (uniqueID == 0) return false;
+    const Value c = getCategoryWithUniqueID(uniqueID);
+    if (c.isAbsent()) return false;
+    Dictionary d = c.toDictionary();
+    d.set(keys::cat_howManyUsingThis, Value::integer(d.value(keys::cat_howManyUsingThis).toInt64() + by));
+    return true;
+}
+
+Value ZKCategoryArrayController::getLastCategory() const { return content().value(content().count() - 1); }
+
+QString ZKCategoryArrayController::unusedCategoryNameWithPostfix(const QString& name) const {
+    if (testForUnusedString(name, keys::cat_category)) return name;
+    QString tried;
+    for (int i = 1; i <= 31999; ++i) {
+        tried = QStringLiteral("%1 %2").arg(name).arg(i);
+        if (testForUnusedString(tried, keys::cat_category)) break;
+    }
+    return tried;  // the last name tried, even when it is in use
+}
+
+bool ZKCategoryArrayController::testForUnusedString(const QString& string, const QString& key) const {
+    for (const Value& c : arrangedObjects())
+        if (c.toDictionary().value(key) == Value(string)) return false;
+    return true;
+}
+
+Value ZKColoredCategoryArrayController::newObject() {
+    return Value(RecordModel::newCategory(unusedCategoryNameWithPostfix(texts::defaultCategoryName), newUniqueID()));
+}
+
+}  // namespace qv

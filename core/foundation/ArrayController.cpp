@@ -1,0 +1,118 @@
+#include "ArrayController.h"
+
+#include <algorithm>
+
+namespace qv {
+
+void ArrayController::setContent(const Array& content) {
+    content_ = content;
+    rearrangeObjects();
+}
+
+void ArrayController::setFilterPredicate(Predicate p) {
+    filter_ = std::move(p);
+    rearrangeObjects();
+}
+
+void ArrayController::setSortComparator(Comparator c) {
+    sort_ = std::move(c);
+    rearrangeObjects();
+}
+
+void ArrayController::rearrangeObjects() {
+    std::vector<Value> items;
+    items.reserve(size_t(content_.count()));
+    for (const Value& v : content_)
+        if (!filter_ || filter_(v)) items.push_back(v);
+    if (sort_) std::stable_sort(items.begin(), items.end(), [this](const Value& a, const Value& b) { return sort_(a, b) < 0; });
+    Array arranged;
+    arranged.reserve(qsizetype(items.size()));
+    for (Value& v : items) arranged.append(v);
+    arranged_ = arranged;
+    keepSelectionValid();
+}
+
+void ArrayController::keepSelectionValid() {
+    Array still;
+    for (const Value& s : selected_)
+        if (arranged_.indexOfIdentical(s) >= 0) still.append(s);
+    selected_ = still;
+    if (selected_.isEmpty() && avoidsEmptySelection && !arranged_.isEmpty()) selected_.append(arranged_.at(0));
+}
+
+std::vector<qsizetype> ArrayController::selectionIndexes() const {
+    std::vector<qsizetype> out;
+    for (const Value& s : selected_) {
+        const qsizetype i = arranged_.indexOfIdentical(s);
+        if (i >= 0) out.push_back(i);
+    }
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+qsizetype ArrayController::selectionIndex() const {
+    const auto idx = selectionIndexes();
+    return idx.empty() ? -1 : idx.front();
+}
+
+bool ArrayController::setSelectionIndexes(const std::vector<qsizetype>& indexes) {
+    Array chosen;
+    for (qsizetype i : indexes)
+        if (i >= 0 && i < arranged_.count() && chosen.indexOfIdentical(arranged_.at(i)) < 0) chosen.append(arranged_.at(i));
+    selected_ = chosen;
+    return true;
+}
+
+bool ArrayController::setSelectionIndex(qsizetype index) {
+    return setSelectionIndexes(index >= 0 ? std::vector<qsizetype>{index} : std::vector<qsizetype>{});
+}
+
+bool ArrayController::setSelectedObjects(const Array& objects) {
+    Array chosen;
+    for (const Value& o : objects)
+        if (arranged_.indexOfIdentical(o) >= 0) chosen.append(o);
+    selected_ = chosen;
+    return true;
+}
+
+Array ArrayController::selectedObjects() const {
+    Array out;
+    for (qsizetype i : selectionIndexes()) out.append(arranged_.at(i));
+    return out;
+}
+
+void ArrayController::addObject(const Value& object) {
+    content_.append(object);
+    rearrangeObjects();
+    if (selectsInsertedObjects && arranged_.indexOfIdentical(object) >= 0) selected_ = Array{object};
+}
+
+void ArrayController::removeObject(const Value& object) {
+    const qsizetype i = content_.indexOfIdentical(object);
+    if (i < 0) return;
+    content_.removeAt(i);
+    rearrangeObjects();
+}
+
+void ArrayController::insertObjectAtArrangedObjectIndex(const Value& object, qsizetype index) {
+    const qsizetype before = (index >= 0 && index < arranged_.count()) ? content_.indexOfIdentical(arranged_.at(index)) : -1;
+    if (before >= 0) content_.insert(before, object);
+    else content_.append(object);
+    rearrangeObjects();
+    if (selectsInsertedObjects && arranged_.indexOfIdentical(object) >= 0) selected_ = Array{object};
+}
+
+void ArrayController::remove() {
+    const Array doomed = selectedObjects();
+    for (const Value& o : doomed) removeObject(o);
+}
+
+void ArrayController::setValueForKeyPath(const QString& path, const Value& value) {
+    static const QString prefix = QStringLiteral("selection.");
+    if (!path.startsWith(prefix)) return;
+    const QString rest = path.mid(prefix.size());
+    for (const Value& o : selectedObjects())
+        if (o.isDictionary()) o.toDictionary().setValueForKeyPath(rest, value);
+}
+
+}  // namespace qv

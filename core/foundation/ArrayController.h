@@ -1,0 +1,69 @@
+#pragma once
+
+// A list model over a shared array: the content, an optional filter, an optional order, the
+// arranged objects (content filtered, then ordered) and a selection of arranged objects.
+// Content is shared by reference with its owner, so the document's table and the controller
+// are one array. Nothing is rearranged behind the caller's back: filter and order apply at
+// rearrangeObjects, and at additions, which rearrange as the list controllers always did.
+
+#include "Value.h"
+
+#include <functional>
+#include <vector>
+
+namespace qv {
+
+class ArrayController {
+public:
+    using Predicate = std::function<bool(const Value&)>;
+    // Negative, zero or positive, as a comparison result.
+    using Comparator = std::function<int(const Value&, const Value&)>;
+
+    virtual ~ArrayController() = default;
+
+    const Array& content() const { return content_; }
+    void setContent(const Array& content);
+
+    void setFilterPredicate(Predicate p);
+    bool hasFilterPredicate() const { return bool(filter_); }
+    void setSortComparator(Comparator c);
+
+    const Array& arrangedObjects() const { return arranged_; }
+    virtual void rearrangeObjects();
+
+    // Selection, by arranged index. selectionIndex is the first, or -1 without a selection.
+    std::vector<qsizetype> selectionIndexes() const;
+    qsizetype selectionIndex() const;
+    bool setSelectionIndexes(const std::vector<qsizetype>& indexes);
+    bool setSelectionIndex(qsizetype index);
+    bool setSelectedObjects(const Array& objects);
+    Array selectedObjects() const;
+    bool canRemove() const { return !selected_.isEmpty(); }
+
+    // When set (the default), a content change that leaves nothing selected selects the first
+    // arranged object.
+    bool avoidsEmptySelection = true;
+    // When set (the default), an added object becomes the selection.
+    bool selectsInsertedObjects = true;
+
+    virtual Value newObject() { return Value(Dictionary()); }
+    virtual void addObject(const Value& object);
+    virtual void removeObject(const Value& object);  // the very object, wherever it stands
+    // Inserts into the content before the object now at that arranged index (at the end past it).
+    virtual void insertObjectAtArrangedObjectIndex(const Value& object, qsizetype index);
+    void add() { addObject(newObject()); }
+    void remove();  // the selected objects
+
+    // "selection.key": sets the key on every selected object.
+    void setValueForKeyPath(const QString& path, const Value& value);
+
+private:
+    void keepSelectionValid();
+    Array content_;
+    Array arranged_;
+    Array selected_;  // selected objects, by identity
+    Predicate filter_;
+    Comparator sort_;
+};
+
+}  // namespace qv

@@ -1,0 +1,116 @@
+#include "browsing/FilteringArrayController.h"
+#include "browsing/ZKCategoryArrayController.h"
+#include "document/DocumentKeys.h"
+#include "document/RecordModel.h"
+
+#include <gtest/gtest.h>
+
+using namespace qv;
+
+namespace {
+
+// A document's two lists: one category, "Generic", and no records, as a new document has.
+struct Lists {
+    Array records, categories;
+    ZKColoredCategoryArrayController categoryController;
+    FilteringArrayController recordController{&categoryController};
+    int made = 0;
+
+    Lists() {
+        categories.append(Value(RecordModel::newCategory(QStringLiteral("Generic"), 1)));
+        categoryController.setContent(categories);
+        recordController.setContent(records);
+        recordController.now = [] { return 1000.0; };
+    }
+    Dictionary category(qsizetype i) const { return categories.at(i).toDictionary(); }
+    std::int64_t count(qsizetype i) const { return category(i).value(keys::cat_howManyUsingThis).toInt64(); }
+    // Records get distinct names: lists of records compare by value, and two records equal in
+    // every field would leave a category's list together.
+    Value addRecord() {
+        const Value r = recordController.newObject();
+        r.toDictionary().set(keys::name, Value(QStringLiteral("record %1").arg(++made)));
+        recordController.addObject(r);
+        return r;
+    }
+};
+
+QString title(const Value& category) { return category.toDictionary().value(keys::cat_category).toString(); }
+
+}  // namespace
+
+TEST(CategoryForNewRecord, LastCategoryOrANewOneWhenNoneIsSelected) {
+    Lists l;
+    const Value first = l.addRecord();
+    EXPECT_TRUE(first.toDictionary().value(keys::categoryPtr).isIdenticalTo(l.categories.at(0)));
+    EXPECT_EQ(l.count(0), 1);
+    EXPECT_EQ(l.category(0).value(keys::records).toArray().count(), 1);
+    // The record list now has a selection: the next record takes its category (step 2).
+    EXPECT_TRUE(l.recordController.canRemove());
+
+    // With nothing selected in the category list, a second category comes into being.
+    l.categoryController.avoidsEmptySelection = false;
+    l.categoryController.setSelectionIndexes({});
+    const Value second = l.addRecord();
+    ASSERT_EQ(l.categories.count(), 2);
+    EXPECT_EQ(title(l.categories.at(1)), QStringLiteral("Generic 1"));
+    EXPECT_EQ(l.category(1).value(keys::cat_uniqueID).toInt64(), 2);
+    EXPECT_TRUE(second.toDictionary().value(keys::categoryPtr).isIdenticalTo(l.categories.at(1)));
+}
+
+TEST(CategoryCounts, FollowRecordsThroughAddRemoveAndMoves) {
+    Lists l;
+    const Value a = l.addRecord();
+    const Value b = l.addRecord();
+    EXPECT_EQ(l.count(0), 2);
+    const Value other = l.categoryController.addWithName(QStringLiteral("Work"));
+    ASSERT_TRUE(l.recordController.assignCategory(other, a));
+    EXPECT_EQ(l.count(0), 1);
+    EXPECT_EQ(other.toDictionary().value(keys::cat_howManyUsingThis).toInt64(), 1);
+    // Assigning again to the same category changes nothing.
+    EXPECT_FALSE(l.recordController.assignCategory(other, a));
+
+    l.recordController.removeObject(b);
+    EXPECT_EQ(l.count(0), 0);
+    EXPECT_EQ(l.records.count(), 1);
+    // Putting it back, as an undo does, counts it again; it goes to the end of the content.
+    l.recordController.addObject(b);
+    EXPECT_EQ(l.count(0), 1);
+    EXPECT_TRUE(l.records.at(1).isIdenticalTo(b));
+}
+
+TEST(Duplicates, HaveNoUsageCountAndFreshDates) {
+    Lists l;
+    Dictionary r = l.addRecord().toDictionary();
+    r.set(keys::usageCount, Value::integer(7));
+    r.set(keys::creationDate, Value::date(5));
+    l.recordController.now = [] { return 2000.0; };
+    const Dictionary d = l.recordController.duplicateRecord(r);
+    EXPECT_FALSE(d.contains(keys::usageCount));
+    EXPECT_EQ(d.value(keys::creationDate).toDate(), 2000.0);
+    EXPECT_EQ(d.value(keys::modificationDate).toDate(), 2000.0);
+    EXPECT_TRUE(d.value(keys::categoryPtr).isIdenticalTo(r.value(keys::categoryPtr)));
+    EXPECT_FALSE(d.isSameObject(r));
+}
+
+TEST(CategoryLookups, IdsNamesAndTitles) {
+    Lists l;
+    l.categories.append(Value(RecordModel::newCategory(QStringLiteral("B"), 2)));
+    l.categories.append(Value(RecordModel::newCategory(QStringLiteral("D"), 4)));
+    l.categoryController.rearrangeObjects();
+    EXPECT_EQ(l.categoryController.newUniqueID(), 3);  // fills the gap
+
+    const Value twin1 = l.categoryController.addWithName(QStringLiteral("Twin"));
+    const Value twin2 = l.categoryController.addWithName(QStringLiteral("Twin"));
+    EXPECT_TRUE(l.categoryController.categoryWithTitle(QStringLiteral("Twin")).isIdenticalTo(twin1));
+    EXPECT_FALSE(twin1.isIdenticalTo(twin2));
+
+    EXPECT_FALSE(l.categoryController.incrementObjUsingThisInCategoryWithUniqueID(0, 1));
+    EXPECT_TRUE(l.categoryController.incrementObjUsingThisInCategoryWithUniqueID(4, 5));
+    EXPECT_EQ(l.category(2).value(keys::cat_howManyUsingThis).toInt64(), 5);
+
+    // Names in use are looked for among the arranged categories only.
+    EXPECT_EQ(l.categoryController.unusedCategoryNameWithPostfix(QStringLiteral("Generic")), QStringLiteral("Generic 1"));
+    l.categoryController.setFilterPredicate(
+        [](const Value& c) { return c.toDictionary().value(keys::cat_category).toString() != QStringLiteral("Generic"); });
+    EXPECT_EQ(l.categoryController.unusedCategoryNameWithPostfix(QStringLiteral("Generic")), QStringLiteral("Generic"));
+}
