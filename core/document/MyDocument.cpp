@@ -267,6 +267,10 @@ void MyDocument::takePlatformDictionary(const Dictionary& p) {
 // Decryption
 
 std::int32_t MyDocument::Decript() {
+    if (ui_) {
+        ui_->setDecryptProgressAnimating(true);
+        ui_->setDetailViewCollapsed(false);
+    }
     documentCreationDate = Value();
     if (docVersionRapresentation >= 30000) {
         myCommonCrypto = ZKCommonCrypto::initWithPassword(plainPassword);
@@ -279,15 +283,24 @@ std::int32_t MyDocument::Decript() {
     }
     if (!myCommonCrypto) return 1;
 
+    auto stopProgress = [this] {
+        if (ui_) ui_->setDecryptProgressAnimating(false);
+    };
     std::int32_t s = 0;
     const auto p = myCommonCrypto->decrypt(myRCDataEncrypted.toData(), &s);
-    if (s != 0 || !p) return s != 0 ? s : 1;
+    if (s != 0 || !p) {
+        stopProgress();
+        return s != 0 ? s : 1;
+    }
     if (ZKCommonCrypto::dataSHA1(*p) != mySha1_RcData.toData() || !mySha1_RcData.isData()) return 1;
 
     // Each member is consumed as it succeeds: a later failure leaves the earlier ones gone.
     auto open = [&](Value& member, Value* out) -> std::int32_t {
         const auto plain = myCommonCrypto->decrypt(member.toData(), &s);
-        if (s != 0 || !plain) return s != 0 ? s : 1;
+        if (s != 0 || !plain) {
+            stopProgress();
+            return s != 0 ? s : 1;
+        }
         const auto v = KeyedUnarchiver::unarchiveObjectWithData(*plain);
         if (!v) return 1;  // deciphered to something that is not an archive: garbage
         *out = *v;
@@ -340,11 +353,27 @@ void MyDocument::restoreFromSaveOperationContent(const Array& records, const Arr
 }
 
 std::int32_t MyDocument::decryptDone() {
+    if (ui_) ui_->synkCategorySubMenu();
+    // This is what gives a converted old file its creation date.
     if (documentCreationDate.isAbsent()) documentCreationDate = Value::date(nowSince2001());
-    // Held back by updateChangeCount while still locked, as it always was.
+    if (ui_) {
+        ui_->setDecryptProgressAnimating(false);
+        ui_->liftMaximumWindowSize();
+        ui_->applyColumnSize(startColumnSizes);
+        ui_->setColumnVisibilityCompactPlusCMA();
+        ui_->applyColumnVisibility(startColumnVisibilities);
+        if (splitLeftFrame.width > 0) {
+            DocumentUi* ui = ui_;
+            const Rect left = splitLeftFrame, right = splitRightFrame;
+            if (postToMainQueue) postToMainQueue([ui, left, right] { ui->setSplitViewFrames(left, right); });
+            else ui->setSplitViewFrames(left, right);
+        }
+    }
+    // Held back by updateChangeCount while still locked, and left in this place.
     updateChangeCount(kChangeCleared);
     setIsEncrypted(false);
     if (ui_) {
+        ui_->selectTabPage(0);
         if (useMyWinRect) {
             ui_->setWindowFrame(myWinRectToUse);
         } else {
@@ -352,9 +381,11 @@ std::int32_t MyDocument::decryptDone() {
             f.height = 460;
             ui_->setWindowFrame(f);
         }
+        if (!latestOrderedColumn.isAbsent())
+            ui_->orderByColumn(latestOrderedColumn.toString(), latestOrderedColumnAscending);
+        ui_->clearPasswordToDecryptField();
         ui_->setToolbarVisible(makeToolbarVisibleAtDecrypt);
         if (makeToolbarVisibleAtDecrypt) ui_->focusSearchField();
-        ui_->selectTabPage(0);
     }
     YouCanSave = true;
     return 1;

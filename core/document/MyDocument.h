@@ -16,6 +16,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -31,6 +32,9 @@ public:
     // The window of this document; none for headless use, where the layout remembered from the
     // file is written back as it was read.
     void setUi(DocumentUi* ui) { ui_ = ui; }
+    // How a step is put on the main queue (the split view frames after decryption); run at once
+    // when unset, as headless use has no event loop.
+    std::function<void(std::function<void()>)> postToMainQueue;
 
     // The store steps of a new, empty document: its creation date and one category "Generic".
     void prepareNewDocument();

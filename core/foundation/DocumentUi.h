@@ -27,6 +27,18 @@ public:
     virtual bool isToolbarVisible() const = 0;
     virtual void setToolbarVisible(bool visible) = 0;
     virtual void focusSearchField() = 0;
+
+    // The steps that put a decrypted document back as the file remembers it.
+    virtual void setDecryptProgressAnimating(bool animating) = 0;
+    virtual void setDetailViewCollapsed(bool collapsed) = 0;
+    virtual void synkCategorySubMenu() = 0;
+    virtual void liftMaximumWindowSize() = 0;
+    virtual void applyColumnSize(const Value& sizes) = 0;
+    virtual void setColumnVisibilityCompactPlusCMA() = 0;
+    virtual void applyColumnVisibility(const Value& visibilities) = 0;
+    virtual void setSplitViewFrames(const Rect& left, const Rect& right) = 0;
+    virtual void orderByColumn(const QString& identifier, bool ascending) = 0;
+    virtual void clearPasswordToDecryptField() = 0;
 };
 
 }  // namespace qv

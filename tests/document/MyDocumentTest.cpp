@@ -1,6 +1,9 @@
 #include "document/DocumentKeys.h"
 #include "document/MyDocument.h"
 #include "document/RecordModel.h"
+#include "foundation/KeyedArchive.h"
+
+#include "support/Fakes.h"
 
 #include <gtest/gtest.h>
 
@@ -90,4 +93,58 @@ TEST(MyDocument, ACategoryIdThatMatchesNothingIsSavedAsZero) {
     const Array copies = doc.getCopyOfContentArrayForSaveOperation();
     EXPECT_EQ(copies.at(0).toDictionary().value(keys::categoryID).toInt64(), 0);
     EXPECT_TRUE(copies.at(0).toDictionary().value(keys::categoryID).isInteger());
+}
+
+TEST(MyDocument, DecryptDoneRestoresTheRememberedLayoutInOrder) {
+    // A document whose layout block names a sort column and a split position.
+    MyDocument writer;
+    writer.prepareNewDocument();
+    writer.plainPassword = QStringLiteral("secret");
+    writer.splitLeftFrame = Rect{0, 0, 240, 500};
+    writer.latestOrderedColumn = Value("name");
+    writer.latestOrderedColumnAscending = true;
+    writer.makeToolbarVisibleAtDecrypt = true;
+    writer.myWinRectToUse = Rect{10.7, 20.2, 900.9, 640.5};
+    const QByteArray file = writer.dataOfType(QString()).value();
+
+    test::FakeDocumentUi ui;
+    MyDocument doc;
+    doc.setUi(&ui);
+    ASSERT_TRUE(doc.readFromData(file, QString()));
+    EXPECT_TRUE(doc.useMyWinRect);
+    EXPECT_EQ(doc.myWinRectToUse, (Rect{10, 20, 900, 640}));  // whole numbers, truncated
+    doc.plainPassword = QStringLiteral("secret");
+    ui.calls.clear();
+    ASSERT_EQ(doc.Decript(), 0);
+    doc.decryptDone();
+    EXPECT_EQ(ui.calls, (QStringList{QStringLiteral("progress 1"), QStringLiteral("detailCollapsed 0"),
+                                     QStringLiteral("synkCategorySubMenu"), QStringLiteral("progress 0"),
+                                     QStringLiteral("liftMaximumWindowSize"), QStringLiteral("applyColumnSize"),
+                                     QStringLiteral("compactPlusCMA"), QStringLiteral("applyColumnVisibility"),
+                                     QStringLiteral("splitFrames"), QStringLiteral("tab 0"),
+                                     QStringLiteral("frame 900x640"), QStringLiteral("orderBy name 1"),
+                                     QStringLiteral("clearPasswordField"), QStringLiteral("toolbar 1"),
+                                     QStringLiteral("focusSearchField")}));
+    EXPECT_TRUE(doc.YouCanSave);
+}
+
+TEST(MyDocument, APhoneFileWithoutLayoutOpensAtHeight460WithoutToolbar) {
+    MyDocument writer;
+    writer.prepareNewDocument();
+    writer.plainPassword = QStringLiteral("secret");
+    const QByteArray file = writer.dataOfType(QString()).value();
+    // Strip the desktop block, as the phone edition writes files.
+    Dictionary root = KeyedUnarchiver::unarchiveObjectWithData(file)->toDictionary();
+    root.remove(keys::OSXPlatformDictionary);
+    test::FakeDocumentUi ui;
+    MyDocument doc;
+    doc.setUi(&ui);
+    ASSERT_TRUE(doc.readFromData(KeyedArchiver::archivedDataWithRootObject(Value(root)).value(), QString()));
+    EXPECT_FALSE(doc.useMyWinRect);
+    doc.plainPassword = QStringLiteral("secret");
+    ASSERT_EQ(doc.Decript(), 0);
+    doc.decryptDone();
+    EXPECT_EQ(ui.frame.height, 460);
+    EXPECT_FALSE(ui.toolbarVisible);
+    EXPECT_FALSE(ui.calls.contains(QStringLiteral("splitFrames")));
 }

@@ -12,6 +12,7 @@
 #include "foundation/Workspace.h"
 
 #include <QHash>
+#include <QStringList>
 
 #include <deque>
 #include <vector>
@@ -30,11 +31,37 @@ public:
     void beginSheet(const Alert& alert, std::function<void(int)> done) override { done(answer(alert)); }
     int runModal(const Alert& alert) override { return answer(alert); }
     Rect windowFrame() const override { return frame; }
-    void setWindowFrame(const Rect& f) override { frame = f; }
-    void selectTabPage(int index) override { tabPage = index; }
+    void setWindowFrame(const Rect& f) override {
+        frame = f;
+        calls << QStringLiteral("frame %1x%2").arg(f.width).arg(f.height);
+    }
+    void selectTabPage(int index) override {
+        tabPage = index;
+        calls << QStringLiteral("tab %1").arg(index);
+    }
     bool isToolbarVisible() const override { return toolbarVisible; }
-    void setToolbarVisible(bool v) override { toolbarVisible = v; }
-    void focusSearchField() override { ++searchFocusRequests; }
+    void setToolbarVisible(bool v) override {
+        toolbarVisible = v;
+        calls << QStringLiteral("toolbar %1").arg(v);
+    }
+    void focusSearchField() override {
+        ++searchFocusRequests;
+        calls << QStringLiteral("focusSearchField");
+    }
+
+    QStringList calls;  // the layout steps, in order
+    void setDecryptProgressAnimating(bool a) override { calls << QStringLiteral("progress %1").arg(a); }
+    void setDetailViewCollapsed(bool c) override { calls << QStringLiteral("detailCollapsed %1").arg(c); }
+    void synkCategorySubMenu() override { calls << QStringLiteral("synkCategorySubMenu"); }
+    void liftMaximumWindowSize() override { calls << QStringLiteral("liftMaximumWindowSize"); }
+    void applyColumnSize(const Value&) override { calls << QStringLiteral("applyColumnSize"); }
+    void setColumnVisibilityCompactPlusCMA() override { calls << QStringLiteral("compactPlusCMA"); }
+    void applyColumnVisibility(const Value&) override { calls << QStringLiteral("applyColumnVisibility"); }
+    void setSplitViewFrames(const Rect&, const Rect&) override { calls << QStringLiteral("splitFrames"); }
+    void orderByColumn(const QString& id, bool asc) override {
+        calls << QStringLiteral("orderBy %1 %2").arg(id).arg(asc);
+    }
+    void clearPasswordToDecryptField() override { calls << QStringLiteral("clearPasswordField"); }
 
 private:
     int answer(const Alert& alert) {
