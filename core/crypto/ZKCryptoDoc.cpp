@@ -1,10 +1,158 @@
 #include "ZKCryptoDoc.h"
 
+#include "CryptoTexts.h"
+
 namespace qv {
 
 void ZKCryptoDoc::updateChangeCount(int change) {
     if (change == kChangeDone) edited_ = true;
     else if (change == kChangeCleared) edited_ = false;
+}
+
+void ZKCryptoDoc::post(std::function<void()> step) {
+    if (postToMainQueue) postToMainQueue(std::move(step));
+    else step();
+}
+
+void ZKCryptoDoc::sheetAlert(const Alert& alert, std::function<void(int)> done) {
+    if (!ui_) return;
+    ui_->beginSheet(alert, [done](int code) {
+        if (done) done(code);
+    });
+}
+
+void ZKCryptoDoc::submitPasswordToDecrypt(const Sender& sender) {
+    plainPasswordInserted = sender.stringValue;
+    if (plainPasswordInserted.isEmpty()) return;
+    plainPassword = plainPasswordInserted;
+    if (ui_) ui_->setDecryptProgressAnimating(true);
+    if (Decript() != 0) {
+        decryptFailed();
+        if (ui_) ui_->setDecryptProgressAnimating(false);
+        // The wrong password stays in plainPassword until the next attempt.
+        sheetAlert(Alert{texts::wrongPassword, texts::wrongPasswordInformative, {texts::ok}});
+    } else {
+        decryptDone();
+        if (ui_) ui_->setDecryptProgressAnimating(false);
+        plainPasswordInserted.clear();
+        plainPasswordInsertedRetype.clear();
+        plainPasswordPrevious.clear();
+    }
+    updateChangeCount(kChangeCleared);
+}
+
+void ZKCryptoDoc::documentPassword(const Sender&) {
+    if (plainPassword.isEmpty()) {
+        askMandatoryPasswordToProtectDocument();
+        return;
+    }
+    showClearPasswordInInsertPasswordSheet = Value::boolean(false);
+    plainPasswordPrevious.clear();
+    plainPasswordInserted.clear();
+    plainPasswordInsertedRetype.clear();
+    showChangePasswordSheet();
+}
+
+void ZKCryptoDoc::showChangePasswordSheet() {
+    if (!ui_) return;
+    ui_->showPasswordSheet(DocumentUi::PasswordSheet::Change, [this](int code) {
+        showClearPasswordInInsertPasswordSheet = Value::boolean(false);
+        if (code == kAlertFirstButtonReturn) confirmChangePasswordSheet();
+    });
+}
+
+void ZKCryptoDoc::confirmChangePasswordSheet() {
+    // The first failed check speaks: old password, then the match, then the length.
+    if (plainPasswordPrevious != plainPassword) return passwordMustMatch();
+    if (plainPasswordInserted != plainPasswordInsertedRetype) return passwordNotEqualSheet();
+    if (!isLongEnough(plainPasswordInserted)) return passwordMustBe6CharLong();
+    plainPassword = plainPasswordInserted;
+    plainPasswordInserted.clear();
+    plainPasswordInsertedRetype.clear();
+    plainPasswordPrevious.clear();
+    updateChangeCount(kChangeDone);
+    sheetAlert(Alert{texts::passwordChangedMessage, texts::passwordChangedInformative, {texts::ok}});
+    updateChangeCount(kChangeDone);
+}
+
+void ZKCryptoDoc::showInsertPasswordSheet() {
+    if (!ui_) return;
+    ui_->showPasswordSheet(DocumentUi::PasswordSheet::Insert, [this](int code) {
+        sheetWasConfirmed = code == kAlertFirstButtonReturn ? 1 : 0;
+        showClearPasswordInInsertPasswordSheet = Value::boolean(true);
+        if (sheetWasConfirmed == 0) return;
+        if (plainPasswordInserted != plainPasswordInsertedRetype) return passwordNotEqualSheet();
+        if (!isLongEnough(plainPasswordInserted)) return passwordMustBe6CharLong();
+        plainPassword = plainPasswordInserted;
+        plainPasswordInserted.clear();
+        plainPasswordInsertedRetype.clear();
+        updateChangeCount(kChangeDone);
+        sheetAlert(Alert{texts::passwordAcceptedMessage, texts::passwordAcceptedInsertInformative, {texts::ok}});
+    });
+}
+
+void ZKCryptoDoc::askMandatoryPasswordToProtectDocument() {
+    if (!ui_) return;
+    ui_->showPasswordSheet(DocumentUi::PasswordSheet::Mandatory, [this](int code) {
+        showClearPasswordInInsertPasswordSheet = Value::boolean(true);
+        if (code != kAlertFirstButtonReturn) {
+            // A new document without a password never reaches the disk.
+            DocumentUi* ui = ui_;
+            post([ui] { ui->closeDocument(); });
+            return;
+        }
+        if (plainPasswordInserted != plainPasswordInsertedRetype) return mandatoryPasswordNonEqual();
+        if (!isLongEnough(plainPasswordInserted)) return mandatoryPasswordMustBe6CharLong();
+        plainPassword = plainPasswordInserted;
+        plainPasswordInserted.clear();
+        plainPasswordInsertedRetype.clear();
+        updateChangeCount(kChangeDone);
+        sheetAlert(Alert{texts::passwordAcceptedMessage, texts::passwordAcceptedMandatoryInformative, {texts::ok}});
+        updateChangeCount(kChangeDone);
+    });
+}
+
+// "Retry" reopens the change sheet from the main queue, once the alert's sheet has gone; the
+// insert sheet's refusals reopen the change sheet too, as they always did.
+void ZKCryptoDoc::retryChange(int code) {
+    if (code == kAlertFirstButtonReturn) post([this] { showChangePasswordSheet(); });
+}
+
+void ZKCryptoDoc::passwordMustMatch() {
+    sheetAlert(Alert{texts::passwordMustMatchMessage, texts::noChangesApplied, {texts::retry, texts::cancel}},
+               [this](int code) { retryChange(code); });
+}
+
+void ZKCryptoDoc::passwordNotEqualSheet() {
+    sheetAlert(Alert{texts::passwordNotEqualMessage, texts::passwordNotEqualInformative, {texts::retry, texts::cancel}},
+               [this](int code) { retryChange(code); });
+}
+
+void ZKCryptoDoc::passwordMustBe6CharLong() {
+    sheetAlert(Alert{texts::passwordTooShortMessage, texts::noChangesApplied, {texts::retry, texts::cancel}},
+               [this](int code) { retryChange(code); });
+}
+
+void ZKCryptoDoc::mandatoryPasswordNonEqual() {
+    sheetAlert(Alert{texts::mandatoryNonEqualMessage, texts::mandatoryNonEqualInformative, {texts::retry}},
+               [this](int) { post([this] { askMandatoryPasswordToProtectDocument(); }); });
+}
+
+void ZKCryptoDoc::mandatoryPasswordMustBe6CharLong() {
+    sheetAlert(Alert{texts::mandatoryTooShortMessage, texts::mandatoryTooShortInformative, {texts::retry}},
+               [this](int) { post([this] { askMandatoryPasswordToProtectDocument(); }); });
+}
+
+bool ZKCryptoDoc::isContentCommand(const QString& action) {
+    static const QStringList commands{QStringLiteral("saveDocument:"),    QStringLiteral("saveDocumentAs:"),
+                                      QStringLiteral("documentPassword:"), QStringLiteral("revertDocumentToSaved:"),
+                                      QStringLiteral("runPageLayout:"),    QStringLiteral("printDocument:")};
+    return commands.contains(action);
+}
+
+std::optional<bool> ZKCryptoDoc::validateUserInterfaceItem(const QString& action) const {
+    if (isContentCommand(action)) return !isEncrypted_;
+    return std::nullopt;
 }
 
 }  // namespace qv

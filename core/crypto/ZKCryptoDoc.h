@@ -1,12 +1,20 @@
 #pragma once
 
-// The base of every enciphered document: the password strings the sheets collect, the locked
-// state, the dirty mark, and the three hooks through which a password attempt drives any
-// document. The base hooks do nothing and answer 1.
+// The base of every enciphered document. It owns what the user sees of the master password:
+// submitting a password to open, the change sheet, the insert sheet, the mandatory sheet of a
+// new document, their rules and messages, and closing without a question while locked. How the
+// data are deciphered is the subclass's part, through three hooks whose base versions do
+// nothing and answer 1.
+
+#include "foundation/DocumentUi.h"
+#include "foundation/Sender.h"
+#include "foundation/Value.h"
 
 #include <QString>
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 
 namespace qv {
 
@@ -18,6 +26,13 @@ public:
 
     virtual ~ZKCryptoDoc() = default;
 
+    // The document's window; none for headless use.
+    void setUi(DocumentUi* ui) { ui_ = ui; }
+    DocumentUi* ui() const { return ui_; }
+    // How a step is put on the main queue, to run after the current sheet has gone. Run at
+    // once when unset, as headless use has no event loop.
+    std::function<void(std::function<void()>)> postToMainQueue;
+
     bool isEncrypted() const { return isEncrypted_; }
     bool isDecrypted() const { return !isEncrypted_; }
     virtual void setIsEncrypted(bool encrypted) { isEncrypted_ = encrypted; }
@@ -26,6 +41,8 @@ public:
     QString plainPasswordInserted;
     QString plainPasswordInsertedRetype;
     QString plainPasswordPrevious;
+    Value showClearPasswordInInsertPasswordSheet;  // a boolean, absent at first
+    int sheetWasConfirmed = 0;
 
     virtual std::int32_t Decript() { return 1; }
     virtual std::int32_t decryptDone() { return 1; }
@@ -34,9 +51,38 @@ public:
     virtual void updateChangeCount(int change);
     bool isDocumentEdited() const { return edited_; }
 
+    // A new password needs more than five UTF-16 units.
+    static bool isLongEnough(const QString& password) { return password.size() > 5; }
+
+    void submitPasswordToDecrypt(const Sender& sender);
+    void documentPassword(const Sender& sender = {});
+    void showChangePasswordSheet();
+    void confirmChangePasswordSheet();
+    void showInsertPasswordSheet();
+    void askMandatoryPasswordToProtectDocument();
+
+    void passwordMustMatch();
+    void passwordNotEqualSheet();
+    void passwordMustBe6CharLong();
+    void mandatoryPasswordNonEqual();
+    void mandatoryPasswordMustBe6CharLong();
+
+    // For the six commands that need the content (save, save as, password, revert, page set-up,
+    // print): whether they are enabled; nullopt for any other action.
+    static bool isContentCommand(const QString& action);
+    std::optional<bool> validateUserInterfaceItem(const QString& action) const;
+    // True when the document may close at once, with no question about saving.
+    bool closesWithoutAsking() const { return isEncrypted_; }
+
+protected:
+    void post(std::function<void()> step);
+    void sheetAlert(const Alert& alert, std::function<void(int)> done = nullptr);
+
 private:
+    void retryChange(int code);
     bool isEncrypted_ = false;
     bool edited_ = false;
+    DocumentUi* ui_ = nullptr;
 };
 
 }  // namespace qv

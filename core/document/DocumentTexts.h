@@ -2,6 +2,8 @@
 
 // Texts of the document store shown to the user, exactly as the program has always shown them.
 
+#include "crypto/CryptoTexts.h"
+
 #include <QString>
 
 namespace qv::texts {
@@ -29,10 +31,6 @@ inline const QString tooNewInformative = QStringLiteral(
     "application from our site");
 inline const QString tooNewDownloadButton = QStringLiteral("Go to Download Last Version");
 inline const QString cancelButton = QStringLiteral("Cancel");
-
-inline const QString wrongPassword = QStringLiteral("Wrong Password");
-inline const QString wrongPasswordInformative = QStringLiteral(
-    "You inserted a wrong password.\nTo access this document you must insert exactly the password used to protect it");
 
 inline const QString defaultCategoryName = QStringLiteral("Generic");
 

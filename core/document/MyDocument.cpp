@@ -37,8 +37,17 @@ void MyDocument::prepareNewDocument() {
         myCategoryArray = Array();
         myCategoryArray.append(Value(RecordModel::newCategory(texts::defaultCategoryName, 1)));
     }
-    if (ui_) ui_->setToolbarVisible(true);
+    if (ui()) ui()->setToolbarVisible(true);
     updateChangeCount(kChangeCleared);
+}
+
+void MyDocument::windowDidBecomeKey() {
+    if (isDecrypted()) {
+        if (requiresMandatoryPassword && plainPassword.isEmpty()) post([this] { askMandatoryPasswordToProtectDocument(); });
+        requiresMandatoryPassword = false;
+    } else if (ui() && ui()->isPasswordToDecryptFieldEmpty()) {
+        ui()->focusPasswordToDecryptField();
+    }
 }
 
 void MyDocument::updateChangeCount(int change) {
@@ -95,7 +104,7 @@ std::optional<QByteArray> MyDocument::dataOfType(const QString& /*type*/, QStrin
 
 Dictionary MyDocument::buildPlatformDictionary() const {
     Dictionary d;
-    const Rect frame = ui_ ? ui_->windowFrame() : myWinRectToUse;
+    const Rect frame = ui() ? ui()->windowFrame() : myWinRectToUse;
     d.set(keys::windowRecHeight, Value::real(frame.height));
     d.set(keys::windowRecWidth, Value::real(frame.width));
     d.set(keys::windowRecX, Value::real(frame.x));
@@ -105,7 +114,7 @@ Dictionary MyDocument::buildPlatformDictionary() const {
     d.set(keys::splitLeftFrame, Value::rect(splitLeftFrame));
     d.set(keys::splitRightFrame, Value::rect(splitRightFrame));
     d.set(keys::makeToolbarVisibleAtDecrypt,
-          Value::boolean(ui_ ? ui_->isToolbarVisible() : makeToolbarVisibleAtDecrypt));
+          Value::boolean(ui() ? ui()->isToolbarVisible() : makeToolbarVisibleAtDecrypt));
     if (!customTableSettings.isAbsent()) d.set(keys::customTableSettings, customTableSettings);
     if (!latestOrderedColumn.isAbsent()) d.set(keys::latestOrderedColumn, latestOrderedColumn);
     if (latestOrderedColumnAscending) d.set(keys::latestOrderedColumnAscending, Value::boolean(true));
@@ -162,8 +171,8 @@ void MyDocument::encryptData() {
 bool MyDocument::readFromData(const QByteArray& data, const QString& /*type*/, QString* error) {
     QString message;
     const ReadResult r = read(data, &message);
-    if (r == ReadResult::TooNew && ui_)
-        ui_->runModal(Alert{texts::tooNewMessage, texts::tooNewInformative,
+    if (r == ReadResult::TooNew && ui())
+        ui()->runModal(Alert{texts::tooNewMessage, texts::tooNewInformative,
                             {texts::tooNewDownloadButton, texts::cancelButton}});
     if (r != ReadResult::Taken && error) *error = message;
     return r == ReadResult::Taken;
@@ -171,7 +180,7 @@ bool MyDocument::readFromData(const QByteArray& data, const QString& /*type*/, Q
 
 MyDocument::ReadResult MyDocument::read(const QByteArray& data, QString* message) {
     YouCanSave = false;
-    if (ui_) ui_->setToolbarVisible(false);
+    if (ui()) ui()->setToolbarVisible(false);
     requiresMandatoryPassword = false;
 
     QString error;
@@ -267,9 +276,9 @@ void MyDocument::takePlatformDictionary(const Dictionary& p) {
 // Decryption
 
 std::int32_t MyDocument::Decript() {
-    if (ui_) {
-        ui_->setDecryptProgressAnimating(true);
-        ui_->setDetailViewCollapsed(false);
+    if (ui()) {
+        ui()->setDecryptProgressAnimating(true);
+        ui()->setDetailViewCollapsed(false);
     }
     documentCreationDate = Value();
     if (docVersionRapresentation >= 30000) {
@@ -284,7 +293,7 @@ std::int32_t MyDocument::Decript() {
     if (!myCommonCrypto) return 1;
 
     auto stopProgress = [this] {
-        if (ui_) ui_->setDecryptProgressAnimating(false);
+        if (ui()) ui()->setDecryptProgressAnimating(false);
     };
     std::int32_t s = 0;
     const auto p = myCommonCrypto->decrypt(myRCDataEncrypted.toData(), &s);
@@ -353,39 +362,38 @@ void MyDocument::restoreFromSaveOperationContent(const Array& records, const Arr
 }
 
 std::int32_t MyDocument::decryptDone() {
-    if (ui_) ui_->synkCategorySubMenu();
+    if (ui()) ui()->synkCategorySubMenu();
     // This is what gives a converted old file its creation date.
     if (documentCreationDate.isAbsent()) documentCreationDate = Value::date(nowSince2001());
-    if (ui_) {
-        ui_->setDecryptProgressAnimating(false);
-        ui_->liftMaximumWindowSize();
-        ui_->applyColumnSize(startColumnSizes);
-        ui_->setColumnVisibilityCompactPlusCMA();
-        ui_->applyColumnVisibility(startColumnVisibilities);
+    if (ui()) {
+        ui()->setDecryptProgressAnimating(false);
+        ui()->liftMaximumWindowSize();
+        ui()->applyColumnSize(startColumnSizes);
+        ui()->setColumnVisibilityCompactPlusCMA();
+        ui()->applyColumnVisibility(startColumnVisibilities);
         if (splitLeftFrame.width > 0) {
-            DocumentUi* ui = ui_;
+            DocumentUi* ui = this->ui();
             const Rect left = splitLeftFrame, right = splitRightFrame;
-            if (postToMainQueue) postToMainQueue([ui, left, right] { ui->setSplitViewFrames(left, right); });
-            else ui->setSplitViewFrames(left, right);
+            post([ui, left, right] { ui->setSplitViewFrames(left, right); });
         }
     }
     // Held back by updateChangeCount while still locked, and left in this place.
     updateChangeCount(kChangeCleared);
     setIsEncrypted(false);
-    if (ui_) {
-        ui_->selectTabPage(0);
+    if (ui()) {
+        ui()->selectTabPage(0);
         if (useMyWinRect) {
-            ui_->setWindowFrame(myWinRectToUse);
+            ui()->setWindowFrame(myWinRectToUse);
         } else {
-            Rect f = ui_->windowFrame();
+            Rect f = ui()->windowFrame();
             f.height = 460;
-            ui_->setWindowFrame(f);
+            ui()->setWindowFrame(f);
         }
         if (!latestOrderedColumn.isAbsent())
-            ui_->orderByColumn(latestOrderedColumn.toString(), latestOrderedColumnAscending);
-        ui_->clearPasswordToDecryptField();
-        ui_->setToolbarVisible(makeToolbarVisibleAtDecrypt);
-        if (makeToolbarVisibleAtDecrypt) ui_->focusSearchField();
+            ui()->orderByColumn(latestOrderedColumn.toString(), latestOrderedColumnAscending);
+        ui()->clearPasswordToDecryptField();
+        ui()->setToolbarVisible(makeToolbarVisibleAtDecrypt);
+        if (makeToolbarVisibleAtDecrypt) ui()->focusSearchField();
     }
     YouCanSave = true;
     return 1;

@@ -29,12 +29,11 @@ public:
     MyDocument();  // init
     ~MyDocument() override;
 
-    // The window of this document; none for headless use, where the layout remembered from the
-    // file is written back as it was read.
-    void setUi(DocumentUi* ui) { ui_ = ui; }
-    // How a step is put on the main queue (the split view frames after decryption); run at once
-    // when unset, as headless use has no event loop.
-    std::function<void(std::function<void()>)> postToMainQueue;
+    // Without a window (setUi), the layout remembered from the file is written back as read.
+
+    // The first key-window event: a new document asks for its password (from the main queue),
+    // a locked one puts the focus in its empty password field.
+    void windowDidBecomeKey();
 
     // The store steps of a new, empty document: its creation date and one category "Generic".
     void prepareNewDocument();
@@ -97,7 +96,6 @@ private:
     void takePlatformDictionary(const Dictionary& d);
     void makeCheckValues();
     void keepEngineForPassword();
-    DocumentUi* ui_ = nullptr;
 };
 
 }  // namespace qv

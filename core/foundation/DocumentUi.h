@@ -39,6 +39,15 @@ public:
     virtual void setSplitViewFrames(const Rect& left, const Rect& right) = 0;
     virtual void orderByColumn(const QString& identifier, bool ascending) = 0;
     virtual void clearPasswordToDecryptField() = 0;
+
+    // The master password sheets. Their fields write the document's password strings as the
+    // user types; `done` gets 1000 when confirmed and any other code when cancelled.
+    enum class PasswordSheet { Change, Insert, Mandatory };
+    virtual void showPasswordSheet(PasswordSheet sheet, std::function<void(int)> done) = 0;
+    virtual bool isPasswordToDecryptFieldEmpty() const = 0;
+    virtual void focusPasswordToDecryptField() = 0;
+    // Closes the document's window and the document, asking nothing.
+    virtual void closeDocument() = 0;
 };
 
 }  // namespace qv

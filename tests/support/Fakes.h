@@ -63,6 +63,20 @@ public:
     }
     void clearPasswordToDecryptField() override { calls << QStringLiteral("clearPasswordField"); }
 
+    // The user at a password sheet: fills the document's fields and answers; cancels if unset.
+    std::function<int(PasswordSheet)> atPasswordSheet;
+    std::vector<PasswordSheet> sheetsShown;
+    bool passwordFieldEmpty = true;
+    int passwordFieldFocus = 0;
+    bool closed = false;
+    void showPasswordSheet(PasswordSheet sheet, std::function<void(int)> done) override {
+        sheetsShown.push_back(sheet);
+        done(atPasswordSheet ? atPasswordSheet(sheet) : kAlertSecondButtonReturn);
+    }
+    bool isPasswordToDecryptFieldEmpty() const override { return passwordFieldEmpty; }
+    void focusPasswordToDecryptField() override { ++passwordFieldFocus; }
+    void closeDocument() override { closed = true; }
+
 private:
     int answer(const Alert& alert) {
         alerts.push_back(alert);

@@ -1,0 +1,144 @@
+#include "crypto/CryptoTexts.h"
+#include "document/MyDocument.h"
+
+#include "support/Fakes.h"
+
+#include <gtest/gtest.h>
+
+#include <deque>
+
+using namespace qv;
+using Sheet = DocumentUi::PasswordSheet;
+
+namespace {
+
+// A new document in a fake window, whose main-queue steps wait until the test runs them.
+struct Fixture {
+    test::FakeDocumentUi ui;
+    MyDocument doc;
+    std::deque<std::function<void()>> queue;
+
+    Fixture() {
+        doc.setUi(&ui);
+        doc.postToMainQueue = [this](std::function<void()> f) { queue.push_back(std::move(f)); };
+        doc.prepareNewDocument();
+    }
+    void runQueue() {
+        while (!queue.empty()) {
+            auto f = std::move(queue.front());
+            queue.pop_front();
+            f();
+        }
+    }
+    // The user types into the sheet's fields and confirms, in turn, each of `entries`.
+    void typeAtSheets(std::vector<std::pair<QString, QString>> entries, const QString& previous = {}) {
+        auto list = std::make_shared<std::deque<std::pair<QString, QString>>>(entries.begin(), entries.end());
+        ui.atPasswordSheet = [this, list, previous](Sheet) {
+            if (list->empty()) return kAlertSecondButtonReturn;
+            doc.plainPasswordPrevious = previous;
+            doc.plainPasswordInserted = list->front().first;
+            doc.plainPasswordInsertedRetype = list->front().second;
+            list->pop_front();
+            return kAlertFirstButtonReturn;
+        };
+    }
+    QString lastAlert() const { return ui.alerts.empty() ? QString() : ui.alerts.back().messageText; }
+};
+
+}  // namespace
+
+TEST(MandatoryPassword, LoopsUntilSixCharactersAndCancelCloses) {
+    Fixture f;
+    f.typeAtSheets({{QStringLiteral("12345"), QStringLiteral("12345")},
+                    {QStringLiteral("123456"), QStringLiteral("654321")},
+                    {QStringLiteral("123456"), QStringLiteral("123456")}});
+    f.doc.windowDidBecomeKey();
+    EXPECT_TRUE(f.ui.sheetsShown.empty());  // asked from the main queue, after the event
+    f.runQueue();
+    ASSERT_EQ(f.ui.alerts.size(), 3u);
+    EXPECT_EQ(f.ui.alerts[0].messageText, texts::mandatoryTooShortMessage);
+    EXPECT_EQ(f.ui.alerts[1].messageText, texts::mandatoryNonEqualMessage);
+    EXPECT_EQ(f.ui.alerts[2].messageText, texts::passwordAcceptedMessage);
+    EXPECT_EQ(f.ui.alerts[2].informativeText, texts::passwordAcceptedMandatoryInformative);
+    EXPECT_EQ(f.doc.plainPassword, QStringLiteral("123456"));
+    EXPECT_TRUE(f.doc.plainPasswordInserted.isEmpty());
+    EXPECT_TRUE(f.doc.isDocumentEdited());
+    EXPECT_TRUE(f.doc.showClearPasswordInInsertPasswordSheet.toBool());
+    // Only the first key-window event asks.
+    f.doc.windowDidBecomeKey();
+    f.runQueue();
+    EXPECT_EQ(f.ui.sheetsShown.size(), 3u);
+
+    Fixture cancelled;
+    cancelled.doc.windowDidBecomeKey();
+    cancelled.runQueue();
+    EXPECT_TRUE(cancelled.ui.closed);
+    EXPECT_TRUE(cancelled.ui.alerts.empty());
+}
+
+TEST(MandatoryPassword, CountsUtf16Units) {
+    Fixture f;
+    const QString threeClefs = QString::fromUtf8("\xF0\x9D\x84\x9E\xF0\x9D\x84\x9E\xF0\x9D\x84\x9E");
+    f.typeAtSheets({{threeClefs, threeClefs}});
+    f.doc.askMandatoryPasswordToProtectDocument();
+    EXPECT_EQ(f.doc.plainPassword, threeClefs);  // three characters, six units
+}
+
+TEST(ChangePassword, ChecksInOrderAndRetryReopensThroughTheQueue) {
+    struct Case {
+        QString previous, inserted, retype, expect;
+    } cases[] = {
+        {QStringLiteral("wrong"), QStringLiteral("abc"), QStringLiteral("xyz"), texts::passwordMustMatchMessage},
+        {QStringLiteral("secret"), QStringLiteral("abc"), QStringLiteral("xyz"), texts::passwordNotEqualMessage},
+        {QStringLiteral("secret"), QStringLiteral("abcde"), QStringLiteral("abcde"), texts::passwordTooShortMessage},
+        {QStringLiteral("secret"), QStringLiteral("abcdef"), QStringLiteral("abcdef"), texts::passwordChangedMessage},
+    };
+    for (const Case& c : cases) {
+        Fixture f;
+        f.doc.plainPassword = QStringLiteral("secret");
+        f.doc.updateChangeCount(ZKCryptoDoc::kChangeCleared);
+        f.typeAtSheets({{c.inserted, c.retype}}, c.previous);
+        f.ui.answers = {kAlertFirstButtonReturn};  // "Retry" on a refusal
+        f.doc.documentPassword();
+        EXPECT_EQ(f.lastAlert(), c.expect) << c.expect.toStdString();
+        const bool accepted = c.expect == texts::passwordChangedMessage;
+        EXPECT_EQ(f.doc.plainPassword, accepted ? c.inserted : QStringLiteral("secret"));
+        EXPECT_EQ(f.doc.isDocumentEdited(), accepted);
+        if (accepted) {
+            EXPECT_TRUE(f.doc.plainPasswordPrevious.isEmpty());
+            EXPECT_TRUE(f.doc.plainPasswordInsertedRetype.isEmpty());
+        } else {
+            EXPECT_EQ(f.ui.sheetsShown.size(), 1u);
+            f.runQueue();  // the retry opens the change sheet again
+            EXPECT_EQ(f.ui.sheetsShown.size(), 2u);
+            EXPECT_EQ(f.ui.sheetsShown.back(), Sheet::Change);
+        }
+    }
+}
+
+TEST(SubmitPassword, EmptyWrongAndRight) {
+    Fixture writer;
+    writer.doc.plainPassword = QStringLiteral("secret");
+    const QByteArray file = writer.doc.dataOfType(QString()).value();
+
+    Fixture f;
+    ASSERT_TRUE(f.doc.readFromData(file, QString()));
+    f.doc.submitPasswordToDecrypt(Sender{0, {}, QString(), -1});
+    EXPECT_TRUE(f.ui.alerts.empty());
+    EXPECT_TRUE(f.doc.isEncrypted());
+
+    f.doc.submitPasswordToDecrypt(Sender{0, {}, QStringLiteral("guess"), -1});
+    EXPECT_EQ(f.lastAlert(), texts::wrongPassword);
+    EXPECT_EQ(f.doc.plainPassword, QStringLiteral("guess"));  // kept until the next attempt
+    EXPECT_TRUE(f.doc.isEncrypted());
+    EXPECT_EQ(f.doc.validateUserInterfaceItem(QStringLiteral("saveDocument:")), false);
+    EXPECT_TRUE(f.doc.closesWithoutAsking());
+
+    f.doc.submitPasswordToDecrypt(Sender{0, {}, QStringLiteral("secret"), -1});
+    EXPECT_FALSE(f.doc.isEncrypted());
+    EXPECT_TRUE(f.doc.plainPasswordInserted.isEmpty());
+    EXPECT_FALSE(f.doc.isDocumentEdited());
+    EXPECT_EQ(f.doc.validateUserInterfaceItem(QStringLiteral("printDocument:")), true);
+    EXPECT_FALSE(f.doc.validateUserInterfaceItem(QStringLiteral("copy:")).has_value());
+    EXPECT_FALSE(f.doc.closesWithoutAsking());
+}
