@@ -32,6 +32,10 @@ inline const QString tooNewInformative = QStringLiteral(
 inline const QString tooNewDownloadButton = QStringLiteral("Go to Download Last Version");
 inline const QString cancelButton = QStringLiteral("Cancel");
 
+inline const QString lockQuestion = QStringLiteral("Lock Document back to the crypted state?");
+inline const QString lockInformative =
+    QStringLiteral("To browse the document data again you will need to re-insert the master password");
+
 inline const QString defaultCategoryName = QStringLiteral("Generic");
 
 }  // namespace qv::texts

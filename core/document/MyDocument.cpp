@@ -96,25 +96,28 @@ std::optional<QByteArray> MyDocument::dataOfType(const QString& /*type*/, QStrin
     root.set(keys::IV, myIV);
     root.set(keys::rc, myRCDataEncrypted);
     root.set(keys::sha1_rc, mySha1_RcData);
-    if (!isEncrypted()) OSXPlatformDictionary = Value(buildPlatformDictionary());
+    if (!isEncrypted()) OSXPlatformDictionary = Value(buildPlatformDictionary(true));
     root.set(keys::OSXPlatformDictionary, OSXPlatformDictionary);
     root.set(keys::iOSPlatformDictionary, myiOSPlatformDictionary);
     return KeyedArchiver::archivedDataWithRootObject(Value(root));
 }
 
-Dictionary MyDocument::buildPlatformDictionary() const {
+Dictionary MyDocument::buildPlatformDictionary(bool withToolbarState) const {
     Dictionary d;
     const Rect frame = ui() ? ui()->windowFrame() : myWinRectToUse;
+    const Value sizes = ui() ? ui()->columnSizes() : startColumnSizes;
+    const Value visibilities = ui() ? ui()->columnVisibilities() : startColumnVisibilities;
     d.set(keys::windowRecHeight, Value::real(frame.height));
     d.set(keys::windowRecWidth, Value::real(frame.width));
     d.set(keys::windowRecX, Value::real(frame.x));
     d.set(keys::windowRecY, Value::real(frame.y));
-    d.set(keys::columnSizes, startColumnSizes.isArray() ? startColumnSizes : Value(Array()));
-    d.set(keys::columnVisibilities, startColumnVisibilities.isArray() ? startColumnVisibilities : Value(Array()));
-    d.set(keys::splitLeftFrame, Value::rect(splitLeftFrame));
-    d.set(keys::splitRightFrame, Value::rect(splitRightFrame));
-    d.set(keys::makeToolbarVisibleAtDecrypt,
-          Value::boolean(ui() ? ui()->isToolbarVisible() : makeToolbarVisibleAtDecrypt));
+    d.set(keys::columnSizes, sizes.isArray() ? sizes : Value(Array()));
+    d.set(keys::columnVisibilities, visibilities.isArray() ? visibilities : Value(Array()));
+    d.set(keys::splitLeftFrame, Value::rect(ui() ? ui()->splitLeftFrame() : splitLeftFrame));
+    d.set(keys::splitRightFrame, Value::rect(ui() ? ui()->splitRightFrame() : splitRightFrame));
+    if (withToolbarState)
+        d.set(keys::makeToolbarVisibleAtDecrypt,
+              Value::boolean(ui() ? ui()->isToolbarVisible() : makeToolbarVisibleAtDecrypt));
     if (!customTableSettings.isAbsent()) d.set(keys::customTableSettings, customTableSettings);
     if (!latestOrderedColumn.isAbsent()) d.set(keys::latestOrderedColumn, latestOrderedColumn);
     if (latestOrderedColumnAscending) d.set(keys::latestOrderedColumnAscending, Value::boolean(true));
@@ -163,6 +166,39 @@ void MyDocument::encryptData() {
     myEncryptedEmailArrayData = seal(a3);
     myEncryptedDocumentCreationDateData = seal(a4);
     docVersionRapresentation = kGenerationWritten;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Lock
+
+void MyDocument::lockDocument(const Sender&) {
+    sheetAlert(Alert{texts::lockQuestion, texts::lockInformative, {texts::ok, texts::cancel}},
+               [this](int code) {
+                   if (code == kAlertFirstButtonReturn) post([this] { doLockDocument(); });
+               });
+}
+
+void MyDocument::doLockDocument() {
+    // The lock remembers what a save stores, so that unlocking restores the layout; it writes
+    // nothing to disk and keeps the plain tables until the next decryption replaces them.
+    if (!isEncrypted()) OSXPlatformDictionary = Value(buildPlatformDictionary(false));
+    isEditable = false;
+    encryptData();
+    YouCanSave = false;
+    setIsEncrypted(true);
+    if (ui()) {
+        ui()->selectTabPage(getEncryptedTabIndex());
+        makeToolbarVisibleAtDecrypt = ui()->isToolbarVisible();
+        ui()->setToolbarVisible(false);
+        ui()->shrinkToMinimumSizeAndPin();
+        ui()->focusPasswordToDecryptField();
+    }
+}
+
+void MyDocument::lockAutomatically() {
+    if (isEncrypted() || plainPassword.isEmpty() || fileURL.isEmpty()) return;
+    if (ui()) ui()->endAttachedSheet();
+    post([this] { doLockDocument(); });
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -10,6 +10,7 @@
 #include "crypto/ZKCommonCrypto.h"
 #include "crypto/ZKCryptoDoc.h"
 #include "foundation/DocumentUi.h"
+#include "foundation/Sender.h"
 #include "foundation/Value.h"
 
 #include <QByteArray>
@@ -48,6 +49,17 @@ public:
     // Nothing while the document is locked or has no password: such a save could not be
     // opened again.
     bool canAutosave() const { return isDecrypted() && !plainPassword.isEmpty(); }
+
+    // ---- Lock ----
+    // Where the document was last saved or read from; empty for a document never saved.
+    QString fileURL;
+    bool isEditable = false;
+    int getEncryptedTabIndex() const { return isEncrypted() ? 1 : 0; }
+    // The command: asks, and locks from the main queue on "OK".
+    void lockDocument(const Sender& sender = {});
+    void doLockDocument();
+    // The background path: no question; skips locked, passwordless and never-saved documents.
+    void lockAutomatically();
 
     // ---- Pipeline ----
     void encryptData();
@@ -92,7 +104,7 @@ public:
     Array myKeyArrayForImport, myKeyArrayForExport;
 
 private:
-    Dictionary buildPlatformDictionary() const;
+    Dictionary buildPlatformDictionary(bool withToolbarState) const;
     void takePlatformDictionary(const Dictionary& d);
     void makeCheckValues();
     void keepEngineForPassword();

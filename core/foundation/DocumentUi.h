@@ -48,6 +48,16 @@ public:
     virtual void focusPasswordToDecryptField() = 0;
     // Closes the document's window and the document, asking nothing.
     virtual void closeDocument() = 0;
+
+    // What a save or a lock remembers of the window, and what the lock does to it.
+    virtual Value columnSizes() const = 0;
+    virtual Value columnVisibilities() const = 0;
+    virtual Rect splitLeftFrame() const = 0;
+    virtual Rect splitRightFrame() const = 0;
+    // Ends a sheet attached to the window, if any, running its completion as on any ending.
+    virtual void endAttachedSheet() = 0;
+    // Shrinks the window to its minimum size with its top edge in place, and pins it there.
+    virtual void shrinkToMinimumSizeAndPin() = 0;
 };
 
 }  // namespace qv

@@ -77,6 +77,17 @@ public:
     void focusPasswordToDecryptField() override { ++passwordFieldFocus; }
     void closeDocument() override { closed = true; }
 
+    Value columns{Array{Value::real(120), Value::real(200)}};
+    Value visibilities{Array{Value::boolean(true), Value::boolean(false)}};
+    Rect leftPane{0, 0, 250, 500}, rightPane{251, 0, 549, 500};
+    int endedSheets = 0;
+    Value columnSizes() const override { return columns; }
+    Value columnVisibilities() const override { return visibilities; }
+    Rect splitLeftFrame() const override { return leftPane; }
+    Rect splitRightFrame() const override { return rightPane; }
+    void endAttachedSheet() override { ++endedSheets; }
+    void shrinkToMinimumSizeAndPin() override { calls << QStringLiteral("shrink"); }
+
 private:
     int answer(const Alert& alert) {
         alerts.push_back(alert);
