@@ -1,5 +1,7 @@
 #include "MainWindow.h"
 
+#include "DocumentController.h"
+
 #include "foundation/ZKAppSupportUtility.h"
 
 #include <QApplication>
@@ -10,7 +12,7 @@
 
 namespace qv::app {
 
-MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
+MainWindow::MainWindow(DocumentController* controller, QWidget* parent) : QMainWindow(parent) {
     setWindowTitle(QStringLiteral("Quorvane"));
     setMinimumSize(480, 320);
     resize(760, 480);
@@ -26,6 +28,22 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     quit->setMenuRole(QAction::QuitRole);
     connect(quit, &QAction::triggered, qApp, &QApplication::quit);
 
+    if (controller) {
+        QMenu* file = menuBar()->addMenu(QStringLiteral("File"));
+        QAction* create = file->addAction(QStringLiteral("New"));
+        create->setShortcut(QKeySequence::New);
+        connect(create, &QAction::triggered, this, [this, controller] {
+            controller->newDocument();
+            close();
+        });
+        QAction* open = file->addAction(QStringLiteral("Open\u2026"));
+        open->setShortcut(QKeySequence::Open);
+        connect(open, &QAction::triggered, this, [this, controller] {
+            controller->openDocumentWithPanel(this);
+            if (!controller->documents().empty()) close();
+        });
+    }
+
     auto* page = new QWidget(this);
     auto* layout = new QVBoxLayout(page);
     layout->addStretch(2);
@@ -36,7 +54,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     title->setFont(big);
     title->setAlignment(Qt::AlignCenter);
     auto* subtitle = new QLabel(
-        QStringLiteral("Release %1 \u2014 no document is open.")
+        QStringLiteral("Release %1 \u2014 no document is open. Choose File \u203a New or Open.")
             .arg(ZKAppSupportUtility::calcReleaseString(kReleaseNumber)),
         page);
     subtitle->setAlignment(Qt::AlignCenter);

@@ -9,7 +9,8 @@ namespace qv::app {
 class MainWindow : public QMainWindow {
     Q_OBJECT
 public:
-    explicit MainWindow(QWidget* parent = nullptr);
+    // With a controller, the File menu offers New and Open.
+    explicit MainWindow(class DocumentController* controller = nullptr, QWidget* parent = nullptr);
 
     QMenu* applicationMenu() const { return applicationMenu_; }
 

@@ -1,0 +1,40 @@
+#pragma once
+
+// The program's open documents: new, open, save, save as, revert and close, each document in a
+// window of its own. Saves are atomic: the new file is written beside the old one, flushed to
+// disk and renamed over it, so a crash or a kill during a save leaves the previous file whole.
+
+#include <QObject>
+#include <QString>
+
+#include <vector>
+
+namespace qv::app {
+
+class DocumentWindow;
+
+class DocumentController : public QObject {
+    Q_OBJECT
+public:
+    using QObject::QObject;
+
+    DocumentWindow* newDocument();
+    // nullptr (after telling the user) when the file can't be opened.
+    DocumentWindow* openDocument(const QString& path);
+    void openDocumentWithPanel(QWidget* parent);
+    bool saveDocument(DocumentWindow* window);
+    bool saveDocumentAs(DocumentWindow* window);
+    void revertDocumentToSaved(DocumentWindow* window);
+
+    const std::vector<DocumentWindow*>& documents() const { return windows_; }
+    void forget(DocumentWindow* window);
+
+    // Writes the file atomically; false with a message when it could not be written.
+    static bool writeAtomically(const QString& path, const QByteArray& bytes, QString* error);
+
+private:
+    std::vector<DocumentWindow*> windows_;
+    int untitledCount_ = 0;
+};
+
+}  // namespace qv::app

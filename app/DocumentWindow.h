@@ -1,0 +1,100 @@
+#pragma once
+
+// One document's window: the record browser and the locked page with the password field, as two
+// pages of a stack chosen by the document's locked state. It is the document's DocumentUi: the
+// document's logic asks it for sheets, frames and focus.
+
+#include "document/MyDocument.h"
+#include "foundation/DocumentUi.h"
+
+#include <QMainWindow>
+
+#include <memory>
+
+class QLabel;
+class QLineEdit;
+class QProgressBar;
+class QStackedWidget;
+class QTableView;
+class QToolBar;
+
+namespace qv::app {
+
+class DocumentController;
+class RecordTableModel;
+
+class DocumentWindow : public QMainWindow, public DocumentUi {
+    Q_OBJECT
+public:
+    DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& path, DocumentController* controller);
+    ~DocumentWindow() override;
+
+    MyDocument& document() { return *doc_; }
+    QString filePath() const { return path_; }
+    void setFilePath(const QString& path);
+    void refresh();  // after the document's content or state changed
+
+    // Test hooks into the real widgets.
+    QLineEdit* passwordToDecryptField() const { return passwordField_; }
+    QTableView* recordTable() const { return table_; }
+    QAction* action(const QString& name) const;
+
+    // DocumentUi
+    void beginSheet(const Alert& alert, std::function<void(int)> done) override;
+    int runModal(const Alert& alert) override;
+    Rect windowFrame() const override;
+    void setWindowFrame(const Rect& frame) override;
+    void selectTabPage(int index) override;
+    bool isToolbarVisible() const override;
+    void setToolbarVisible(bool visible) override;
+    void focusSearchField() override;
+    void setDecryptProgressAnimating(bool animating) override;
+    void setDetailViewCollapsed(bool collapsed) override;
+    void synkCategorySubMenu() override;
+    void liftMaximumWindowSize() override;
+    void applyColumnSize(const Value& sizes) override;
+    void setColumnVisibilityCompactPlusCMA() override;
+    void applyColumnVisibility(const Value& visibilities) override;
+    void setSplitViewFrames(const Rect& left, const Rect& right) override;
+    void orderByColumn(const QString& identifier, bool ascending) override;
+    void clearPasswordToDecryptField() override;
+    void showPasswordSheet(PasswordSheet sheet, std::function<void(int)> done) override;
+    bool isPasswordToDecryptFieldEmpty() const override;
+    void focusPasswordToDecryptField() override;
+    void closeDocument() override;
+    Value columnSizes() const override;
+    Value columnVisibilities() const override;
+    Rect splitLeftFrame() const override;
+    Rect splitRightFrame() const override;
+    void endAttachedSheet() override;
+    void shrinkToMinimumSizeAndPin() override;
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+private:
+    void buildMenus();
+    void buildPages();
+    void updateTitle();
+    void updateCommands();
+
+    std::unique_ptr<MyDocument> doc_;
+    QString path_;
+    DocumentController* controller_;
+    bool closingWithoutAsking_ = false;
+
+    QStackedWidget* pages_ = nullptr;
+    QTableView* table_ = nullptr;
+    RecordTableModel* model_ = nullptr;
+    QLineEdit* passwordField_ = nullptr;
+    QProgressBar* progress_ = nullptr;
+    QLabel* formatLabel_ = nullptr;
+    QLabel* releaseLabel_ = nullptr;
+    QLabel* descriptionLabel_ = nullptr;
+    QToolBar* toolbar_ = nullptr;
+    QLineEdit* searchField_ = nullptr;
+    QWidget* activeSheet_ = nullptr;
+};
+
+}  // namespace qv::app

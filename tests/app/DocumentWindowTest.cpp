@@ -1,0 +1,136 @@
+#include "DocumentController.h"
+#include "DocumentWindow.h"
+#include "PasswordSheet.h"
+
+#include "crypto/CryptoTexts.h"
+
+#include <QApplication>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTableView>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include <deque>
+
+using namespace qv;
+using namespace qv::app;
+
+namespace {
+
+// Answers the modal dialogs that the window opens, one scripted step per dialog, by acting on
+// the real widgets as a user would. Every dialog seen is logged by its text.
+class ModalScript {
+public:
+    using Step = std::function<void(QWidget*)>;
+    explicit ModalScript(std::deque<Step> steps) : steps_(std::move(steps)) { arm(); }
+    QStringList seen;
+    bool done() const { return steps_.empty(); }
+
+private:
+    void arm() {
+        QTimer::singleShot(20, [this] {
+            QWidget* modal = QApplication::activeModalWidget();
+            if (modal && !steps_.empty() && modal != last_) {
+                last_ = modal;
+                if (auto* box = qobject_cast<QMessageBox*>(modal)) seen << box->text();
+                else seen << modal->objectName();
+                auto step = std::move(steps_.front());
+                steps_.pop_front();
+                step(modal);
+            }
+            if (!steps_.empty()) arm();
+        });
+    }
+    std::deque<Step> steps_;
+    QWidget* last_ = nullptr;
+};
+
+ModalScript::Step typePasswords(const QString& a, const QString& b) {
+    return [a, b](QWidget* w) {
+        auto* sheet = qobject_cast<PasswordSheet*>(w);
+        ASSERT_NE(sheet, nullptr);
+        QTest::keyClicks(sheet->newField(), a);
+        QTest::keyClicks(sheet->retypeField(), b);
+        QTest::mouseClick(sheet->findChild<QPushButton*>(QStringLiteral("confirm")), Qt::LeftButton);
+    };
+}
+
+ModalScript::Step clickButton(const QString& title) {
+    return [title](QWidget* w) {
+        for (QAbstractButton* b : w->findChildren<QAbstractButton*>())
+            if (b->text() == title) return QTest::mouseClick(b, Qt::LeftButton);
+        QStringList all;
+        for (QAbstractButton* b : w->findChildren<QAbstractButton*>()) all << b->text();
+        FAIL() << "no button " << title.toStdString() << " in " << w->metaObject()->className() << ": "
+               << all.join(QStringLiteral(", ")).toStdString();
+    };
+}
+
+bool waitFor(const std::function<bool()>& cond) {
+    for (int i = 0; i < 400 && !cond(); ++i) QTest::qWait(10);
+    return cond();
+}
+
+}  // namespace
+
+TEST(DocumentWindow, NewDocumentProtectSaveReopenAndUnlock) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("vault.qvane"));
+    DocumentController controller;
+
+    // The mandatory sheet: five characters are refused, six accepted.
+    ModalScript script({typePasswords(QStringLiteral("12345"), QStringLiteral("12345")),
+                        clickButton(QStringLiteral("Retry")),
+                        [](QWidget* w) {
+                            auto* sheet = qobject_cast<PasswordSheet*>(w);
+                            ASSERT_NE(sheet, nullptr);
+                            // The fields kept what was typed; make it six characters.
+                            EXPECT_EQ(sheet->newField()->text(), QStringLiteral("12345"));
+                            EXPECT_EQ(sheet->retypeField()->text(), QStringLiteral("12345"));
+                            for (QLineEdit* e : {sheet->newField(), sheet->retypeField()}) {
+                                e->end(false);
+                                QTest::keyClicks(e, QStringLiteral("6"));
+                            }
+                            QTest::mouseClick(sheet->findChild<QPushButton*>(QStringLiteral("confirm")), Qt::LeftButton);
+                        },
+                        clickButton(QStringLiteral("OK"))});
+    DocumentWindow* w = controller.newDocument();
+    w->activateWindow();
+    QApplication::setActiveWindow(w);
+    ASSERT_TRUE(waitFor([&] { return script.done() && !QApplication::activeModalWidget(); }))
+        << script.seen.join(QStringLiteral(" | ")).toStdString();
+    EXPECT_EQ(script.seen.value(1), texts::mandatoryTooShortMessage);
+    EXPECT_EQ(script.seen.value(3), texts::passwordAcceptedMessage);
+    EXPECT_EQ(w->document().plainPassword, QStringLiteral("123456"));
+
+    w->setFilePath(path);
+    ASSERT_TRUE(controller.saveDocument(w));
+    EXPECT_FALSE(w->isWindowModified());
+    w->close();
+    ASSERT_TRUE(waitFor([&] { return controller.documents().empty(); }));
+
+    DocumentWindow* again = controller.openDocument(path);
+    ASSERT_NE(again, nullptr);
+    EXPECT_TRUE(again->document().isEncrypted());
+    EXPECT_FALSE(again->action(QStringLiteral("saveDocument:"))->isEnabled());
+
+    ModalScript wrong({clickButton(QStringLiteral("OK"))});
+    QTest::keyClicks(again->passwordToDecryptField(), QStringLiteral("654321"));
+    QTest::keyClick(again->passwordToDecryptField(), Qt::Key_Return);
+    ASSERT_TRUE(waitFor([&] { return wrong.done(); }));
+    EXPECT_EQ(wrong.seen.value(0), texts::wrongPassword);
+    EXPECT_TRUE(again->document().isEncrypted());
+
+    again->passwordToDecryptField()->clear();
+    QTest::keyClicks(again->passwordToDecryptField(), QStringLiteral("123456"));
+    QTest::keyClick(again->passwordToDecryptField(), Qt::Key_Return);
+    EXPECT_FALSE(again->document().isEncrypted());
+    EXPECT_EQ(again->recordTable()->isVisible(), true);
+    EXPECT_TRUE(again->action(QStringLiteral("saveDocument:"))->isEnabled());
+    again->close();
+}
