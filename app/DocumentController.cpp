@@ -10,6 +10,7 @@
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QSaveFile>
+#include <QScreen>
 
 namespace qv::app {
 
@@ -61,7 +62,14 @@ DocumentWindow* DocumentController::openDocument(const QString& path) {
     w->document().fileURL = absolute;
     w->refresh();
     windows_.push_back(w);
+    // A document from a file shows only its locked page, at the smallest size, centred.
+    w->shrinkToMinimumSizeAndPin();
     w->show();
+    if (const QScreen* screen = w->screen()) {
+        QRect g = w->frameGeometry();
+        g.moveCenter(screen->availableGeometry().center());
+        w->move(g.topLeft());
+    }
     return w;
 }
 

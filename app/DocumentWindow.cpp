@@ -26,8 +26,8 @@
 namespace qv::app {
 
 namespace {
-constexpr int kMinimumWidth = 560;
-constexpr int kMinimumHeight = 380;
+constexpr int kMinimumWidth = 620;
+constexpr int kMinimumHeight = 460;
 }  // namespace
 
 DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& path, DocumentController* controller)
@@ -86,26 +86,28 @@ void DocumentWindow::buildPages() {
     passwordField_ = new QLineEdit(locked);
     passwordField_->setObjectName(QStringLiteral("passwordToDecryptField"));
     passwordField_->setEchoMode(QLineEdit::Password);
-    passwordField_->setMaximumWidth(320);
+    passwordField_->setFixedWidth(300);
     passwordField_->setPlaceholderText(QStringLiteral("Master password"));
     l->addWidget(passwordField_, 0, Qt::AlignHCenter);
     progress_ = new QProgressBar(locked);
     progress_->setRange(0, 0);
-    progress_->setMaximumWidth(320);
+    progress_->setFixedWidth(300);
     progress_->setTextVisible(false);
     progress_->hide();
     l->addWidget(progress_, 0, Qt::AlignHCenter);
     formatLabel_ = new QLabel(locked);
     releaseLabel_ = new QLabel(locked);
     descriptionLabel_ = new QLabel(locked);
+    l->addSpacing(12);
     for (QLabel* label : {formatLabel_, releaseLabel_, descriptionLabel_}) {
         label->setAlignment(Qt::AlignCenter);
         label->setWordWrap(true);
         label->setEnabled(false);
-        l->addWidget(label);
+        // A fixed width lets the wrapped text take the height it needs.
+        label->setFixedWidth(520);
+        l->addWidget(label, 0, Qt::AlignHCenter);
     }
-    descriptionLabel_->setMaximumWidth(520);
-    l->setAlignment(descriptionLabel_, Qt::AlignHCenter);
+    descriptionLabel_->setContentsMargins(0, 10, 0, 0);
     l->addStretch(2);
     pages_->addWidget(locked);
     setCentralWidget(pages_);
