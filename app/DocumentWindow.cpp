@@ -6,6 +6,7 @@
 
 #include "document/DocumentTexts.h"
 #include "foundation/MainQueue.h"
+#include "shell/MyAppDelegate.h"
 
 #include <QAction>
 #include <QApplication>
@@ -148,7 +149,7 @@ void DocumentWindow::buildMenus() {
         QMessageBox::about(this, QStringLiteral("About Quorvane"),
                            QStringLiteral("<b>Quorvane</b> %1").arg(doc_->appReleaseString));
     });
-    add(app, QStringLiteral("checkForUpdates"), QStringLiteral("Software Update\u2026"), {}, [] {});
+    add(app, QStringLiteral("checkForUpdates"), ZKAppDelegateBase::softwareUpdateMenuTitle(), {}, [] {});
     app->addSeparator();
     add(app, QStringLiteral("quit"), QStringLiteral("Quit Quorvane"), QKeySequence::Quit, [] { QApplication::closeAllWindows(); });
 

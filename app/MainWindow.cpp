@@ -3,6 +3,7 @@
 #include "DocumentController.h"
 
 #include "foundation/ZKAppSupportUtility.h"
+#include "shell/MyAppDelegate.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -22,6 +23,8 @@ MainWindow::MainWindow(DocumentController* controller, QWidget* parent) : QMainW
     QAction* about = applicationMenu_->addAction(QStringLiteral("About Quorvane"));
     about->setMenuRole(QAction::AboutRole);
     connect(about, &QAction::triggered, this, &MainWindow::showAbout);
+    // The update check comes with its own issue; the item stands where users look for it.
+    applicationMenu_->addAction(ZKAppDelegateBase::softwareUpdateMenuTitle());
     applicationMenu_->addSeparator();
     QAction* quit = applicationMenu_->addAction(QStringLiteral("Quit Quorvane"));
     quit->setShortcut(QKeySequence::Quit);

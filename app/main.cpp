@@ -1,3 +1,4 @@
+#include "Application.h"
 #include "DocumentController.h"
 #include "DocumentWindow.h"
 #include "MainWindow.h"
@@ -15,7 +16,8 @@ int main(int argc, char** argv) {
     QApplication::setApplicationVersion(qv::ZKAppSupportUtility::calcReleaseString(qv::kReleaseNumber));
     QApplication::setDesktopFileName(QStringLiteral("quorvane"));
 
-    qv::app::DocumentController documents;
+    qv::app::Application quorvane;
+    qv::app::DocumentController& documents = quorvane.documents();
     QStringList files = QApplication::arguments();
     files.removeFirst();
     for (const QString& f : files) documents.openDocument(f);

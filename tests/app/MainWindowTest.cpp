@@ -16,6 +16,7 @@ TEST(MainWindow, FirstMenuIsTheApplicationMenu) {
     for (QAction* a : w.applicationMenu()->actions())
         if (!a->isSeparator()) items << a->text();
     EXPECT_TRUE(items.contains(QStringLiteral("Quit Quorvane")));
+    EXPECT_EQ(w.applicationMenu()->actions().value(1)->text(), QStringLiteral("Software Update\u2026"));
     EXPECT_EQ(w.windowTitle(), QStringLiteral("Quorvane"));
     EXPECT_GE(w.minimumWidth(), 400);
 }

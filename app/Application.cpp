@@ -1,0 +1,46 @@
+#include "Application.h"
+
+#include "DocumentWindow.h"
+
+#include <QFontDatabase>
+#include <QGuiApplication>
+#include <QSettings>
+
+namespace qv::app {
+
+namespace {
+std::unique_ptr<UserDefaults> userSettings() {
+    return std::make_unique<SettingsUserDefaults>(
+        std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Quorvane"),
+                                    QStringLiteral("Quorvane")));
+}
+}  // namespace
+
+Application::Application(std::unique_ptr<UserDefaults> settings)
+    : defaults_(settings ? std::move(settings) : userSettings()),
+      lockTimer_([this](double seconds, std::function<void()> fire) { timer_.start(seconds, std::move(fire)); },
+                 [this] { timer_.cancel(); },
+                 [this] {
+                     // Every open document, in the controller's order.
+                     for (DocumentWindow* w : documents_.documents()) w->document().lockAutomatically();
+                 }) {
+    MyAppDelegate::initialize(*defaults_);
+    delegate_.adjustBeforeFinishingLaunching(*defaults_);
+    delegate_.buildUpFontMenuAndBindProgrammatically(QFontDatabase::families());
+    if (auto* gui = qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
+        connect(gui, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
+            if (state == Qt::ApplicationActive) applicationDidBecomeActive();
+            else if (state == Qt::ApplicationInactive) applicationDidResignActive();
+        });
+    }
+    delegate_.finishedLaunching = 1;
+}
+
+void Application::applicationDidResignActive() {
+    lockTimer_.applicationDidResignActive(defaults_->boolForKey(prefs::autolocBackgroundEnabled),
+                                          int(defaults_->integerForKey(prefs::autolocBackgroundInterval)));
+}
+
+void Application::applicationDidBecomeActive() { lockTimer_.applicationDidBecomeActive(); }
+
+}  // namespace qv::app

@@ -1,0 +1,41 @@
+#pragma once
+
+// The running program: preferences, the application delegate, the open documents, and the
+// automatic lock that follows the application into the background and back.
+
+#include "DocumentController.h"
+
+#include "crypto/AutomaticLockTimer.h"
+#include "foundation/MainQueue.h"
+#include "foundation/UserDefaults.h"
+#include "shell/MyAppDelegate.h"
+
+#include <QObject>
+
+#include <memory>
+
+namespace qv::app {
+
+class Application : public QObject {
+    Q_OBJECT
+public:
+    // `settings` may be null: the user's INI file under the XDG config folder is used.
+    explicit Application(std::unique_ptr<UserDefaults> settings = nullptr);
+
+    UserDefaults& defaults() { return *defaults_; }
+    MyAppDelegate& delegate() { return delegate_; }
+    DocumentController& documents() { return documents_; }
+    AutomaticLockTimer& lockTimer() { return lockTimer_; }
+
+    void applicationDidResignActive();
+    void applicationDidBecomeActive();
+
+private:
+    std::unique_ptr<UserDefaults> defaults_;
+    MyAppDelegate delegate_;
+    DocumentController documents_;
+    SingleShotTimer timer_;
+    AutomaticLockTimer lockTimer_;
+};
+
+}  // namespace qv::app
