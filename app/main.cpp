@@ -2,6 +2,7 @@
 #include "DocumentController.h"
 #include "DocumentWindow.h"
 #include "MainWindow.h"
+#include "SingleInstance.h"
 
 #include "foundation/ZKAppSupportUtility.h"
 
@@ -16,10 +17,16 @@ int main(int argc, char** argv) {
     QApplication::setApplicationVersion(qv::ZKAppSupportUtility::calcReleaseString(qv::kReleaseNumber));
     QApplication::setDesktopFileName(QStringLiteral("quorvane"));
 
-    qv::app::Application quorvane;
-    qv::app::DocumentController& documents = quorvane.documents();
     QStringList files = QApplication::arguments();
     files.removeFirst();
+    qv::app::SingleInstance instance;
+    if (!instance.becomePrimary()) {
+        // Another Quorvane runs: it opens the files and comes to the front.
+        if (instance.sendToPrimary(files)) return 0;
+    }
+
+    qv::app::Application quorvane;
+    qv::app::DocumentController& documents = quorvane.documents();
     for (const QString& f : files) documents.openDocument(f);
     // Without a document to show, the empty window offers New and Open.
     std::unique_ptr<qv::app::MainWindow> welcome;
@@ -27,5 +34,16 @@ int main(int argc, char** argv) {
         welcome = std::make_unique<qv::app::MainWindow>(&documents);
         welcome->show();
     }
+    QObject::connect(&instance, &qv::app::SingleInstance::filesReceived, &app, [&](const QStringList& received) {
+        for (const QString& f : received) documents.openDocument(f);
+        QWidget* front = QApplication::activeWindow();
+        if (!front && !documents.documents().empty()) front = documents.documents().back();
+        if (!front && welcome) front = welcome.get();
+        if (front) {
+            front->show();
+            front->raise();
+            front->activateWindow();
+        }
+    });
     return app.exec();
 }
