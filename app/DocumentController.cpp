@@ -10,7 +10,10 @@
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QSaveFile>
+#include <QPointer>
 #include <QScreen>
+#include <QSettings>
+#include <QTimer>
 
 namespace qv::app {
 
@@ -60,6 +63,7 @@ DocumentWindow* DocumentController::openDocument(const QString& path) {
         return nullptr;
     }
     w->document().fileURL = absolute;
+    noteRecentDocument(absolute);
     w->refresh();
     windows_.push_back(w);
     // A document from a file shows only its locked page, at the smallest size, centred.
@@ -102,6 +106,7 @@ bool DocumentController::saveDocument(DocumentWindow* w) {
     }
     doc.fileURL = w->filePath();
     doc.updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    noteRecentDocument(w->filePath());
     w->refresh();
     return true;
 }
@@ -131,6 +136,31 @@ void DocumentController::revertDocumentToSaved(DocumentWindow* w) {
     doc.makeToolbarVisibleAtDecrypt = w->isToolbarVisible();
     w->refresh();
     w->shrinkToMinimumSizeAndPin();
+}
+
+void DocumentController::scheduleAutosave(DocumentWindow* w) {
+    if (autosavingDelay_ <= 0 || w->filePath().isEmpty() || !w->document().canAutosave()) return;
+    QPointer<DocumentWindow> target(w);
+    QTimer::singleShot(int(autosavingDelay_ * 1000), this, [this, target] {
+        if (!target || target->filePath().isEmpty()) return;
+        MyDocument& doc = target->document();
+        if (doc.isDocumentEdited() && doc.canAutosave() && doc.YouCanSave) saveDocument(target);
+    });
+}
+
+QStringList DocumentController::recentDocuments() const {
+    return QSettings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Quorvane"), QStringLiteral("Quorvane"))
+        .value(QStringLiteral("recentDocuments"))
+        .toStringList();
+}
+
+void DocumentController::noteRecentDocument(const QString& path) {
+    QSettings settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("Quorvane"), QStringLiteral("Quorvane"));
+    QStringList list = settings.value(QStringLiteral("recentDocuments")).toStringList();
+    list.removeAll(path);
+    list.prepend(path);
+    while (list.size() > 10) list.removeLast();
+    settings.setValue(QStringLiteral("recentDocuments"), list);
 }
 
 void DocumentController::forget(DocumentWindow* window) {

@@ -27,6 +27,16 @@ public:
     void revertDocumentToSaved(DocumentWindow* window);
 
     const std::vector<DocumentWindow*>& documents() const { return windows_; }
+
+    // Documents with a file are saved in place this many seconds after an edit; 0 turns
+    // autosaving off. Locked documents and documents without a password are never autosaved.
+    void setAutosavingDelay(double seconds) { autosavingDelay_ = seconds; }
+    double autosavingDelay() const { return autosavingDelay_; }
+    void scheduleAutosave(DocumentWindow* window);
+
+    // Paths of recently opened or saved documents, newest first.
+    QStringList recentDocuments() const;
+    void noteRecentDocument(const QString& path);
     void forget(DocumentWindow* window);
 
     // Writes the file atomically; false with a message when it could not be written.
@@ -35,6 +45,7 @@ public:
 private:
     std::vector<DocumentWindow*> windows_;
     int untitledCount_ = 0;
+    double autosavingDelay_ = 20;
 };
 
 }  // namespace qv::app

@@ -38,6 +38,10 @@ DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& p
     resize(900, 600);
     doc_->setUi(this);
     doc_->postToMainQueue = [](std::function<void()> step) { MainQueue::post(std::move(step)); };
+    doc_->onEditedChanged = [this](bool edited) {
+        setWindowModified(edited);
+        if (edited && controller_) controller_->scheduleAutosave(this);
+    };
     buildPages();
     buildMenus();
     updateTitle();
@@ -157,6 +161,15 @@ void DocumentWindow::buildMenus() {
     add(file, QStringLiteral("newDocument:"), QStringLiteral("New"), QKeySequence::New, [this] { controller_->newDocument(); });
     add(file, QStringLiteral("openDocument:"), QStringLiteral("Open\u2026"), QKeySequence::Open,
         [this] { controller_->openDocumentWithPanel(this); });
+    QMenu* recent = file->addMenu(QStringLiteral("Open Recent"));
+    recent->setObjectName(QStringLiteral("openRecent"));
+    connect(recent, &QMenu::aboutToShow, this, [this, recent] {
+        recent->clear();
+        const QStringList paths = controller_->recentDocuments();
+        for (const QString& p : paths)
+            recent->addAction(QFileInfo(p).fileName(), this, [this, p] { controller_->openDocument(p); })->setToolTip(p);
+        if (paths.isEmpty()) recent->addAction(QStringLiteral("No Recent Documents"))->setEnabled(false);
+    });
     file->addSeparator();
     add(file, QStringLiteral("performClose:"), QStringLiteral("Close"), QKeySequence::Close, [this] { close(); });
     add(file, QStringLiteral("saveDocument:"), QStringLiteral("Save"), QKeySequence::Save,

@@ -8,6 +8,7 @@
 #include "foundation/DocumentUi.h"
 
 #include <QMainWindow>
+#include <QPointer>
 
 #include <memory>
 
@@ -81,7 +82,7 @@ private:
 
     std::unique_ptr<MyDocument> doc_;
     QString path_;
-    DocumentController* controller_;
+    QPointer<DocumentController> controller_;
     bool closingWithoutAsking_ = false;
 
     QStackedWidget* pages_ = nullptr;

@@ -5,8 +5,10 @@
 namespace qv {
 
 void ZKCryptoDoc::updateChangeCount(int change) {
+    const bool before = edited_;
     if (change == kChangeDone) edited_ = true;
     else if (change == kChangeCleared) edited_ = false;
+    if (onEditedChanged && (edited_ || before != edited_)) onEditedChanged(edited_);
 }
 
 void ZKCryptoDoc::post(std::function<void()> step) {

@@ -50,6 +50,8 @@ public:
 
     virtual void updateChangeCount(int change);
     bool isDocumentEdited() const { return edited_; }
+    // Told whenever the dirty mark is set or cleared (the window's title, autosaving).
+    std::function<void(bool edited)> onEditedChanged;
 
     // A new password needs more than five UTF-16 units.
     static bool isLongEnough(const QString& password) { return password.size() > 5; }

@@ -5,6 +5,7 @@
 #include "crypto/CryptoTexts.h"
 
 #include <QApplication>
+#include <QFile>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
@@ -133,4 +134,44 @@ TEST(DocumentWindow, NewDocumentProtectSaveReopenAndUnlock) {
     EXPECT_EQ(again->recordTable()->isVisible(), true);
     EXPECT_TRUE(again->action(QStringLiteral("saveDocument:"))->isEnabled());
     again->close();
+}
+
+TEST(DocumentWindow, AutosavesInPlaceButNeverWhileLocked) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("auto.qvane"));
+    {
+        MyDocument doc;
+        doc.prepareNewDocument();
+        doc.plainPassword = QStringLiteral("secret");
+        ASSERT_TRUE(DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr));
+    }
+    DocumentController controller;
+    controller.setAutosavingDelay(0.05);
+    DocumentWindow* w = controller.openDocument(path);
+    ASSERT_NE(w, nullptr);
+    QFile original(path);
+    ASSERT_TRUE(original.open(QIODevice::ReadOnly));
+    const QByteArray before = original.readAll();
+    original.close();
+
+    // Locked: an edit mark is dropped and nothing is written.
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeDone);
+    QTest::qWait(200);
+    QFile again(path);
+    ASSERT_TRUE(again.open(QIODevice::ReadOnly));
+    EXPECT_EQ(again.readAll(), before);
+    again.close();
+
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    ASSERT_FALSE(w->document().isEncrypted());
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeDone);
+    EXPECT_TRUE(w->isWindowModified());
+    ASSERT_TRUE(waitFor([&] { return !w->document().isDocumentEdited(); }));
+    QFile saved(path);
+    ASSERT_TRUE(saved.open(QIODevice::ReadOnly));
+    EXPECT_NE(saved.readAll(), before);  // new salt and IV at least
+    EXPECT_FALSE(w->isWindowModified());
+    EXPECT_TRUE(controller.recentDocuments().contains(path));
+    w->close();
 }

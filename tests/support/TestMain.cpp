@@ -14,6 +14,9 @@ using TestApplication = QCoreApplication;
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
+
+#include <unistd.h>
 
 int main(int argc, char** argv) {
     bool listing = false;
@@ -24,6 +27,10 @@ int main(int argc, char** argv) {
 #ifdef QV_TEST_GUI
     if (!std::getenv("QT_QPA_PLATFORM")) setenv("QT_QPA_PLATFORM", "offscreen", 1);
 #endif
+    // Settings written by the program under test go to a folder of the test's own.
+    const std::string config = std::string(std::getenv("TMPDIR") ? std::getenv("TMPDIR") : "/tmp") +
+                               "/quorvane-test-config-" + std::to_string(getpid());
+    setenv("XDG_CONFIG_HOME", config.c_str(), 1);
     TestApplication app(argc, argv);
     return RUN_ALL_TESTS();
 }
