@@ -33,6 +33,8 @@ Application::Application(std::unique_ptr<UserDefaults> settings)
             else if (state == Qt::ApplicationInactive) applicationDidResignActive();
         });
     }
+    // Read once at launch: a change in a running program takes effect at the next start.
+    documents_.setAutosavingDelay(double(defaults_->integerForKey(prefs::autosavingDelay)));
     delegate_.finishedLaunching = 1;
 }
 

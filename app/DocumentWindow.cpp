@@ -252,7 +252,10 @@ void DocumentWindow::setWindowFrame(const Rect& f) {
     setGeometry(int(f.x), int(f.y), int(f.width), int(f.height));
 }
 
-void DocumentWindow::selectTabPage(int index) { pages_->setCurrentIndex(index); }
+void DocumentWindow::selectTabPage(int index) {
+    pages_->setCurrentIndex(index);
+    updateCommands();  // the locked state changed with the page
+}
 bool DocumentWindow::isToolbarVisible() const { return toolbar_->isVisible() || (!isVisible() && !toolbar_->isHidden()); }
 void DocumentWindow::setToolbarVisible(bool visible) { toolbar_->setVisible(visible); }
 void DocumentWindow::focusSearchField() { searchField_->setFocus(); }

@@ -3,6 +3,7 @@
 #include "PasswordSheet.h"
 
 #include "crypto/CryptoTexts.h"
+#include "foundation/KeyedArchive.h"
 
 #include <QApplication>
 #include <QFile>
@@ -173,5 +174,55 @@ TEST(DocumentWindow, AutosavesInPlaceButNeverWhileLocked) {
     EXPECT_NE(saved.readAll(), before);  // new salt and IV at least
     EXPECT_FALSE(w->isWindowModified());
     EXPECT_TRUE(controller.recentDocuments().contains(path));
+    w->close();
+}
+
+TEST(DocumentWindow, ATooNewFileIsRefusedWithItsAlert) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("future.qvane"));
+    Dictionary root{{QStringLiteral("appversion"), Value::integer(40101)}};
+    ASSERT_TRUE(DocumentController::writeAtomically(path, KeyedArchiver::archivedDataWithRootObject(Value(root)).value(),
+                                                    nullptr));
+    DocumentController controller;
+    ModalScript script({clickButton(QStringLiteral("Cancel"))});
+    EXPECT_EQ(controller.openDocument(path), nullptr);
+    EXPECT_TRUE(script.done());
+    EXPECT_EQ(script.seen.value(0),
+              QStringLiteral("The document you requested to open was created with a more recent version of this application"));
+    EXPECT_TRUE(controller.documents().empty());
+}
+
+TEST(DocumentWindow, LockFromTheMenuThenUnlockKeepsEditsWithoutTheMark) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("lock.qvane"));
+    {
+        MyDocument doc;
+        doc.prepareNewDocument();
+        doc.plainPassword = QStringLiteral("secret");
+        ASSERT_TRUE(DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr));
+    }
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = controller.openDocument(path);
+    ASSERT_NE(w, nullptr);
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    ASSERT_FALSE(w->document().isEncrypted());
+    w->document().emailArray.append(Value(Dictionary{{QStringLiteral("email"), Value("new@example.com")}}));
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeDone);
+
+    ModalScript confirm({clickButton(QStringLiteral("OK"))});
+    w->action(QStringLiteral("lockDocument:"))->trigger();
+    ASSERT_TRUE(waitFor([&] { return w->document().isEncrypted(); }));
+    EXPECT_FALSE(w->action(QStringLiteral("saveDocument:"))->isEnabled());
+    EXPECT_FALSE(w->action(QStringLiteral("lockDocument:"))->isEnabled());
+    EXPECT_EQ(w->size(), w->minimumSize());
+
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    EXPECT_FALSE(w->document().isEncrypted());
+    EXPECT_EQ(w->document().emailArray.count(), 1);
+    EXPECT_FALSE(w->document().isDocumentEdited());
+    EXPECT_FALSE(w->isWindowModified());
     w->close();
 }
