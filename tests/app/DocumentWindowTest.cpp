@@ -73,6 +73,14 @@ ModalScript::Step clickButton(const QString& title) {
     };
 }
 
+// A new, empty document saved under `password`, as another session of the program left it.
+void writeNewDocument(const QString& path, const QString& password) {
+    MyDocument doc;
+    doc.prepareNewDocument();
+    doc.plainPassword = password;
+    ASSERT_TRUE(DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr));
+}
+
 bool waitFor(const std::function<bool()>& cond) {
     for (int i = 0; i < 400 && !cond(); ++i) QTest::qWait(10);
     return cond();
@@ -140,12 +148,7 @@ TEST(DocumentWindow, NewDocumentProtectSaveReopenAndUnlock) {
 TEST(DocumentWindow, AutosavesInPlaceButNeverWhileLocked) {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("auto.qvane"));
-    {
-        MyDocument doc;
-        doc.prepareNewDocument();
-        doc.plainPassword = QStringLiteral("secret");
-        ASSERT_TRUE(DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr));
-    }
+    writeNewDocument(path, QStringLiteral("secret"));
     DocumentController controller;
     controller.setAutosavingDelay(0.05);
     DocumentWindow* w = controller.openDocument(path);
@@ -195,12 +198,7 @@ TEST(DocumentWindow, ATooNewFileIsRefusedWithItsAlert) {
 TEST(DocumentWindow, LockFromTheMenuThenUnlockKeepsEditsWithoutTheMark) {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("lock.qvane"));
-    {
-        MyDocument doc;
-        doc.prepareNewDocument();
-        doc.plainPassword = QStringLiteral("secret");
-        ASSERT_TRUE(DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr));
-    }
+    writeNewDocument(path, QStringLiteral("secret"));
     DocumentController controller;
     controller.setAutosavingDelay(0);
     DocumentWindow* w = controller.openDocument(path);

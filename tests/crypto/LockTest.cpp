@@ -5,10 +5,10 @@
 #include "document/RecordModel.h"
 
 #include "support/Fakes.h"
+#include "support/ManualQueue.h"
 
 #include <gtest/gtest.h>
 
-#include <deque>
 
 using namespace qv;
 
@@ -18,23 +18,17 @@ namespace {
 struct Open {
     test::FakeDocumentUi ui;
     MyDocument doc;
-    std::deque<std::function<void()>> queue;
+    test::ManualQueue queue;
 
     Open() {
         doc.setUi(&ui);
-        doc.postToMainQueue = [this](std::function<void()> f) { queue.push_back(std::move(f)); };
+        doc.postToMainQueue = queue.poster();
         doc.prepareNewDocument();
         doc.plainPassword = QStringLiteral("secret");
         doc.dataOfType(QString());
         doc.fileURL = QStringLiteral("/tmp/open.qvane");
     }
-    void runQueue() {
-        while (!queue.empty()) {
-            auto f = std::move(queue.front());
-            queue.pop_front();
-            f();
-        }
-    }
+    void runQueue() { queue.run(); }
 };
 
 }  // namespace

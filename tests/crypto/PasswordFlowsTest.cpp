@@ -2,10 +2,10 @@
 #include "document/MyDocument.h"
 
 #include "support/Fakes.h"
+#include "support/ManualQueue.h"
 
 #include <gtest/gtest.h>
 
-#include <deque>
 
 using namespace qv;
 using Sheet = DocumentUi::PasswordSheet;
@@ -16,20 +16,14 @@ namespace {
 struct Fixture {
     test::FakeDocumentUi ui;
     MyDocument doc;
-    std::deque<std::function<void()>> queue;
+    test::ManualQueue queue;
 
     Fixture() {
         doc.setUi(&ui);
-        doc.postToMainQueue = [this](std::function<void()> f) { queue.push_back(std::move(f)); };
+        doc.postToMainQueue = queue.poster();
         doc.prepareNewDocument();
     }
-    void runQueue() {
-        while (!queue.empty()) {
-            auto f = std::move(queue.front());
-            queue.pop_front();
-            f();
-        }
-    }
+    void runQueue() { queue.run(); }
     // The user types into the sheet's fields and confirms, in turn, each of `entries`.
     void typeAtSheets(std::vector<std::pair<QString, QString>> entries, const QString& previous = {}) {
         auto list = std::make_shared<std::deque<std::pair<QString, QString>>>(entries.begin(), entries.end());
