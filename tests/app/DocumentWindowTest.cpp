@@ -224,3 +224,52 @@ TEST(DocumentWindow, LockFromTheMenuThenUnlockKeepsEditsWithoutTheMark) {
     EXPECT_FALSE(w->isWindowModified());
     w->close();
 }
+
+TEST(DocumentWindow, ChangePasswordThroughTheSheet) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("change.qvane"));
+    writeNewDocument(path, QStringLiteral("secret"));
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = controller.openDocument(path);
+    ASSERT_NE(w, nullptr);
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    ASSERT_FALSE(w->document().isEncrypted());
+
+    auto change = [](const QString& old, const QString& fresh) {
+        return [old, fresh](QWidget* widget) {
+            auto* sheet = qobject_cast<PasswordSheet*>(widget);
+            ASSERT_NE(sheet, nullptr);
+            ASSERT_NE(sheet->previousField(), nullptr);
+            QTest::keyClicks(sheet->previousField(), old);
+            QTest::keyClicks(sheet->newField(), fresh);
+            QTest::keyClicks(sheet->retypeField(), fresh);
+            QTest::mouseClick(sheet->findChild<QPushButton*>(QStringLiteral("confirm")), Qt::LeftButton);
+        };
+    };
+    ModalScript refused({change(QStringLiteral("wrong"), QStringLiteral("abcdef")), clickButton(QStringLiteral("Cancel"))});
+    w->action(QStringLiteral("documentPassword:"))->trigger();
+    ASSERT_TRUE(waitFor([&] { return refused.done() && !QApplication::activeModalWidget(); }));
+    EXPECT_EQ(refused.seen.value(1), texts::passwordMustMatchMessage);
+    EXPECT_EQ(w->document().plainPassword, QStringLiteral("secret"));
+
+    ModalScript accepted({change(QStringLiteral("secret"), QStringLiteral("abcdef")), clickButton(QStringLiteral("OK"))});
+    w->action(QStringLiteral("documentPassword:"))->trigger();
+    ASSERT_TRUE(waitFor([&] { return accepted.done() && !QApplication::activeModalWidget(); }));
+    EXPECT_EQ(accepted.seen.value(1), texts::passwordChangedMessage);
+    EXPECT_EQ(w->document().plainPassword, QStringLiteral("abcdef"));
+    EXPECT_TRUE(w->isWindowModified());
+
+    // Saved, the old password no longer opens the file.
+    ASSERT_TRUE(controller.saveDocument(w));
+    MyDocument check;
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+    ASSERT_TRUE(check.readFromData(f.readAll(), QString()));
+    check.plainPassword = QStringLiteral("secret");
+    EXPECT_NE(check.Decript(), 0);
+    check.plainPassword = QStringLiteral("abcdef");
+    EXPECT_EQ(check.Decript(), 0);
+    w->close();
+}
