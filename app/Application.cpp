@@ -20,10 +20,7 @@ Application::Application(std::unique_ptr<UserDefaults> settings)
     : defaults_(settings ? std::move(settings) : userSettings()),
       lockTimer_([this](double seconds, std::function<void()> fire) { timer_.start(seconds, std::move(fire)); },
                  [this] { timer_.cancel(); },
-                 [this] {
-                     // Every open document, in the controller's order.
-                     for (DocumentWindow* w : documents_.documents()) w->document().lockAutomatically();
-                 }) {
+                 [this] { AutomaticLockAllOpenedDocuments(); }) {
     MyAppDelegate::initialize(*defaults_);
     delegate_.adjustBeforeFinishingLaunching(*defaults_);
     delegate_.buildUpFontMenuAndBindProgrammatically(QFontDatabase::families());
@@ -44,5 +41,9 @@ void Application::applicationDidResignActive() {
 }
 
 void Application::applicationDidBecomeActive() { lockTimer_.applicationDidBecomeActive(); }
+
+void Application::AutomaticLockAllOpenedDocuments() {
+    for (DocumentWindow* w : documents_.documents()) w->document().lockAutomatically();
+}
 
 }  // namespace qv::app

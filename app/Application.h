@@ -29,6 +29,8 @@ public:
 
     void applicationDidResignActive();
     void applicationDidBecomeActive();
+    // What the timer does when it runs out: every open document, in order, locks if it can.
+    void AutomaticLockAllOpenedDocuments();
 
 private:
     std::unique_ptr<UserDefaults> defaults_;

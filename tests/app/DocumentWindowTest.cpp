@@ -1,3 +1,4 @@
+#include "Application.h"
 #include "DocumentController.h"
 #include "DocumentWindow.h"
 #include "PasswordSheet.h"
@@ -272,4 +273,36 @@ TEST(DocumentWindow, ChangePasswordThroughTheSheet) {
     check.plainPassword = QStringLiteral("abcdef");
     EXPECT_EQ(check.Decript(), 0);
     w->close();
+}
+
+TEST(Application, BackgroundLockArmsOnlyWhenAskedAndLocksSavedDocuments) {
+    auto settings = std::make_unique<MemoryUserDefaults>();
+    MemoryUserDefaults* prefs = settings.get();
+    Application quorvane(std::move(settings));
+    quorvane.applicationDidResignActive();
+    EXPECT_FALSE(quorvane.lockTimer().isArmed());  // off by default
+    prefs->setObject(QStringLiteral("autolocBackgroundEnabled"), Value::boolean(true));
+    quorvane.applicationDidResignActive();
+    EXPECT_TRUE(quorvane.lockTimer().isArmed());
+    quorvane.applicationDidBecomeActive();
+    EXPECT_FALSE(quorvane.lockTimer().isArmed());
+
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("bg.qvane"));
+    writeNewDocument(path, QStringLiteral("secret"));
+    quorvane.documents().setAutosavingDelay(0);
+    DocumentWindow* saved = quorvane.documents().openDocument(path);
+    ASSERT_NE(saved, nullptr);
+    QTest::keyClicks(saved->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(saved->passwordToDecryptField(), Qt::Key_Return);
+    ASSERT_FALSE(saved->document().isEncrypted());
+    DocumentWindow* untitled = quorvane.documents().newDocument();
+    untitled->document().plainPassword = QStringLiteral("sixsix");  // protected but never saved
+
+    quorvane.AutomaticLockAllOpenedDocuments();
+    ASSERT_TRUE(waitFor([&] { return saved->document().isEncrypted(); }));
+    EXPECT_FALSE(untitled->document().isEncrypted());
+    saved->close();
+    untitled->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    untitled->close();
 }
