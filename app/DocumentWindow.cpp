@@ -4,6 +4,7 @@
 #include "PasswordSheet.h"
 #include "RecordTableModel.h"
 
+#include "document/DocumentKeys.h"
 #include "document/DocumentTexts.h"
 #include "foundation/MainQueue.h"
 #include "shell/MyAppDelegate.h"
@@ -12,7 +13,9 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QFileInfo>
+#include <QFormLayout>
 #include <QHeaderView>
+#include <QSplitter>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenuBar>
@@ -78,8 +81,32 @@ void DocumentWindow::buildPages() {
     table_->horizontalHeader()->setStretchLastSection(true);
     table_->verticalHeader()->hide();
     table_->setAlternatingRowColors(true);
-    browserLayout->addWidget(table_);
+    // The detail pane beside the table shows the selected record; secrets as bullets.
+    auto* split = new QSplitter(Qt::Horizontal, browser);
+    split->setObjectName(QStringLiteral("mainSplitView"));
+    split->addWidget(table_);
+    detail_ = new QWidget(split);
+    detail_->setObjectName(QStringLiteral("detailView"));
+    auto* form = new QFormLayout(detail_);
+    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    const std::pair<const char*, const QString*> fields[] = {
+        {"Name", &keys::name},       {"Account", &keys::account}, {"User ID", &keys::userID},
+        {"Password", &keys::password}, {"PIN", &keys::pin},      {"Security", &keys::security},
+        {"URL", &keys::url},         {"Email", &keys::email},     {"Note", &keys::note}};
+    for (const auto& [title, key] : fields) {
+        auto* value = new QLabel(detail_);
+        value->setTextInteractionFlags(Qt::TextSelectableByMouse);
+        value->setWordWrap(true);
+        value->setProperty("recordKey", *key);
+        form->addRow(QString::fromLatin1(title) + QLatin1Char(':'), value);
+        detailFields_.push_back(value);
+    }
+    split->addWidget(detail_);
+    split->setStretchFactor(0, 3);
+    split->setStretchFactor(1, 2);
+    browserLayout->addWidget(split);
     pages_->addWidget(browser);
+    connect(table_->selectionModel(), &QItemSelectionModel::currentRowChanged, this, [this] { showSelectedRecord(); });
 
     // Page 1: locked, only the password field.
     auto* locked = new QWidget(pages_);
@@ -199,8 +226,21 @@ void DocumentWindow::updateCommands() {
     if (QAction* a = action(QStringLiteral("lockDocument:"))) a->setEnabled(doc_->isDecrypted() && !doc_->fileURL.isEmpty());
 }
 
+void DocumentWindow::showSelectedRecord() {
+    const QModelIndex current = table_->currentIndex();
+    const Dictionary record = current.isValid() ? doc_->myArray.value(current.row()).toDictionary() : Dictionary();
+    for (QLabel* field : detailFields_) {
+        const QString key = field->property("recordKey").toString();
+        const QString text = record.value(key).toString();
+        const bool secret = key == keys::password || key == keys::pin;
+        field->setText(secret && !text.isEmpty() ? QString(8, QChar(0x2022)) : text);
+    }
+}
+
 void DocumentWindow::refresh() {
     model_->setRecords(doc_->myArray);
+    if (model_->rowCount() > 0 && !table_->currentIndex().isValid()) table_->selectRow(0);
+    showSelectedRecord();
     pages_->setCurrentIndex(doc_->getEncryptedTabIndex());
     formatLabel_->setText(doc_->convertFormatString);
     releaseLabel_->setText(doc_->docReleaseString.isEmpty()
@@ -262,9 +302,9 @@ void DocumentWindow::focusSearchField() { searchField_->setFocus(); }
 
 void DocumentWindow::setDecryptProgressAnimating(bool animating) { progress_->setVisible(animating); }
 
-// The detail pane, category menu, column and split-view layout come with the record browser;
-// until then the table keeps its own layout.
-void DocumentWindow::setDetailViewCollapsed(bool) {}
+// The category menu, column and split-view layout come with the record browser; until then the
+// table keeps its own layout.
+void DocumentWindow::setDetailViewCollapsed(bool collapsed) { detail_->setVisible(!collapsed); }
 void DocumentWindow::synkCategorySubMenu() {}
 void DocumentWindow::applyColumnSize(const Value&) {}
 void DocumentWindow::setColumnVisibilityCompactPlusCMA() {}

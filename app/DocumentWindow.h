@@ -11,6 +11,7 @@
 #include <QPointer>
 
 #include <memory>
+#include <vector>
 
 class QLabel;
 class QLineEdit;
@@ -79,6 +80,7 @@ private:
     void buildPages();
     void updateTitle();
     void updateCommands();
+    void showSelectedRecord();
 
     std::unique_ptr<MyDocument> doc_;
     QString path_;
@@ -96,6 +98,8 @@ private:
     QToolBar* toolbar_ = nullptr;
     QLineEdit* searchField_ = nullptr;
     QWidget* activeSheet_ = nullptr;
+    QWidget* detail_ = nullptr;
+    std::vector<QLabel*> detailFields_;
 };
 
 }  // namespace qv::app
