@@ -81,6 +81,10 @@ void DocumentWindow::buildPages() {
     table_->horizontalHeader()->setStretchLastSection(true);
     table_->verticalHeader()->hide();
     table_->setAlternatingRowColors(true);
+    table_->setWordWrap(false);
+    table_->setShowGrid(false);
+    table_->verticalHeader()->setDefaultSectionSize(table_->fontMetrics().height() + 8);
+    table_->horizontalHeader()->setDefaultSectionSize(130);
     // The detail pane beside the table shows the selected record; secrets as bullets.
     auto* split = new QSplitter(Qt::Horizontal, browser);
     split->setObjectName(QStringLiteral("mainSplitView"));
