@@ -306,3 +306,16 @@ TEST(Application, BackgroundLockArmsOnlyWhenAskedAndLocksSavedDocuments) {
     untitled->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
     untitled->close();
 }
+
+TEST(DocumentWindow, CancellingTheMandatorySheetClosesTheNewDocument) {
+    DocumentController controller;
+    ModalScript script({[](QWidget* w) {
+        QTest::mouseClick(w->findChild<QPushButton*>(QStringLiteral("cancel")), Qt::LeftButton);
+    }});
+    DocumentWindow* w = controller.newDocument();
+    w->activateWindow();
+    QApplication::setActiveWindow(w);
+    ASSERT_TRUE(waitFor([&] { return controller.documents().empty(); }));
+    EXPECT_TRUE(script.done());
+    EXPECT_EQ(script.seen.value(0), QStringLiteral("passwordSheet"));
+}
