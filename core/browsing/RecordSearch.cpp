@@ -1,0 +1,121 @@
+#include "RecordSearch.h"
+
+#include "document/DocumentKeys.h"
+
+#include <unicode/coll.h>
+#include <unicode/locid.h>
+
+
+namespace qv {
+
+QString RecordSearch::fold(const QString& s) {
+    return s.normalized(QString::NormalizationForm_C).toCaseFolded().normalized(QString::NormalizationForm_C);
+}
+
+RecordSearch::RecordSearch(const QString& searchString) : needle_(fold(searchString)) {}
+
+bool RecordSearch::matches(const QString& text) const {
+    if (needle_.isEmpty()) return true;
+    if (text.size() < needle_.size() / 3) return false;  // folding can triple a length, no more
+    const QString hay = fold(text);
+    qsizetype from = 0;
+    while (true) {
+        const qsizetype at = hay.indexOf(needle_, from);
+        if (at < 0) return false;
+        // A match must not cut a character in two: no combining mark right after it, and the
+        // needle itself must not start inside a composed sequence.
+        const qsizetype end = at + needle_.size();
+        const bool cleanEnd = end >= hay.size() || !hay.at(end).isMark();
+        const bool cleanStart = at == 0 || !needle_.at(0).isMark();
+        if (cleanEnd && cleanStart) return true;
+        from = at + 1;
+    }
+}
+
+bool RecordSearch::recordPasses(const Dictionary& record, const QString& categoryString, const RecordSearch& search) {
+    if (!categoryString.isEmpty()) {
+        const Value name = record.valueForKeyPath(keys::categoryPtr + QStringLiteral(".") + keys::cat_category);
+        if (!name.isString() || name.stringRef() != categoryString) return false;
+    }
+    if (search.isEmpty()) return true;
+    for (const QString* key : {&keys::name, &keys::url, &keys::account, &keys::note, &keys::userID, &keys::email}) {
+        const Value v = record.value(*key);
+        if (v.isString() && search.matches(v.stringRef())) return true;
+    }
+    return false;
+}
+
+QString filterSentence(const QString& categoryString, const QString& searchString) {
+    QString s;
+    if (!categoryString.isEmpty()) s += QStringLiteral(" category = '") + categoryString + QStringLiteral("'");
+    if (!searchString.isEmpty()) {
+        if (!s.isEmpty()) s += QStringLiteral(" and");
+        s += QStringLiteral(" search string = '") + searchString + QStringLiteral("'");
+    }
+    return s;
+}
+
+TextComparison textComparisonForPreference(std::int64_t tableSortCompare) {
+    const int v = int(tableSortCompare);
+    if (v == 0) return TextComparison::Compare;
+    if (v == 1) return TextComparison::LocalizedCompare;
+    return TextComparison::LocalizedCaseInsensitiveCompare;
+}
+
+namespace {
+
+int sign(int v) { return (v > 0) - (v < 0); }
+
+// Missing values first, then by kind, then by value.
+int compareWith(const Value& a, const Value& b, const std::function<int(const QString&, const QString&)>& text) {
+    if (a.isAbsent() || b.isAbsent()) return int(b.isAbsent()) - int(a.isAbsent());
+    if (a.isString() && b.isString()) return sign(text(a.stringRef(), b.stringRef()));
+    if ((a.isNumber() || a.isDate()) && (b.isNumber() || b.isDate())) {
+        const double x = a.isDate() ? a.toDate() : a.toDouble();
+        const double y = b.isDate() ? b.toDate() : b.toDouble();
+        return (x > y) - (x < y);
+    }
+    return sign(int(a.type()) - int(b.type()));
+}
+
+std::shared_ptr<icu::Collator> collator(bool ignoreCase) {
+    UErrorCode status = U_ZERO_ERROR;
+    std::shared_ptr<icu::Collator> c(icu::Collator::createInstance(icu::Locale::getDefault(), status));
+    if (U_FAILURE(status) || !c) return nullptr;
+    c->setStrength(ignoreCase ? icu::Collator::SECONDARY : icu::Collator::TERTIARY);
+    c->setAttribute(UCOL_NORMALIZATION_MODE, UCOL_ON, status);
+    return c;
+}
+
+}  // namespace
+
+int compareValues(const Value& a, const Value& b) {
+    return compareWith(a, b, [](const QString& x, const QString& y) { return QString::compare(x, y); });
+}
+
+ValueComparator makeValueComparator(TextComparison comparison) {
+    if (comparison == TextComparison::Compare) return compareValues;
+    auto c = collator(comparison == TextComparison::LocalizedCaseInsensitiveCompare);
+    if (!c) return compareValues;
+    return [c](const Value& a, const Value& b) {
+        return compareWith(a, b, [&c](const QString& x, const QString& y) {
+            UErrorCode status = U_ZERO_ERROR;
+            const auto r = c->compare(reinterpret_cast<const char16_t*>(x.utf16()), int32_t(x.size()),
+                                      reinterpret_cast<const char16_t*>(y.utf16()), int32_t(y.size()), status);
+            return r == UCOL_LESS ? -1 : r == UCOL_GREATER ? 1 : 0;
+        });
+    };
+}
+
+ColumnSort columnSortFor(const QString& identifier) {
+    static const QStringList text{keys::name, keys::url, keys::account, keys::userID,
+                                  keys::password, keys::pin, keys::security, keys::email};
+    if (text.contains(identifier)) return ColumnSort{identifier, true};
+    if (identifier == QLatin1String("category"))
+        return ColumnSort{keys::categoryPtr + QStringLiteral(".") + keys::cat_category, true};
+    // createdDate, modificationDate, usageCount and anything else: the identifier as the key,
+    // plain comparison. "createdDate" is no record key, so that sort leaves the order as it is.
+    return ColumnSort{identifier, false};
+}
+
+}  // namespace qv
