@@ -6,6 +6,8 @@
 #include "Alert.h"
 #include "Value.h"
 
+#include <QStringList>
+
 #include <functional>
 
 namespace qv {
@@ -58,6 +60,18 @@ public:
     virtual void endAttachedSheet() = 0;
     // Shrinks the window to its minimum size with its top edge in place, and pins it there.
     virtual void shrinkToMinimumSizeAndPin() = 0;
+
+    // The record browser.
+    // The strip that states the filter; hidden when no filter stands.
+    virtual void showFilterInfoPane(bool visible, const QString& sentence) = 0;
+    // The arranged records, the selection or the columns changed.
+    virtual void reloadRecords() = 0;
+    virtual void scrollRowToVisible(qsizetype row) = 0;
+    virtual void focusNameField() = 0;
+    // The category items of the filter pop-up, after its two fixed items.
+    virtual void setCategoryPopupTitles(const QStringList& titles) = 0;
+    virtual int categoryPopupSelectedIndex() const = 0;
+    virtual void selectCategoryPopupIndex(int index) = 0;
 };
 
 }  // namespace qv

@@ -88,6 +88,26 @@ public:
     void endAttachedSheet() override { ++endedSheets; }
     void shrinkToMinimumSizeAndPin() override { calls << QStringLiteral("shrink"); }
 
+    bool filterPaneVisible = false;
+    int filterPaneChanges = 0;
+    QString filterSentence;
+    int reloads = 0;
+    qsizetype scrolledTo = -1;
+    int nameFieldFocus = 0;
+    QStringList popupTitles;
+    int popupIndex = 0;
+    void showFilterInfoPane(bool visible, const QString& sentence) override {
+        filterPaneChanges += visible != filterPaneVisible;
+        filterPaneVisible = visible;
+        filterSentence = sentence;
+    }
+    void reloadRecords() override { ++reloads; }
+    void scrollRowToVisible(qsizetype row) override { scrolledTo = row; }
+    void focusNameField() override { ++nameFieldFocus; }
+    void setCategoryPopupTitles(const QStringList& titles) override { popupTitles = titles; }
+    int categoryPopupSelectedIndex() const override { return popupIndex; }
+    void selectCategoryPopupIndex(int index) override { popupIndex = index; }
+
 private:
     int answer(const Alert& alert) {
         alerts.push_back(alert);
