@@ -14,7 +14,9 @@
 #include <QCloseEvent>
 #include <QFileInfo>
 #include <QFormLayout>
+#include <QComboBox>
 #include <QHeaderView>
+#include <QPlainTextEdit>
 #include <QSplitter>
 #include <QLabel>
 #include <QLineEdit>
@@ -41,6 +43,12 @@ DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& p
     resize(900, 600);
     doc_->setUi(this);
     doc_->postToMainQueue = [](std::function<void()> step) { MainQueue::post(std::move(step)); };
+    browser_ = std::make_unique<DocumentBrowser>(*doc_);
+    doc_->onTablesInstalled = [this] {
+        browser_->bindTables();
+        browser_->synkCategorySubMenu();
+        reloadRecords();
+    };
     doc_->onEditedChanged = [this](bool edited) {
         setWindowModified(edited);
         if (edited && controller_) controller_->scheduleAutosave(this);
@@ -70,47 +78,49 @@ QAction* DocumentWindow::action(const QString& name) const { return findChild<QA
 void DocumentWindow::buildPages() {
     pages_ = new QStackedWidget(this);
 
-    // Page 0: the record browser.
+    // Page 0: the record browser: the filter strip over the table and the detail pane.
     auto* browser = new QWidget(pages_);
     auto* browserLayout = new QVBoxLayout(browser);
+    browserLayout->setContentsMargins(6, 6, 6, 6);
+    filterStrip_ = new QLabel(browser);
+    filterStrip_->setObjectName(QStringLiteral("filterInfoPane"));
+    filterStrip_->setStyleSheet(QStringLiteral("QLabel { background: palette(alternate-base); padding: 4px 8px; border-radius: 4px; }"));
+    filterStrip_->hide();
+    browserLayout->addWidget(filterStrip_);
     table_ = new QTableView(browser);
     table_->setObjectName(QStringLiteral("myTableView"));
-    model_ = new RecordTableModel(table_);
+    model_ = new RecordTableModel(*browser_, table_);
     table_->setModel(model_);
+    table_->setItemDelegateForColumn(model_->columnOf(QStringLiteral("category")), new CategoryLabelDelegate(table_));
     table_->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
     table_->horizontalHeader()->setStretchLastSection(true);
+    table_->horizontalHeader()->setSectionsMovable(true);
+    table_->horizontalHeader()->setSortIndicatorShown(true);
+    table_->horizontalHeader()->setSectionsClickable(true);
     table_->verticalHeader()->hide();
     table_->setAlternatingRowColors(true);
     table_->setWordWrap(false);
     table_->setShowGrid(false);
     table_->verticalHeader()->setDefaultSectionSize(table_->fontMetrics().height() + 8);
-    table_->horizontalHeader()->setDefaultSectionSize(130);
-    // The detail pane beside the table shows the selected record; secrets as bullets.
-    auto* split = new QSplitter(Qt::Horizontal, browser);
-    split->setObjectName(QStringLiteral("mainSplitView"));
-    split->addWidget(table_);
-    detail_ = new QWidget(split);
-    detail_->setObjectName(QStringLiteral("detailView"));
-    auto* form = new QFormLayout(detail_);
-    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
-    const std::pair<const char*, const QString*> fields[] = {
-        {"Name", &keys::name},       {"Account", &keys::account}, {"User ID", &keys::userID},
-        {"Password", &keys::password}, {"PIN", &keys::pin},      {"Security", &keys::security},
-        {"URL", &keys::url},         {"Email", &keys::email},     {"Note", &keys::note}};
-    for (const auto& [title, key] : fields) {
-        auto* value = new QLabel(detail_);
-        value->setTextInteractionFlags(Qt::TextSelectableByMouse);
-        value->setWordWrap(true);
-        value->setProperty("recordKey", *key);
-        form->addRow(QString::fromLatin1(title) + QLatin1Char(':'), value);
-        detailFields_.push_back(value);
-    }
-    split->addWidget(detail_);
-    split->setStretchFactor(0, 3);
-    split->setStretchFactor(1, 2);
-    browserLayout->addWidget(split);
+    split_ = new QSplitter(Qt::Horizontal, browser);
+    split_->setObjectName(QStringLiteral("mainSplitView"));
+    split_->addWidget(table_);
+    buildDetail(split_);
+    split_->setStretchFactor(0, 3);
+    split_->setStretchFactor(1, 2);
+    split_->setCollapsible(0, false);
+    browserLayout->addWidget(split_);
     pages_->addWidget(browser);
-    connect(table_->selectionModel(), &QItemSelectionModel::currentRowChanged, this, [this] { showSelectedRecord(); });
+    connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] { syncSelectionFromView(); });
+    connect(table_->horizontalHeader(), &QHeaderView::sortIndicatorChanged, this, [this](int section, Qt::SortOrder order) {
+        if (syncing_) return;
+        browser_->tableViewDidClickTableColumn(model_->identifierAt(section), order == Qt::AscendingOrder);
+    });
+    connect(table_->horizontalHeader(), &QHeaderView::sectionResized, this, [this](int section, int, int size) {
+        if (syncing_) return;
+        browser_->tableViewColumnDidResize(model_->identifierAt(section), size);
+    });
 
     // Page 1: locked, only the password field.
     auto* locked = new QWidget(pages_);
@@ -159,6 +169,16 @@ void DocumentWindow::buildPages() {
     toolbar_ = addToolBar(QStringLiteral("Toolbar"));
     toolbar_->setObjectName(QStringLiteral("modernToolbar"));
     toolbar_->setMovable(false);
+    categoryPopup_ = new QComboBox(toolbar_);
+    categoryPopup_->setObjectName(QStringLiteral("myActionPopup"));
+    categoryPopup_->setMinimumWidth(150);
+    categoryPopup_->addItem(QStringLiteral("All Categories"));
+    categoryPopup_->insertSeparator(1);
+    toolbar_->addWidget(categoryPopup_);
+    connect(categoryPopup_, &QComboBox::activated, this, [this](int index) {
+        if (index == 0) browser_->showAllCategory();
+        else browser_->doSelectCatMenu(Sender{0, categoryPopup_->itemText(index), {}, index});
+    });
     auto* spacer = new QWidget(toolbar_);
     spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     toolbar_->addWidget(spacer);
@@ -168,6 +188,59 @@ void DocumentWindow::buildPages() {
     searchField_->setClearButtonEnabled(true);
     searchField_->setMaximumWidth(240);
     toolbar_->addWidget(searchField_);
+    connect(searchField_, &QLineEdit::textChanged, this, [this](const QString& text) {
+        browser_->searchString = text;
+        browser_->setFilterPredicate();
+        browser_->filteringWasPerformed();
+    });
+}
+
+void DocumentWindow::buildDetail(QWidget* parent) {
+    detail_ = new QWidget(parent);
+    detail_->setObjectName(QStringLiteral("detailView"));
+    detail_->setMinimumWidth(260);
+    auto* form = new QFormLayout(detail_);
+    form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    categoryChooser_ = new QComboBox(detail_);
+    categoryChooser_->setObjectName(QStringLiteral("categoryChooser"));
+    form->addRow(QStringLiteral("Category:"), categoryChooser_);
+    connect(categoryChooser_, &QComboBox::activated, this, [this](int index) { browser_->categoryWasSet(index); });
+    const std::pair<const char*, const QString*> fields[] = {
+        {"Name", &keys::name},         {"Account", &keys::account}, {"User ID", &keys::userID},
+        {"Password", &keys::password}, {"PIN", &keys::pin},         {"Security", &keys::security},
+        {"URL", &keys::url},           {"Email", &keys::email}};
+    for (const auto& [title, key] : fields) {
+        auto* edit = new QLineEdit(detail_);
+        edit->setObjectName(*key + QStringLiteral("Field"));
+        const QString k = *key;
+        // Every keystroke marks the document; the value is written when the field is left.
+        connect(edit, &QLineEdit::textEdited, this, [this] { doc_->updateChangeCount(ZKCryptoDoc::kChangeDone); });
+        connect(edit, &QLineEdit::editingFinished, this, [this, k, edit] { commitDetailField(k, edit->text()); });
+        form->addRow(QString::fromLatin1(title) + QLatin1Char(':'), edit);
+        detailEdits_.emplace_back(k, edit);
+    }
+    noteEdit_ = new QPlainTextEdit(detail_);
+    noteEdit_->setObjectName(QStringLiteral("noteField"));
+    noteEdit_->setTabChangesFocus(true);
+    form->addRow(QStringLiteral("Note:"), noteEdit_);
+    connect(noteEdit_, &QPlainTextEdit::textChanged, this, [this] {
+        if (syncing_) return;
+        doc_->updateChangeCount(ZKCryptoDoc::kChangeDone);
+        commitDetailField(keys::note, noteEdit_->toPlainText());
+    });
+}
+
+void DocumentWindow::commitDetailField(const QString& key, const QString& text) {
+    if (syncing_ || !doc_->isEditable) return;
+    const Array selected = browser_->myArrayController().selectedObjects();
+    if (selected.isEmpty()) return;
+    Dictionary record = selected.at(0).toDictionary();
+    if (record.value(key).toString() == text) return;
+    record.set(key, Value(text));
+    browser_->recordEdited(Sender{0, {}, text, -1}, key == keys::email);
+    syncing_ = true;
+    model_->reload();
+    syncing_ = false;
 }
 
 void DocumentWindow::buildMenus() {
@@ -219,32 +292,172 @@ void DocumentWindow::buildMenus() {
         refresh();
     });
     connect(file, &QMenu::aboutToShow, this, &DocumentWindow::updateCommands);
+
+    QMenu* edit = menuBar()->addMenu(QStringLiteral("Edit"));
+    QAction* undo = add(edit, QStringLiteral("undo:"), QStringLiteral("Undo"), QKeySequence::Undo, [this] {
+        browser_->undoManager().undo();
+        refresh();
+    });
+    QAction* redo = add(edit, QStringLiteral("redo:"), QStringLiteral("Redo"), QKeySequence::Redo, [this] {
+        browser_->undoManager().redo();
+        refresh();
+    });
+    connect(edit, &QMenu::aboutToShow, this, [this, undo, redo] {
+        undo->setText(browser_->undoManager().undoMenuItemTitle());
+        undo->setEnabled(browser_->undoManager().canUndo() && doc_->isDecrypted());
+        redo->setText(browser_->undoManager().redoMenuItemTitle());
+        redo->setEnabled(browser_->undoManager().canRedo() && doc_->isDecrypted());
+    });
+    edit->addSeparator();
+    add(edit, QStringLiteral("makeToolbarSearchFieldFirstResponder:"), QStringLiteral("Find"), QKeySequence::Find,
+        [this] { focusSearchField(); });
+
+    QMenu* records = menuBar()->addMenu(QStringLiteral("Record"));
+    add(records, QStringLiteral("addRow:"), QStringLiteral("New Record"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N),
+        [this] { browser_->addRow(); });
+    add(records, QStringLiteral("duplicateRow:"), QStringLiteral("Duplicate Record"), QKeySequence(Qt::CTRL | Qt::Key_D),
+        [this] { browser_->duplicateRow(); });
+    add(records, QStringLiteral("deleteRow:"), QStringLiteral("Delete Record\u2026"), QKeySequence(Qt::CTRL | Qt::Key_Backspace),
+        [this] { browser_->deleteRow(); });
+    records->addSeparator();
+    add(records, QStringLiteral("editContentToggle:"), QStringLiteral("Edit Record"), QKeySequence(Qt::CTRL | Qt::Key_E), [this] {
+        browser_->editContentToggle();
+        showSelectedRecord();
+    })->setCheckable(true);
+    add(records, QStringLiteral("addNewCategory:"), QStringLiteral("New Category"), {}, [this] { browser_->addNewCategory(); });
+    add(records, QStringLiteral("removeCategory:"), QStringLiteral("Remove Selected Category"), {}, [this] { browser_->removeCategory(); });
+    connect(records, &QMenu::aboutToShow, this, &DocumentWindow::updateCommands);
+
+    QMenu* view = menuBar()->addMenu(QStringLiteral("View"));
+    add(view, QStringLiteral("showPasswordsInTable:"), QStringLiteral("Show Secrets in Table"), {}, [this] {
+        browser_->showPasswordsInTable();
+    })->setCheckable(true);
+    add(view, QStringLiteral("switchShowClearPassword:"), QStringLiteral("Show Secrets in Detail Pane"), {}, [this] {
+        browser_->switchShowClearPassword();
+        showSelectedRecord();
+    });
+    add(view, QStringLiteral("toggleCollapseExpandMainView:"), QStringLiteral("Show Detail Pane"), {}, [this] {
+        detail_->setVisible(!detail_->isVisible());
+    });
+    QMenu* columnsMenu = view->addMenu(QStringLiteral("Columns"));
+    const std::pair<const char*, const char*> switches[] = {
+        {"switchColumnVisibilityCategory:", "Category"}, {"switchColumnVisibilityAccount:", "Account"},
+        {"switchColumnVisibilityUserID:", "User ID"},    {"switchColumnVisibilityPassword:", "Password"},
+        {"switchColumnVisibilityPin:", "PIN"},           {"switchColumnVisibilitySecurity:", "Security"},
+        {"switchColumnVisibilityUrl:", "URL"},           {"switchColumnVisibilityEmail:", "Email"},
+        {"switchColumnVisibilityCreatedDate:", "Created"}, {"switchColumnVisibilityModifiedDate:", "Modified"},
+        {"switchColumnVisibilityUsageCount:", "Uses"}};
+    for (const auto& [action, title] : switches) {
+        const QString name = QLatin1String(action);
+        QString id = name.mid(22).chopped(1);  // after "switchColumnVisibility"
+        static const QHash<QString, QString> ids{{QStringLiteral("Url"), QStringLiteral("url")},
+                                                 {QStringLiteral("Category"), QStringLiteral("category")},
+                                                 {QStringLiteral("Account"), QStringLiteral("account")},
+                                                 {QStringLiteral("UserID"), QStringLiteral("userID")},
+                                                 {QStringLiteral("Password"), QStringLiteral("password")},
+                                                 {QStringLiteral("Pin"), QStringLiteral("pin")},
+                                                 {QStringLiteral("Security"), QStringLiteral("security")},
+                                                 {QStringLiteral("Email"), QStringLiteral("email")},
+                                                 {QStringLiteral("CreatedDate"), QStringLiteral("createdDate")},
+                                                 {QStringLiteral("ModifiedDate"), QStringLiteral("modificationDate")},
+                                                 {QStringLiteral("UsageCount"), QStringLiteral("usageCount")}};
+        const QString column = ids.value(id);
+        add(columnsMenu, name, QLatin1String(title), {}, [this, column] {
+            browser_->switchColumnVisibility(column);
+            syncColumns();
+        })->setCheckable(true);
+    }
+    columnsMenu->addSeparator();
+    const std::pair<const char*, const char*> presets[] = {{"setColumnVisibilityCompact:", "Compact"},
+                                                           {"setColumnVisibilityCompactPlusCMA:", "Compact with Dates and Uses"},
+                                                           {"setColumnVisibilityAllMinusCMA:", "All but Dates and Uses"},
+                                                           {"setColumnVisibilityAll:", "All Columns"}};
+    for (const auto& [action, title] : presets) {
+        const QString name = QLatin1String(action);
+        add(columnsMenu, name, QLatin1String(title), {}, [this, name] {
+            browser_->setColumnVisibilityPreset(name);
+            syncColumns();
+        });
+    }
+    columnsMenu->addSeparator();
+    add(columnsMenu, QStringLiteral("defineCustomTableSettingsToCurrent:"), QStringLiteral("Remember This Arrangement"), {},
+        [this] { browser_->defineCustomTableSettingsToCurrent(); });
+    add(columnsMenu, QStringLiteral("setCurrentToCustomTableSettings:"), QStringLiteral("Use Remembered Arrangement"), {}, [this] {
+        browser_->setCurrentToCustomTableSettings();
+        syncColumns();
+    });
+    connect(view, &QMenu::aboutToShow, this, &DocumentWindow::updateCommands);
+    connect(columnsMenu, &QMenu::aboutToShow, this, &DocumentWindow::updateCommands);
 }
 
 void DocumentWindow::updateCommands() {
-    for (const char* name : {"saveDocument:", "saveDocumentAs:", "documentPassword:", "revertDocumentToSaved:"})
-        if (QAction* a = action(QLatin1String(name)))
-            a->setEnabled(doc_->validateUserInterfaceItem(QLatin1String(name)).value_or(true));
+    // The one table that decides: enabling and check marks of every document command.
+    for (QAction* a : findChildren<QAction*>()) {
+        const QString name = a->objectName();
+        if (!name.endsWith(QLatin1Char(':')) || name == QLatin1String("undo:") || name == QLatin1String("redo:")) continue;
+        const auto v = browser_->validateUserInterfaceItem(name);
+        a->setEnabled(v.enabled);
+        if (v.checked) {
+            a->setCheckable(true);
+            a->setChecked(*v.checked);
+        }
+    }
     if (QAction* a = action(QStringLiteral("revertDocumentToSaved:"))) a->setEnabled(a->isEnabled() && !path_.isEmpty());
-    // A document never saved can't be locked.
-    if (QAction* a = action(QStringLiteral("lockDocument:"))) a->setEnabled(doc_->isDecrypted() && !doc_->fileURL.isEmpty());
 }
 
 void DocumentWindow::showSelectedRecord() {
-    const QModelIndex current = table_->currentIndex();
-    const Dictionary record = current.isValid() ? doc_->myArray.value(current.row()).toDictionary() : Dictionary();
-    for (QLabel* field : detailFields_) {
-        const QString key = field->property("recordKey").toString();
-        const QString text = record.value(key).toString();
+    const Array selected = browser_->myArrayController().selectedObjects();
+    const Dictionary record = selected.isEmpty() ? Dictionary() : selected.at(0).toDictionary();
+    syncing_ = true;
+    const bool editable = doc_->isEditable && !selected.isEmpty();
+    for (auto& [key, edit] : detailEdits_) {
         const bool secret = key == keys::password || key == keys::pin;
-        field->setText(secret && !text.isEmpty() ? QString(8, QChar(0x2022)) : text);
+        edit->setText(record.value(key).toString());
+        edit->setEchoMode(secret && !browser_->showClearPassword ? QLineEdit::Password : QLineEdit::Normal);
+        edit->setReadOnly(!editable);
     }
+    noteEdit_->setPlainText(record.value(keys::note).toString());
+    noteEdit_->setReadOnly(!editable);
+    const qsizetype cat = browser_->myCategoryArrayController().content().indexOfIdentical(record.value(keys::categoryPtr));
+    categoryChooser_->setCurrentIndex(int(cat));
+    categoryChooser_->setEnabled(editable);
+    syncing_ = false;
+}
+
+void DocumentWindow::syncSelectionFromView() {
+    if (syncing_) return;
+    std::vector<qsizetype> rows;
+    for (const QModelIndex& i : table_->selectionModel()->selectedRows()) rows.push_back(i.row());
+    browser_->myArrayController().setSelectionIndexes(rows);
+    browser_->tableViewSelectionDidChange(0);
+    showSelectedRecord();
+}
+
+void DocumentWindow::syncColumns() {
+    syncing_ = true;
+    const TableColumns& columns = browser_->columns();
+    for (const auto& c : columns.columns()) {
+        const int section = model_->columnOf(c.identifier);
+        table_->setColumnHidden(section, c.hidden);
+        if (int(c.width) > 0) table_->setColumnWidth(section, int(c.width));
+    }
+    syncing_ = false;
+}
+
+void DocumentWindow::reloadRecords() {
+    syncing_ = true;
+    model_->reload();
+    // The controller's selection is the truth; the view follows it.
+    QItemSelection selection;
+    for (qsizetype row : browser_->myArrayController().selectionIndexes())
+        selection.select(model_->index(int(row), 0), model_->index(int(row), model_->columnCount() - 1));
+    table_->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
+    syncing_ = false;
+    showSelectedRecord();
 }
 
 void DocumentWindow::refresh() {
-    model_->setRecords(doc_->myArray);
-    if (model_->rowCount() > 0 && !table_->currentIndex().isValid()) table_->selectRow(0);
-    showSelectedRecord();
+    reloadRecords();
     pages_->setCurrentIndex(doc_->getEncryptedTabIndex());
     formatLabel_->setText(doc_->convertFormatString);
     releaseLabel_->setText(doc_->docReleaseString.isEmpty()
@@ -306,27 +519,77 @@ void DocumentWindow::focusSearchField() { searchField_->setFocus(); }
 
 void DocumentWindow::setDecryptProgressAnimating(bool animating) { progress_->setVisible(animating); }
 
-// The category menu, column and split-view layout come with the record browser; until then the
-// table keeps its own layout.
 void DocumentWindow::setDetailViewCollapsed(bool collapsed) { detail_->setVisible(!collapsed); }
-void DocumentWindow::synkCategorySubMenu() {}
-void DocumentWindow::applyColumnSize(const Value&) {}
-void DocumentWindow::setColumnVisibilityCompactPlusCMA() {}
-void DocumentWindow::applyColumnVisibility(const Value&) {}
-void DocumentWindow::setSplitViewFrames(const Rect&, const Rect&) {}
-void DocumentWindow::orderByColumn(const QString&, bool) {}
-Value DocumentWindow::columnSizes() const {
-    Array sizes;
-    for (int i = 0; i < model_->columnCount(); ++i) sizes.append(Value::real(table_->columnWidth(i)));
-    return Value(sizes);
+
+void DocumentWindow::synkCategorySubMenu() { browser_->synkCategorySubMenu(); }
+
+void DocumentWindow::applyColumnSize(const Value& sizes) {
+    browser_->columns().applyColumnSize(sizes);
+    syncColumns();
 }
-Value DocumentWindow::columnVisibilities() const {
-    Array visible;
-    for (int i = 0; i < model_->columnCount(); ++i) visible.append(Value::boolean(!table_->isColumnHidden(i)));
-    return Value(visible);
+
+void DocumentWindow::setColumnVisibilityCompactPlusCMA() {
+    browser_->setColumnVisibilityPreset(QStringLiteral("setColumnVisibilityCompactPlusCMA:"));
+    syncColumns();
 }
-Rect DocumentWindow::splitLeftFrame() const { return Rect{}; }
-Rect DocumentWindow::splitRightFrame() const { return Rect{}; }
+
+void DocumentWindow::applyColumnVisibility(const Value& visibilities) {
+    browser_->columns().applyColumnVisibility(visibilities);
+    syncColumns();
+}
+
+void DocumentWindow::setSplitViewFrames(const Rect& left, const Rect& right) {
+    split_->setSizes({int(left.width), int(right.width)});
+}
+
+void DocumentWindow::orderByColumn(const QString& identifier, bool ascending) {
+    browser_->orderByColumnWithidentifier(identifier, ascending);
+    const int section = model_->columnOf(identifier);
+    if (section >= 0) {
+        syncing_ = true;
+        table_->horizontalHeader()->setSortIndicator(section, ascending ? Qt::AscendingOrder : Qt::DescendingOrder);
+        syncing_ = false;
+    }
+}
+
+Value DocumentWindow::columnSizes() const { return browser_->columns().getColumnSize(); }
+Value DocumentWindow::columnVisibilities() const { return browser_->columns().getColumnVisibility(); }
+
+Rect DocumentWindow::splitLeftFrame() const {
+    const QRect g = split_->widget(0)->geometry();
+    return Rect{double(g.x()), double(g.y()), double(g.width()), double(g.height())};
+}
+
+Rect DocumentWindow::splitRightFrame() const {
+    const QRect g = split_->widget(1)->geometry();
+    return Rect{double(g.x()), double(g.y()), double(g.width()), double(g.height())};
+}
+
+void DocumentWindow::showFilterInfoPane(bool visible, const QString& sentence) {
+    filterStrip_->setText(QStringLiteral("Filter:") + sentence);
+    filterStrip_->setVisible(visible);
+}
+
+void DocumentWindow::scrollRowToVisible(qsizetype row) {
+    if (row >= 0) table_->scrollTo(model_->index(int(row), 0));
+}
+
+void DocumentWindow::focusNameField() {
+    for (auto& [key, edit] : detailEdits_)
+        if (key == keys::name) edit->setFocus();
+}
+
+void DocumentWindow::setCategoryPopupTitles(const QStringList& titles) {
+    const int keep = categoryPopup_->currentIndex();
+    while (categoryPopup_->count() > 2) categoryPopup_->removeItem(2);
+    categoryPopup_->addItems(titles);
+    categoryPopup_->setCurrentIndex(keep < categoryPopup_->count() ? keep : 0);
+    categoryChooser_->clear();
+    categoryChooser_->addItems(titles);
+}
+
+int DocumentWindow::categoryPopupSelectedIndex() const { return categoryPopup_->currentIndex(); }
+void DocumentWindow::selectCategoryPopupIndex(int index) { categoryPopup_->setCurrentIndex(index); }
 
 void DocumentWindow::liftMaximumWindowSize() {
     setMinimumSize(kMinimumWidth, kMinimumHeight);

@@ -4,6 +4,7 @@
 // pages of a stack chosen by the document's locked state. It is the document's DocumentUi: the
 // document's logic asks it for sheets, frames and focus.
 
+#include "browsing/DocumentBrowser.h"
 #include "document/MyDocument.h"
 #include "foundation/DocumentUi.h"
 
@@ -13,7 +14,10 @@
 #include <memory>
 #include <vector>
 
+class QComboBox;
 class QLabel;
+class QPlainTextEdit;
+class QSplitter;
 class QLineEdit;
 class QProgressBar;
 class QStackedWidget;
@@ -32,6 +36,7 @@ public:
     ~DocumentWindow() override;
 
     MyDocument& document() { return *doc_; }
+    DocumentBrowser& browser() { return *browser_; }
     QString filePath() const { return path_; }
     void setFilePath(const QString& path);
     void refresh();  // after the document's content or state changed
@@ -70,6 +75,13 @@ public:
     Rect splitRightFrame() const override;
     void endAttachedSheet() override;
     void shrinkToMinimumSizeAndPin() override;
+    void showFilterInfoPane(bool visible, const QString& sentence) override;
+    void reloadRecords() override;
+    void scrollRowToVisible(qsizetype row) override;
+    void focusNameField() override;
+    void setCategoryPopupTitles(const QStringList& titles) override;
+    int categoryPopupSelectedIndex() const override;
+    void selectCategoryPopupIndex(int index) override;
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -78,11 +90,24 @@ protected:
 private:
     void buildMenus();
     void buildPages();
+    void buildDetail(QWidget* parent);
+    void syncColumns();
+    void syncSelectionFromView();
+    void runCommand(const QString& action, const std::function<void()>& command);
     void updateTitle();
     void updateCommands();
     void showSelectedRecord();
+    void commitDetailField(const QString& key, const QString& text);
 
     std::unique_ptr<MyDocument> doc_;
+    std::unique_ptr<DocumentBrowser> browser_;
+    bool syncing_ = false;
+    QComboBox* categoryPopup_ = nullptr;
+    QComboBox* categoryChooser_ = nullptr;
+    QLabel* filterStrip_ = nullptr;
+    QSplitter* split_ = nullptr;
+    std::vector<std::pair<QString, QLineEdit*>> detailEdits_;
+    QPlainTextEdit* noteEdit_ = nullptr;
     QString path_;
     QPointer<DocumentController> controller_;
     bool closingWithoutAsking_ = false;
@@ -99,7 +124,6 @@ private:
     QLineEdit* searchField_ = nullptr;
     QWidget* activeSheet_ = nullptr;
     QWidget* detail_ = nullptr;
-    std::vector<QLabel*> detailFields_;
 };
 
 }  // namespace qv::app

@@ -1,53 +1,99 @@
 #include "RecordTableModel.h"
 
+#include "browsing/DocumentBrowser.h"
+#include "browsing/MyTableDelegate.h"
+#include "browsing/TableColumns.h"
 #include "document/DocumentKeys.h"
+#include "document/RecordModel.h"
+
+#include <QDateTime>
+#include <QFontMetrics>
+#include <QPainter>
+#include <QPainterPath>
 
 namespace qv::app {
 
 namespace {
 
-struct Column {
-    const char* title;
-    QString keyPath;
-    bool secret;
-};
+QString title(const QString& id) {
+    static const QHash<QString, QString> titles{
+        {QStringLiteral("category"), QStringLiteral("Category")}, {QStringLiteral("name"), QStringLiteral("Name")},
+        {QStringLiteral("account"), QStringLiteral("Account")},   {QStringLiteral("userID"), QStringLiteral("User ID")},
+        {QStringLiteral("password"), QStringLiteral("Password")}, {QStringLiteral("pin"), QStringLiteral("PIN")},
+        {QStringLiteral("security"), QStringLiteral("Security")}, {QStringLiteral("url"), QStringLiteral("URL")},
+        {QStringLiteral("email"), QStringLiteral("Email")},       {QStringLiteral("createdDate"), QStringLiteral("Created")},
+        {QStringLiteral("modificationDate"), QStringLiteral("Modified")},
+        {QStringLiteral("usageCount"), QStringLiteral("Uses")}};
+    return titles.value(id, id);
+}
 
-const std::vector<Column>& columns() {
-    static const std::vector<Column> c{
-        {"Category", keys::categoryPtr + QStringLiteral(".") + keys::cat_category, false},
-        {"Name", keys::name, false},
-        {"Account", keys::account, false},
-        {"User ID", keys::userID, false},
-        {"Password", keys::password, true},
-        {"Url", keys::url, false},
-        {"Email", keys::email, false},
-    };
-    return c;
+QColor colorOf(const Value& dict) {
+    const RgbaColor c = ZKColorUtilOSX::NSColorFromDict(dict.toDictionary());
+    return QColor::fromRgbF(float(c.r), float(c.g), float(c.b), float(c.a));
 }
 
 }  // namespace
 
-void RecordTableModel::setRecords(const Array& records) {
+RecordTableModel::RecordTableModel(DocumentBrowser& browser, QObject* parent)
+    : QAbstractTableModel(parent), browser_(browser) {}
+
+void RecordTableModel::reload() {
     beginResetModel();
-    records_ = records;
+    arranged_ = browser_.myArrayController().arrangedObjects();
     endResetModel();
 }
 
-int RecordTableModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : int(records_.count()); }
+QString RecordTableModel::identifierAt(int column) const { return TableColumns::identifiers().value(column); }
+int RecordTableModel::columnOf(const QString& identifier) const { return int(TableColumns::identifiers().indexOf(identifier)); }
 
-int RecordTableModel::columnCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : int(columns().size()); }
+int RecordTableModel::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : int(arranged_.count()); }
+int RecordTableModel::columnCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : int(TableColumns::identifiers().size());
+}
 
 QVariant RecordTableModel::data(const QModelIndex& index, int role) const {
-    if (role != Qt::DisplayRole || !index.isValid()) return {};
-    const Column& c = columns()[size_t(index.column())];
-    const QString text = records_.at(index.row()).toDictionary().valueForKeyPath(c.keyPath).toString();
-    if (c.secret && !text.isEmpty()) return QString(8, QChar(0x2022));
-    return text;
+    if (!index.isValid() || index.row() >= arranged_.count()) return {};
+    const Dictionary record = arranged_.at(index.row()).toDictionary();
+    const QString id = identifierAt(index.column());
+    if (id == QLatin1String("category")) {
+        const Value category = record.value(keys::categoryPtr);
+        if (role == Qt::DisplayRole) return category.toDictionary().value(keys::cat_category).toString();
+        if (role == Qt::BackgroundRole && category.isDictionary()) return colorOf(category.toDictionary().value(keys::cat_backColor));
+        if (role == Qt::ForegroundRole && category.isDictionary()) return colorOf(category.toDictionary().value(keys::cat_textColor));
+        return {};
+    }
+    if (role != Qt::DisplayRole && role != Qt::ToolTipRole) return {};
+    const Value v = record.value(TableColumns::recordKeyFor(id));
+    if (TableColumns::isSecret(id)) return MyTableDelegate::maskedText(v, browser_.myShowPasswordInTable.toBool());
+    if (v.isDate())
+        return QDateTime::fromMSecsSinceEpoch(qint64((v.toDate() + 978307200.0) * 1000)).toString(QStringLiteral("yyyy-MM-dd HH:mm"));
+    return v.toString();
 }
 
 QVariant RecordTableModel::headerData(int section, Qt::Orientation orientation, int role) const {
     if (role != Qt::DisplayRole || orientation != Qt::Horizontal) return {};
-    return QString::fromLatin1(columns()[size_t(section)].title);
+    return title(identifierAt(section));
+}
+
+void CategoryLabelDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
+    QStyledItemDelegate::paint(painter, option, QModelIndex());  // the row's selection background only
+    const auto g = MyTableDelegate::categoryLabel(option.rect.width(), option.rect.height());
+    if (!g.draw) return;
+    const QVariant back = index.data(Qt::BackgroundRole);
+    const QVariant fore = index.data(Qt::ForegroundRole);
+    if (!back.isValid()) return;  // no category: nothing shows
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->translate(option.rect.topLeft() + QPoint(0, 1));
+    QPainterPath path;
+    path.addRoundedRect(QRectF(g.x, g.y, g.w, g.h), g.radius, g.radius);
+    painter->fillPath(path, back.value<QColor>());
+    painter->setPen(fore.value<QColor>());
+    const QFontMetrics metrics(option.font);
+    const QString text = MyTableDelegate::trimStringToFit(index.data(Qt::DisplayRole).toString(), int(g.textW),
+                                                          [&](const QString& s) { return double(metrics.horizontalAdvance(s)); });
+    painter->drawText(QRectF(g.textX, 0, g.textW, g.textH), Qt::AlignVCenter | Qt::AlignLeft, text);
+    painter->restore();
 }
 
 }  // namespace qv::app

@@ -1,26 +1,44 @@
 #pragma once
 
-// The record table as a Qt model over the document's records; secrets show as bullets.
+// The record table as a Qt model over the browser's arranged records: one row per record that
+// passes the filter, in the sort order; twelve columns by identifier; secrets masked unless the
+// document shows them. No per-record widgets, no copies: a reset per rearrangement only.
 
 #include "foundation/Value.h"
 
 #include <QAbstractTableModel>
+#include <QStyledItemDelegate>
+
+namespace qv {
+class DocumentBrowser;
+}
 
 namespace qv::app {
 
 class RecordTableModel : public QAbstractTableModel {
     Q_OBJECT
 public:
-    using QAbstractTableModel::QAbstractTableModel;
+    explicit RecordTableModel(DocumentBrowser& browser, QObject* parent = nullptr);
 
-    void setRecords(const Array& records);
+    void reload();
+    QString identifierAt(int column) const;
+    int columnOf(const QString& identifier) const;
     int rowCount(const QModelIndex& parent = {}) const override;
     int columnCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 private:
-    Array records_;
+    DocumentBrowser& browser_;
+    Array arranged_;
+};
+
+// Draws the category column as a rounded label in the category's colours.
+class CategoryLabelDelegate : public QStyledItemDelegate {
+    Q_OBJECT
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+    void paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const override;
 };
 
 }  // namespace qv::app

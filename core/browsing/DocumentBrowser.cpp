@@ -124,6 +124,18 @@ void DocumentBrowser::showSearchInfoView(bool show) {
 
 void DocumentBrowser::orderByColumnWithidentifier(const QString& identifier, bool ascending) {
     if (identifier.isEmpty()) return;
+    applySort(identifier, ascending);
+    markEdited();
+    reload();
+}
+
+void DocumentBrowser::tableViewDidClickTableColumn(const QString& identifier, bool ascendingNow) {
+    applySort(identifier, ascendingNow);
+    selectedTableColumnWithidentifier(identifier, true);
+    reload();
+}
+
+void DocumentBrowser::applySort(const QString& identifier, bool ascending) {
     const ColumnSort sort = columnSortFor(identifier);
     const ValueComparator compare = sort.usesPreferredComparison
                                         ? makeValueComparator(textComparisonForPreference(tableSortCompare))
@@ -133,8 +145,6 @@ void DocumentBrowser::orderByColumnWithidentifier(const QString& identifier, boo
         const int c = compare(valueAt(a, steps), valueAt(b, steps));
         return ascending ? c : -c;
     });
-    markEdited();
-    reload();
 }
 
 void DocumentBrowser::selectedTableColumnWithidentifier(const QString& identifier, bool ascending) {

@@ -52,6 +52,9 @@ public:
     // ---- Sorting ----
     std::int64_t tableSortCompare = 2;  // the preference, kept current by the window
     void orderByColumnWithidentifier(const QString& identifier, bool ascending);
+    // A click on a column header: the table sorts, the column is remembered (ascending, as the
+    // column's prototype is), and the document is not marked.
+    void tableViewDidClickTableColumn(const QString& identifier, bool ascendingNow);
     void selectedTableColumnWithidentifier(const QString& identifier, bool ascending);
 
     // ---- Editing ----
@@ -111,6 +114,7 @@ private:
     void post(std::function<void()> step);
     DocumentUi* ui() const { return doc_.ui(); }
     void reload();
+    void applySort(const QString& identifier, bool ascending);
 
     MyDocument& doc_;
     UndoManager undo_;

@@ -37,6 +37,7 @@ void MyDocument::prepareNewDocument() {
         myCategoryArray = Array();
         myCategoryArray.append(Value(RecordModel::newCategory(texts::defaultCategoryName, 1)));
     }
+    if (onTablesInstalled) onTablesInstalled();
     if (ui()) ui()->setToolbarVisible(true);
     updateChangeCount(kChangeCleared);
 }
@@ -371,6 +372,7 @@ std::int32_t MyDocument::Decript() {
     }
     myArray = recordArray;
     myCategoryArray = categoryArray;
+    if (onTablesInstalled) onTablesInstalled();
     return 0;
 }
 

@@ -39,6 +39,10 @@ public:
     // The store steps of a new, empty document: its creation date and one category "Generic".
     void prepareNewDocument();
 
+    // Told when the three tables were replaced whole (a decryption, a new document), so that the
+    // list controllers take the new tables as their content.
+    std::function<void()> onTablesInstalled;
+
     // ---- Container (file bytes) ----
     enum class ReadResult { Taken, TooNew, Unreadable };
     // The type arguments are ignored; there is one format.
