@@ -1,11 +1,17 @@
 #include "DocumentVerbs.h"
 
+#include "browsing/DocumentBrowser.h"
+#include "browsing/MyTableDelegate.h"
+#include "browsing/TableColumns.h"
 #include "document/DocumentKeys.h"
 #include "document/DocumentTexts.h"
 #include "document/MyDocument.h"
 #include "foundation/JsonWriter.h"
 
+#include <QDateTime>
 #include <QFile>
+#include <QHash>
+#include <QTimeZone>
 #include <QFileInfo>
 #include <QSaveFile>
 
@@ -27,15 +33,23 @@ struct Parsed {
     QStringList positional;
     bool passwordStdin = false;
     bool newPasswordStdin = false;
+    QStringList flags;              // other flags given
+    QHash<QString, QString> values;  // options with a value
     QString bad;
 };
 
-Parsed parse(const QStringList& args) {
+// `flagNames` and `valueNames` are the options a verb takes besides the password ones.
+Parsed parse(const QStringList& args, const QStringList& flagNames = {}, const QStringList& valueNames = {}) {
     Parsed p;
-    for (const QString& a : args) {
+    for (qsizetype i = 0; i < args.size(); ++i) {
+        const QString& a = args[i];
         if (a == QLatin1String("--password-stdin")) p.passwordStdin = true;
         else if (a == QLatin1String("--new-password-stdin")) p.newPasswordStdin = true;
-        else if (a.startsWith(QLatin1String("--"))) p.bad = a;
+        else if (flagNames.contains(a)) p.flags << a;
+        else if (valueNames.contains(a)) {
+            if (i + 1 >= args.size()) p.bad = a + QStringLiteral(" needs a value");
+            else p.values.insert(a, args[++i]);
+        } else if (a.startsWith(QLatin1String("--"))) p.bad = QStringLiteral("unknown option ") + a;
         else p.positional << a;
     }
     return p;
@@ -138,6 +152,24 @@ bool samePath(const QString& a, const QString& b) {
            (x.exists() && y.exists() && x.canonicalFilePath() == y.canonicalFilePath());
 }
 
+// A record as `dump` prints it: its keys in order, the category as its index in the category
+// table (left out when it has none).
+void writeRecordJson(JsonWriter& w, const Dictionary& record, const Array& categories) {
+    w.beginObject();
+    for (qsizetype i = 0; i < record.count(); ++i) {
+        if (record.keyAt(i) == keys::categoryPtr) {
+            const qsizetype index = categories.indexOfIdentical(record.valueAt(i));
+            if (index < 0) continue;
+            w.key(keys::categoryPtr);
+            w.rawValue(QByteArrayLiteral("{\"$category\": ") + QByteArray::number(index) + '}');
+            continue;
+        }
+        w.key(record.keyAt(i));
+        w.value(record.valueAt(i));
+    }
+    w.endObject();
+}
+
 void writeDocumentJson(JsonWriter& w, const MyDocument& doc) {
     w.beginObject();
     w.key(keys::appversion);
@@ -146,22 +178,7 @@ void writeDocumentJson(JsonWriter& w, const MyDocument& doc) {
     w.value(doc.documentCreationDate);
     w.key(QStringLiteral("records"));
     w.beginArray();
-    for (const Value& r : doc.myArray) {
-        const Dictionary record = r.toDictionary();
-        w.beginObject();
-        for (qsizetype i = 0; i < record.count(); ++i) {
-            if (record.keyAt(i) == keys::categoryPtr) {
-                const qsizetype index = doc.myCategoryArray.indexOfIdentical(record.valueAt(i));
-                if (index < 0) continue;
-                w.key(keys::categoryPtr);
-                w.rawValue(QByteArrayLiteral("{\"$category\": ") + QByteArray::number(index) + '}');
-                continue;
-            }
-            w.key(record.keyAt(i));
-            w.value(record.valueAt(i));
-        }
-        w.endObject();
-    }
+    for (const Value& r : doc.myArray) writeRecordJson(w, r.toDictionary(), doc.myCategoryArray);
     w.endArray();
     w.key(QStringLiteral("categories"));
     w.beginArray();
@@ -185,7 +202,7 @@ void writeDocumentJson(JsonWriter& w, const MyDocument& doc) {
 
 int runInfo(const QStringList& args, const Streams& io) {
     const Parsed p = parse(args);
-    if (!p.bad.isEmpty()) return usage(io, QStringLiteral("unknown option %1").arg(p.bad));
+    if (!p.bad.isEmpty()) return usage(io, p.bad);
     if (p.positional.size() != 1) return usage(io, QStringLiteral("usage: qvane info FILE"));
     MyDocument doc;
     if (int s = load(p.positional.first(), doc, io)) return s;
@@ -208,7 +225,7 @@ int runInfo(const QStringList& args, const Streams& io) {
 
 int runDump(const QStringList& args, const Streams& io) {
     const Parsed p = parse(args);
-    if (!p.bad.isEmpty()) return usage(io, QStringLiteral("unknown option %1").arg(p.bad));
+    if (!p.bad.isEmpty()) return usage(io, p.bad);
     if (p.positional.size() != 1) return usage(io, QStringLiteral("usage: qvane dump FILE [--password-stdin]"));
     MyDocument doc;
     if (int s = open(p.positional.first(), p.passwordStdin, doc, io)) return s;
@@ -221,7 +238,7 @@ int runDump(const QStringList& args, const Streams& io) {
 
 int runConvert(const QStringList& args, const Streams& io) {
     const Parsed p = parse(args);
-    if (!p.bad.isEmpty()) return usage(io, QStringLiteral("unknown option %1").arg(p.bad));
+    if (!p.bad.isEmpty()) return usage(io, p.bad);
     if (p.positional.size() != 2)
         return usage(io, QStringLiteral("usage: qvane convert FILE OUT [--password-stdin] [--new-password-stdin]"));
     const QString& in = p.positional[0];
@@ -244,7 +261,7 @@ int runConvert(const QStringList& args, const Streams& io) {
 
 int runNew(const QStringList& args, const Streams& io) {
     const Parsed p = parse(args);
-    if (!p.bad.isEmpty()) return usage(io, QStringLiteral("unknown option %1").arg(p.bad));
+    if (!p.bad.isEmpty()) return usage(io, p.bad);
     if (p.positional.size() != 1) return usage(io, QStringLiteral("usage: qvane new OUT [--password-stdin]"));
     const auto password = askPassword(p.passwordStdin, "New master password: ", io);
     if (!password) return usage(io, QStringLiteral("no password given"));
@@ -260,6 +277,85 @@ int runNew(const QStringList& args, const Streams& io) {
     doc.plainPassword = *password;
     doc.requiresMandatoryPassword = false;
     return save(doc, p.positional.first(), io);
+}
+
+}  // namespace qv::cli
+
+namespace qv::cli {
+
+int runLs(const QStringList& args, const Streams& io) {
+    const Parsed p = parse(args, {QStringLiteral("--descending"), QStringLiteral("--show-secrets"), QStringLiteral("--json")},
+                           {QStringLiteral("--category"), QStringLiteral("--search"), QStringLiteral("--sort"),
+                            QStringLiteral("--columns")});
+    if (!p.bad.isEmpty()) return usage(io, p.bad);
+    if (p.positional.size() != 1)
+        return usage(io, QStringLiteral("usage: qvane ls FILE [--category NAME] [--search TEXT] [--sort COLUMN] "
+                                        "[--descending] [--columns LIST] [--show-secrets] [--json]"));
+    QStringList columns = p.values.value(QStringLiteral("--columns"),
+                                         QStringLiteral("category,name,account,userID,password,url,email"))
+                              .split(QLatin1Char(','), Qt::SkipEmptyParts);
+    for (const QString& c : columns)
+        if (!TableColumns::identifiers().contains(c))
+            return usage(io, QStringLiteral("unknown column \"%1\"; columns are %2")
+                                 .arg(c, TableColumns::identifiers().join(QStringLiteral(","))));
+    const QString sortColumn = p.values.value(QStringLiteral("--sort"));
+    if (!sortColumn.isEmpty() && !TableColumns::identifiers().contains(sortColumn))
+        return usage(io, QStringLiteral("unknown sort column \"%1\"").arg(sortColumn));
+
+    MyDocument doc;
+    if (int s = open(p.positional.first(), p.passwordStdin, doc, io)) return s;
+    // The window's own filter and sort, without a window.
+    DocumentBrowser browser(doc);
+    browser.categoryString = p.values.value(QStringLiteral("--category"));
+    browser.searchString = p.values.value(QStringLiteral("--search"));
+    browser.setFilterPredicate();
+    if (!sortColumn.isEmpty())
+        browser.orderByColumnWithidentifier(sortColumn, !p.flags.contains(QStringLiteral("--descending")));
+    const Array& arranged = browser.myArrayController().arrangedObjects();
+
+    if (p.flags.contains(QStringLiteral("--json"))) {
+        JsonWriter w;
+        w.beginArray();
+        for (const Value& r : arranged) writeRecordJson(w, r.toDictionary(), doc.myCategoryArray);
+        w.endArray();
+        print(io.out, w.take() + '\n');
+        return kExitOk;
+    }
+    const bool showSecrets = p.flags.contains(QStringLiteral("--show-secrets"));
+    std::vector<QStringList> rows;
+    QStringList header;
+    for (const QString& c : columns) header << c;
+    rows.push_back(header);
+    for (const Value& r : arranged) {
+        const Dictionary record = r.toDictionary();
+        QStringList row;
+        for (const QString& c : columns) {
+            QString text;
+            if (c == QLatin1String("category")) text = record.valueForKeyPath(QStringLiteral("categoryPtr.cat_category")).toString();
+            else if (TableColumns::isSecret(c)) text = MyTableDelegate::maskedText(record.value(c), showSecrets);
+            else {
+                const Value v = record.value(TableColumns::recordKeyFor(c));
+                text = v.isDate() ? QDateTime::fromMSecsSinceEpoch(qint64((v.toDate() + 978307200.0) * 1000), QTimeZone::utc())
+                                        .toString(Qt::ISODate)
+                                  : v.toString();
+            }
+            row << text.replace(QLatin1Char('\n'), QLatin1Char(' '));
+        }
+        rows.push_back(row);
+    }
+    std::vector<qsizetype> widths(size_t(columns.size()), 0);
+    for (const QStringList& row : rows)
+        for (qsizetype i = 0; i < row.size(); ++i) widths[size_t(i)] = std::max(widths[size_t(i)], std::min<qsizetype>(row[i].size(), 40));
+    for (const QStringList& row : rows) {
+        QString line;
+        for (qsizetype i = 0; i < row.size(); ++i) {
+            QString cell = row[i].size() > 40 ? row[i].left(39) + QChar(0x2026) : row[i];
+            line += i + 1 < row.size() ? cell.leftJustified(widths[size_t(i)]) + QStringLiteral("  ") : cell;
+        }
+        print(io.out, line + QLatin1Char('\n'));
+    }
+    print(io.err, QStringLiteral("%1 of %2 records\n").arg(arranged.count()).arg(doc.myArray.count()));
+    return kExitOk;
 }
 
 }  // namespace qv::cli

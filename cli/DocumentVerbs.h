@@ -1,6 +1,6 @@
 #pragma once
 
-// The verbs of `qvane` that open and write documents: info, dump, convert, new.
+// The verbs of `qvane` that open, list and write documents: info, dump, convert, new, ls.
 
 #include "QvaneCommand.h"
 
@@ -10,5 +10,6 @@ int runInfo(const QStringList& args, const Streams& io);
 int runDump(const QStringList& args, const Streams& io);
 int runConvert(const QStringList& args, const Streams& io);
 int runNew(const QStringList& args, const Streams& io);
+int runLs(const QStringList& args, const Streams& io);
 
 }  // namespace qv::cli

@@ -34,6 +34,9 @@ QString usageText() {
         "  convert FILE OUT   Save FILE to OUT in the current format; FILE is never written.\n"
         "                     --new-password-stdin reads a new password after the old one.\n"
         "  new OUT            Make a new empty document with one category, \"Generic\".\n"
+        "  ls FILE            List the records as the window shows them. Options: --category NAME,\n"
+        "                     --search TEXT, --sort COLUMN [--descending], --columns LIST,\n"
+        "                     --show-secrets, --json (records as dump prints them, secrets in clear).\n"
         "\n"
         "The master password is asked on the terminal without echo, or read as one line from\n"
         "standard input with --password-stdin.\n"
@@ -64,6 +67,7 @@ int run(const QStringList& args, const Streams& io) {
     if (first == QLatin1String("dump")) return runDump(args.mid(1), io);
     if (first == QLatin1String("convert")) return runConvert(args.mid(1), io);
     if (first == QLatin1String("new")) return runNew(args.mid(1), io);
+    if (first == QLatin1String("ls")) return runLs(args.mid(1), io);
     print(io.err, QStringLiteral("qvane: unknown command \"%1\"\n\n").arg(first) + usageText());
     return kExitUsage;
 }

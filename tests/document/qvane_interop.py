@@ -107,6 +107,18 @@ def foreign_documents(d):
         check(doc["records"][0]["password"] == "pw\U0001F511" and doc["records"][0]["pin"] == "1234",
               "values come through, characters beyond the BMP included")
         check(list(doc["records"][0].keys())[:3] == ["name", "account", "url"], "key order is kept")
+    # ls goes through the window's own filter and sort.
+    r = qvane("ls", path, "--password-stdin", "--category", "Work", "--json", stdin=password + "\n")
+    check(r.returncode == 0 and [x["name"] for x in json.loads(r.stdout)] == ["Bank"], "ls filters by category")
+    if r.returncode == 0:
+        check(json.loads(r.stdout)[0] == doc["records"][0], "ls --json prints records exactly as dump does")
+    r = qvane("ls", path, "--password-stdin", "--sort", "name", "--descending", "--json", stdin=password + "\n")
+    check([x["name"] for x in json.loads(r.stdout)] == ["Mail", "Lost", "Bank"], "ls sorts by a column")
+    r = qvane("ls", path, "--password-stdin", "--search", "MAIL", "--columns", "name,password", stdin=password + "\n")
+    lines = r.stdout.decode().splitlines()
+    check(len(lines) == 2 and "Mail" in lines[1] and "pw" not in lines[1], "ls searches and masks secrets")
+    check(qvane("ls", path, "--password-stdin", "--columns", "nope", stdin=password + "\n").returncode == 2,
+          "an unknown column is a usage error")
     r = qvane("dump", path, "--password-stdin", stdin="pass\u00e9\u00e8\n")
     check(r.returncode == 0, "the last UTF-8 byte of the password does not count")
     r = qvane("dump", path, "--password-stdin", stdin="wrong password\n")
