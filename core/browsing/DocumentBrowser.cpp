@@ -81,7 +81,8 @@ void DocumentBrowser::setFilterPredicate(const Sender&) {
             *search = RecordSearch(searchString);
             *preparedFor = searchString;
         }
-        return RecordSearch::recordPasses(record.toDictionary(), categoryString, *search);
+        const Dictionary* d = record.dictionaryIfAny();
+        return d && RecordSearch::recordPasses(*d, categoryString, *search);
     });
     reload();
 }
@@ -137,14 +138,14 @@ void DocumentBrowser::tableViewDidClickTableColumn(const QString& identifier, bo
 
 void DocumentBrowser::applySort(const QString& identifier, bool ascending) {
     const ColumnSort sort = columnSortFor(identifier);
-    const ValueComparator compare = sort.usesPreferredComparison
-                                        ? makeValueComparator(textComparisonForPreference(tableSortCompare))
-                                        : ValueComparator(compareValues);
+    const auto key = sort.usesPreferredComparison ? makeSortKey(textComparisonForPreference(tableSortCompare))
+                                                  : std::function<Value(const Value&)>([](const Value& v) { return v; });
     const QStringList steps = sort.keyPath.split(QLatin1Char('.'));
-    records_.setSortComparator([compare, steps, ascending](const Value& a, const Value& b) {
-        const int c = compare(valueAt(a, steps), valueAt(b, steps));
-        return ascending ? c : -c;
-    });
+    records_.setSortKey([key, steps](const Value& record) { return key(valueAt(record, steps)); },
+                        [ascending](const Value& a, const Value& b) {
+                            const int c = compareValues(a, b);
+                            return ascending ? c : -c;
+                        });
 }
 
 void DocumentBrowser::selectedTableColumnWithidentifier(const QString& identifier, bool ascending) {

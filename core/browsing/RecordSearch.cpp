@@ -8,14 +8,35 @@
 
 namespace qv {
 
+namespace {
+bool isAsciiText(const QString& s) {
+    for (const QChar c : s)
+        if (c.unicode() >= 0x80) return false;
+    return true;
+}
+}  // namespace
+
 QString RecordSearch::fold(const QString& s) {
     return s.normalized(QString::NormalizationForm_C).toCaseFolded().normalized(QString::NormalizationForm_C);
 }
 
-RecordSearch::RecordSearch(const QString& searchString) : needle_(fold(searchString)) {}
+RecordSearch::RecordSearch(const QString& searchString) : needle_(fold(searchString)) { needleIsAscii_ = isAsciiText(needle_); }
+
+namespace {
+bool isAscii(const QString& s) {
+    const char16_t* p = reinterpret_cast<const char16_t*>(s.constData());
+    const char16_t* end = p + s.size();
+    for (; p < end; ++p)
+        if (*p >= 0x80) return false;
+    return true;
+}
+}  // namespace
 
 bool RecordSearch::matches(const QString& text) const {
     if (needle_.isEmpty()) return true;
+    // Most fields are plain ASCII: there case folding is simple and no character is composed, so
+    // a case-insensitive search on the text as it stands gives the same answer, much faster.
+    if (needleIsAscii_ && isAscii(text)) return text.contains(needle_, Qt::CaseInsensitive);
     if (text.size() < needle_.size() / 3) return false;  // folding can triple a length, no more
     const QString hay = fold(text);
     qsizetype from = 0;
@@ -34,12 +55,14 @@ bool RecordSearch::matches(const QString& text) const {
 
 bool RecordSearch::recordPasses(const Dictionary& record, const QString& categoryString, const RecordSearch& search) {
     if (!categoryString.isEmpty()) {
-        const Value name = record.valueForKeyPath(keys::categoryPtr + QStringLiteral(".") + keys::cat_category);
+        const Dictionary* category = record.get(keys::categoryPtr).dictionaryIfAny();
+        if (!category) return false;
+        const Value& name = category->get(keys::cat_category);
         if (!name.isString() || name.stringRef() != categoryString) return false;
     }
     if (search.isEmpty()) return true;
     for (const QString* key : {&keys::name, &keys::url, &keys::account, &keys::note, &keys::userID, &keys::email}) {
-        const Value v = record.value(*key);
+        const Value& v = record.get(*key);
         if (v.isString() && search.matches(v.stringRef())) return true;
     }
     return false;
@@ -70,6 +93,7 @@ int sign(int v) { return (v > 0) - (v < 0); }
 int compareWith(const Value& a, const Value& b, const std::function<int(const QString&, const QString&)>& text) {
     if (a.isAbsent() || b.isAbsent()) return int(b.isAbsent()) - int(a.isAbsent());
     if (a.isString() && b.isString()) return sign(text(a.stringRef(), b.stringRef()));
+    if (a.isData() && b.isData()) return sign(a.toData().compare(b.toData()));
     if ((a.isNumber() || a.isDate()) && (b.isNumber() || b.isDate())) {
         const double x = a.isDate() ? a.toDate() : a.toDouble();
         const double y = b.isDate() ? b.toDate() : b.toDouble();
@@ -104,6 +128,25 @@ ValueComparator makeValueComparator(TextComparison comparison) {
                                       reinterpret_cast<const char16_t*>(y.utf16()), int32_t(y.size()), status);
             return r == UCOL_LESS ? -1 : r == UCOL_GREATER ? 1 : 0;
         });
+    };
+}
+
+std::function<Value(const Value&)> makeSortKey(TextComparison comparison) {
+    if (comparison == TextComparison::Compare) return [](const Value& v) { return v; };
+    auto c = collator(comparison == TextComparison::LocalizedCaseInsensitiveCompare);
+    if (!c) return [](const Value& v) { return v; };
+    return [c](const Value& v) -> Value {
+        if (!v.isString()) return v;
+        const QString& s = v.stringRef();
+        const auto* text = reinterpret_cast<const char16_t*>(s.utf16());
+        QByteArray key(qsizetype(s.size()) * 4 + 16, Qt::Uninitialized);
+        int32_t n = c->getSortKey(text, int32_t(s.size()), reinterpret_cast<uint8_t*>(key.data()), int32_t(key.size()));
+        if (n > key.size()) {
+            key.resize(n);
+            n = c->getSortKey(text, int32_t(s.size()), reinterpret_cast<uint8_t*>(key.data()), int32_t(key.size()));
+        }
+        key.truncate(n);
+        return Value::data(key);
     };
 }
 

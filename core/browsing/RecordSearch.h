@@ -31,6 +31,7 @@ public:
 
 private:
     QString needle_;
+    bool needleIsAscii_ = false;
 };
 
 // The sentence of the filter strip: " category = 'X' and search string = 'Y'".
@@ -44,6 +45,9 @@ TextComparison textComparisonForPreference(std::int64_t tableSortCompare);
 // other columns always by plain comparison. Missing values come first.
 using ValueComparator = std::function<int(const Value&, const Value&)>;
 ValueComparator makeValueComparator(TextComparison comparison);
+// The same order as a key per value: text becomes its collation key (data), compared by bytes
+// with compareValues; other values stay as they are.
+std::function<Value(const Value&)> makeSortKey(TextComparison comparison);
 int compareValues(const Value& a, const Value& b);  // plain comparison ("compare:")
 
 // The sort key path and comparator of a column identifier.

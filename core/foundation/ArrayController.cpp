@@ -16,18 +16,34 @@ void ArrayController::setFilterPredicate(Predicate p) {
 
 void ArrayController::setSortComparator(Comparator c) {
     sort_ = std::move(c);
+    sortKey_ = nullptr;
+    rearrangeObjects();
+}
+
+void ArrayController::setSortKey(KeyFunction key, Comparator compareKeys) {
+    sort_ = std::move(compareKeys);
+    sortKey_ = std::move(key);
     rearrangeObjects();
 }
 
 void ArrayController::rearrangeObjects() {
-    std::vector<Value> items;
-    items.reserve(size_t(content_.count()));
-    for (const Value& v : content_)
-        if (!filter_ || filter_(v)) items.push_back(v);
-    if (sort_) std::stable_sort(items.begin(), items.end(), [this](const Value& a, const Value& b) { return sort_(a, b) < 0; });
+    // Positions, not values, are filtered and sorted: no copies until the result is built.
+    std::vector<qsizetype> order;
+    order.reserve(size_t(content_.count()));
+    for (qsizetype i = 0; i < content_.count(); ++i)
+        if (!filter_ || filter_(content_.at(i))) order.push_back(i);
+    if (sort_ && sortKey_) {
+        std::vector<Value> keys(size_t(content_.count()));
+        for (qsizetype i : order) keys[size_t(i)] = sortKey_(content_.at(i));
+        std::stable_sort(order.begin(), order.end(),
+                         [this, &keys](qsizetype a, qsizetype b) { return sort_(keys[size_t(a)], keys[size_t(b)]) < 0; });
+    } else if (sort_) {
+        std::stable_sort(order.begin(), order.end(),
+                         [this](qsizetype a, qsizetype b) { return sort_(content_.at(a), content_.at(b)) < 0; });
+    }
     Array arranged;
-    arranged.reserve(qsizetype(items.size()));
-    for (Value& v : items) arranged.append(v);
+    arranged.reserve(qsizetype(order.size()));
+    for (qsizetype i : order) arranged.append(content_.at(i));
     arranged_ = arranged;
     keepSelectionValid();
 }

@@ -1,6 +1,7 @@
 #include "Value.h"
 
 #include <QHash>
+#include <QSet>
 #include <QLocale>
 
 #include <cmath>
@@ -20,7 +21,12 @@ struct DictionaryStorage {
 
     qsizetype find(const QString& key) const {
         if (index) return index->value(key, -1);
-        for (qsizetype i = 0; i < qsizetype(entries.size()); ++i)
+        const qsizetype n = qsizetype(entries.size());
+        // Keys are mostly the very same shared strings: try identity before comparing text.
+        const QChar* data = key.constData();
+        for (qsizetype i = 0; i < n; ++i)
+            if (entries[size_t(i)].first.constData() == data && entries[size_t(i)].first.size() == key.size()) return i;
+        for (qsizetype i = 0; i < n; ++i)
             if (entries[size_t(i)].first == key) return i;
         return -1;
     }
@@ -49,6 +55,13 @@ const QString kEmptyString;
 
 // ---- Dictionary ----
 
+const QString& internKey(const QString& key) {
+    thread_local QSet<QString> pool;
+    auto it = pool.constFind(key);
+    if (it == pool.cend()) it = pool.insert(key);
+    return *it;
+}
+
 Dictionary::Dictionary() : d_(std::make_shared<detail::DictionaryStorage>()) {}
 
 Dictionary::Dictionary(std::initializer_list<std::pair<QString, Value>> entries) : Dictionary() {
@@ -64,6 +77,12 @@ Value Dictionary::value(const QString& key) const {
 
 bool Dictionary::contains(const QString& key) const { return d_->find(key) >= 0; }
 
+const Value& Dictionary::get(const QString& key) const {
+    static const Value absent;
+    const qsizetype i = d_->find(key);
+    return i < 0 ? absent : d_->entries[size_t(i)].second;
+}
+
 void Dictionary::set(const QString& key, const Value& value) {
     if (value.isAbsent()) {
         remove(key);
@@ -74,7 +93,7 @@ void Dictionary::set(const QString& key, const Value& value) {
         d_->entries[size_t(i)].second = value;
         return;
     }
-    d_->entries.emplace_back(key, value);
+    d_->entries.emplace_back(internKey(key), value);
     if (d_->index)
         d_->index->insert(key, qsizetype(d_->entries.size()) - 1);
     else if (qsizetype(d_->entries.size()) > detail::DictionaryStorage::kIndexThreshold)

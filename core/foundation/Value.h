@@ -36,6 +36,11 @@ struct DictionaryStorage;
 struct ArrayStorage;
 }  // namespace detail
 
+// The one shared copy of a dictionary key on this thread. Dictionaries store their keys through
+// it and the program's key constants are made with it, so that looking a key up is mostly a
+// comparison of pointers, and a hundred thousand records share one "name".
+const QString& internKey(const QString& key);
+
 // A mutable, insertion-ordered dictionary with string keys, held by reference.
 class Dictionary {
 public:
@@ -47,6 +52,8 @@ public:
 
     // Absent when the key is missing.
     Value value(const QString& key) const;
+    // The same without a copy, for hot loops; valid until the dictionary changes.
+    const Value& get(const QString& key) const;
     bool contains(const QString& key) const;
     // An absent value removes the key; a new key goes last, an existing one keeps its place.
     void set(const QString& key, const Value& value);
@@ -185,6 +192,8 @@ public:
     double toDate() const;  // seconds since 2001-01-01; 0 when not a date
     QByteArray toData() const;
     Dictionary toDictionary() const;  // a new empty dictionary when not one
+    // The stored dictionary without a copy of the handle, or null; for hot loops.
+    const Dictionary* dictionaryIfAny() const { return std::get_if<Dictionary>(&v_); }
     Array toArray() const;            // a new empty array when not one
     Rect toRect() const;
 
