@@ -3,6 +3,7 @@
 #include "DocumentController.h"
 #include "PasswordSheet.h"
 #include "RecordTableModel.h"
+#include "TablePrinter.h"
 
 #include "document/DocumentKeys.h"
 #include "document/DocumentTexts.h"
@@ -16,6 +17,8 @@
 #include <QFormLayout>
 #include <QComboBox>
 #include <QHeaderView>
+#include <QPageSetupDialog>
+#include <QPrintDialog>
 #include <QPlainTextEdit>
 #include <QSplitter>
 #include <QLabel>
@@ -283,6 +286,15 @@ void DocumentWindow::buildMenus() {
     add(file, QStringLiteral("revertDocumentToSaved:"), QStringLiteral("Revert to Saved"), {},
         [this] { controller_->revertDocumentToSaved(this); });
     file->addSeparator();
+    add(file, QStringLiteral("runPageLayout:"), QStringLiteral("Page Setup\u2026"), {}, [this] {
+        QPageSetupDialog dialog(&printer_, this);
+        dialog.exec();
+    });
+    add(file, QStringLiteral("printDocument:"), QStringLiteral("Print\u2026"), QKeySequence::Print, [this] {
+        QPrintDialog dialog(&printer_, this);
+        if (dialog.exec() == QDialog::Accepted) printTable(printer_);
+    });
+    file->addSeparator();
     add(file, QStringLiteral("lockDocument:"), QStringLiteral("Lock Document"), QKeySequence(Qt::CTRL | Qt::Key_L), [this] {
         doc_->lockDocument();
         refresh();
@@ -388,6 +400,10 @@ void DocumentWindow::buildMenus() {
     });
     connect(view, &QMenu::aboutToShow, this, &DocumentWindow::updateCommands);
     connect(columnsMenu, &QMenu::aboutToShow, this, &DocumentWindow::updateCommands);
+}
+
+int DocumentWindow::printTable(QPrinter& printer) {
+    return TablePrinter::print(*table_, printer, windowTitle().remove(QStringLiteral("[*]")));
 }
 
 void DocumentWindow::updateCommands() {

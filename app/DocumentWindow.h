@@ -10,6 +10,7 @@
 
 #include <QMainWindow>
 #include <QPointer>
+#include <QPrinter>
 
 #include <memory>
 #include <vector>
@@ -45,6 +46,8 @@ public:
     QLineEdit* passwordToDecryptField() const { return passwordField_; }
     QTableView* recordTable() const { return table_; }
     QAction* action(const QString& name) const;
+    // Prints the table, whole rows per page; returns the page count.
+    int printTable(QPrinter& printer);
 
     // DocumentUi
     void beginSheet(const Alert& alert, std::function<void(int)> done) override;
@@ -101,6 +104,7 @@ private:
 
     std::unique_ptr<MyDocument> doc_;
     std::unique_ptr<DocumentBrowser> browser_;
+    QPrinter printer_;  // the document's page set-up
     bool syncing_ = false;
     QComboBox* categoryPopup_ = nullptr;
     QComboBox* categoryChooser_ = nullptr;

@@ -4,10 +4,14 @@
 #include "PasswordSheet.h"
 
 #include "crypto/CryptoTexts.h"
+#include "document/DocumentKeys.h"
+#include "document/RecordModel.h"
 #include "foundation/KeyedArchive.h"
 
 #include <QApplication>
 #include <QFile>
+#include <QFileInfo>
+#include <QPrinter>
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
@@ -318,4 +322,95 @@ TEST(DocumentWindow, CancellingTheMandatorySheetClosesTheNewDocument) {
     ASSERT_TRUE(waitFor([&] { return controller.documents().empty(); }));
     EXPECT_TRUE(script.done());
     EXPECT_EQ(script.seen.value(0), QStringLiteral("passwordSheet"));
+}
+
+namespace {
+
+// A document of `count` records in two categories, saved under "secret", opened and unlocked.
+DocumentWindow* openWithRecords(DocumentController& controller, const QString& path, int count) {
+    MyDocument doc;
+    doc.prepareNewDocument();
+    Dictionary work = RecordModel::newCategory(QStringLiteral("Work"), 2);
+    doc.myCategoryArray.append(Value(work));
+    for (int i = 0; i < count; ++i) {
+        Dictionary r = RecordModel::newRecord(0);
+        r.set(keys::name, Value(QStringLiteral("Record %1").arg(i, 3, 10, QLatin1Char('0'))));
+        r.set(keys::password, Value(QStringLiteral("pw%1").arg(i)));
+        r.set(keys::categoryPtr, doc.myCategoryArray.at(i % 2));
+        doc.myArray.append(Value(r));
+    }
+    doc.plainPassword = QStringLiteral("secret");
+    EXPECT_TRUE(DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr));
+    DocumentWindow* w = controller.openDocument(path);
+    if (!w) return nullptr;
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    return w;
+}
+
+}  // namespace
+
+TEST(DocumentWindow, AddDuplicateDeleteUndoRedoThroughTheMenus) {
+    QTemporaryDir dir;
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = openWithRecords(controller, dir.filePath(QStringLiteral("edit.qvane")), 3);
+    ASSERT_NE(w, nullptr);
+    ASSERT_FALSE(w->document().isEncrypted());
+    auto trigger = [&](const char* name) {
+        QAction* a = w->action(QLatin1String(name));
+        EXPECT_TRUE(a != nullptr && a->isEnabled()) << name;
+        if (a && a->isEnabled()) a->trigger();
+    };
+    w->recordTable()->selectRow(1);
+    trigger("addRow:");
+    EXPECT_EQ(w->document().myArray.count(), 4);
+    EXPECT_EQ(w->recordTable()->model()->rowCount(), 4);
+    trigger("duplicateRow:");
+    EXPECT_EQ(w->document().myArray.count(), 5);
+
+    ModalScript confirm({clickButton(QStringLiteral("Delete"))});
+    trigger("deleteRow:");
+    EXPECT_TRUE(confirm.done());
+    EXPECT_EQ(w->document().myArray.count(), 4);
+
+    w->browser().undoManager();  // the Edit menu reads its titles from here
+    EXPECT_EQ(w->browser().undoManager().undoMenuItemTitle(), QStringLiteral("Undo Delete Record"));
+    trigger("undo:");
+    EXPECT_EQ(w->document().myArray.count(), 5);
+    trigger("redo:");
+    EXPECT_EQ(w->document().myArray.count(), 4);
+    EXPECT_TRUE(w->isWindowModified());
+
+    // With nothing selected, copying a password and deleting are disabled; the check mark of
+    // "show secrets" follows its flag.
+    w->recordTable()->clearSelection();
+    w->browser().myArrayController().setSelectionIndexes({});
+    w->refresh();
+    EXPECT_FALSE(w->action(QStringLiteral("deleteRow:"))->isEnabled());
+    trigger("showPasswordsInTable:");
+    w->refresh();
+    EXPECT_TRUE(w->action(QStringLiteral("showPasswordsInTable:"))->isChecked());
+    EXPECT_EQ(w->recordTable()->model()->index(0, 4).data().toString().left(2), QStringLiteral("pw"));
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    w->close();
+}
+
+TEST(DocumentWindow, PrintsWholeRowsPerPage) {
+    QTemporaryDir dir;
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = openWithRecords(controller, dir.filePath(QStringLiteral("print.qvane")), 200);
+    ASSERT_NE(w, nullptr);
+    QPrinter printer(QPrinter::HighResolution);
+    printer.setOutputFormat(QPrinter::PdfFormat);
+    const QString pdf = qEnvironmentVariable("QV_PRINT_PDF", dir.filePath(QStringLiteral("table.pdf")));
+    printer.setOutputFileName(pdf);
+    printer.setPageSize(QPageSize(QPageSize::A4));
+    const int pages = w->printTable(printer);
+    EXPECT_GT(pages, 3);  // 200 rows do not fit on a few pages
+    EXPECT_LT(pages, 20);
+    EXPECT_GT(QFileInfo(pdf).size(), 1000);
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    w->close();
 }
