@@ -1,6 +1,7 @@
 #include "DocumentWindow.h"
 
 #include "DocumentController.h"
+#include "BrowserSheets.h"
 #include "PasswordSheet.h"
 #include "RecordTableModel.h"
 #include "TablePrinter.h"
@@ -16,7 +17,9 @@
 #include <QFileInfo>
 #include <QFormLayout>
 #include <QComboBox>
+#include <QHBoxLayout>
 #include <QHeaderView>
+#include <QToolButton>
 #include <QPageSetupDialog>
 #include <QPrintDialog>
 #include <QPlainTextEdit>
@@ -219,7 +222,33 @@ void DocumentWindow::buildDetail(QWidget* parent) {
         // Every keystroke marks the document; the value is written when the field is left.
         connect(edit, &QLineEdit::textEdited, this, [this] { doc_->updateChangeCount(ZKCryptoDoc::kChangeDone); });
         connect(edit, &QLineEdit::editingFinished, this, [this, k, edit] { commitDetailField(k, edit->text()); });
-        form->addRow(QString::fromLatin1(title) + QLatin1Char(':'), edit);
+        if (k == keys::email) {
+            // The document's list of addresses, offered beside the field.
+            auto* row = new QHBoxLayout;
+            row->addWidget(edit);
+            auto* pick = new QToolButton(detail_);
+            pick->setObjectName(QStringLiteral("emailPopup"));
+            pick->setText(QStringLiteral("\u25BE"));
+            pick->setPopupMode(QToolButton::InstantPopup);
+            auto* menu = new QMenu(pick);
+            pick->setMenu(menu);
+            connect(menu, &QMenu::aboutToShow, this, [this, menu] {
+                menu->clear();
+                for (const Value& e : doc_->emailArray) {
+                    const QString address = e.toDictionary().value(keys::email).toString();
+                    menu->addAction(address, this, [this, address] {
+                        browser_->insertEmailFromPopup(Sender{0, address, {}, -1});
+                        showSelectedRecord();
+                        model_->reload();
+                    });
+                }
+                if (menu->isEmpty()) menu->addAction(QStringLiteral("No addresses in the list"))->setEnabled(false);
+            });
+            row->addWidget(pick);
+            form->addRow(QString::fromLatin1(title) + QLatin1Char(':'), row);
+        } else {
+            form->addRow(QString::fromLatin1(title) + QLatin1Char(':'), edit);
+        }
         detailEdits_.emplace_back(k, edit);
     }
     noteEdit_ = new QPlainTextEdit(detail_);
@@ -336,8 +365,26 @@ void DocumentWindow::buildMenus() {
         browser_->editContentToggle();
         showSelectedRecord();
     })->setCheckable(true);
-    add(records, QStringLiteral("addNewCategory:"), QStringLiteral("New Category"), {}, [this] { browser_->addNewCategory(); });
-    add(records, QStringLiteral("removeCategory:"), QStringLiteral("Remove Selected Category"), {}, [this] { browser_->removeCategory(); });
+    records->addSeparator();
+    add(records, QStringLiteral("editCategoriesSheet:"), QStringLiteral("Categories\u2026"), {}, [this] {
+        CategorySheet sheet(*browser_, this);
+        activeSheet_ = &sheet;
+        sheet.exec();
+        activeSheet_ = nullptr;
+        browser_->synkCategorySubMenu();  // names reach the pop-up when the sheet closes
+        refresh();
+    });
+    add(records, QStringLiteral("emailListSheet:"), QStringLiteral("E-mail Addresses\u2026"), {}, [this] {
+        EmailListSheet sheet(*browser_, this);
+        activeSheet_ = &sheet;
+        sheet.exec();
+        activeSheet_ = nullptr;
+        refresh();
+    });
+    add(records, QStringLiteral("phoneListSheet:"), QStringLiteral("Phone Edition\u2026"), {}, [this] {
+        PhoneListSheet sheet(this);
+        sheet.exec();
+    });
     connect(records, &QMenu::aboutToShow, this, &DocumentWindow::updateCommands);
 
     QMenu* view = menuBar()->addMenu(QStringLiteral("View"));

@@ -9,6 +9,8 @@
 #include "foundation/KeyedArchive.h"
 
 #include <QApplication>
+#include <QComboBox>
+#include <QTableWidget>
 #include <QFile>
 #include <QFileInfo>
 #include <QPrinter>
@@ -411,6 +413,34 @@ TEST(DocumentWindow, PrintsWholeRowsPerPage) {
     EXPECT_GT(pages, 3);  // 200 rows do not fit on a few pages
     EXPECT_LT(pages, 20);
     EXPECT_GT(QFileInfo(pdf).size(), 1000);
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    w->close();
+}
+
+TEST(DocumentWindow, CategorySheetRenamesAndThePopupFollowsOnClose) {
+    QTemporaryDir dir;
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = openWithRecords(controller, dir.filePath(QStringLiteral("cats.qvane")), 4);
+    ASSERT_NE(w, nullptr);
+    auto* popup = w->findChild<QComboBox*>(QStringLiteral("myActionPopup"));
+    ASSERT_NE(popup, nullptr);
+    ASSERT_EQ(popup->itemText(3), QStringLiteral("Work"));
+    ModalScript script({[](QWidget* sheet) {
+        auto* table = sheet->findChild<QTableWidget*>(QStringLiteral("myCategoryTableView"));
+        ASSERT_NE(table, nullptr);
+        table->item(1, 0)->setText(QStringLiteral("Office"));
+        QTest::mouseClick(sheet->findChild<QPushButton*>(QStringLiteral("addCategory")), Qt::LeftButton);
+        EXPECT_EQ(table->rowCount(), 3);
+        for (QPushButton* b : sheet->findChildren<QPushButton*>())
+            if (b->text() == QStringLiteral("Done")) QTest::mouseClick(b, Qt::LeftButton);
+    }});
+    w->action(QStringLiteral("editCategoriesSheet:"))->trigger();
+    EXPECT_TRUE(script.done());
+    EXPECT_EQ(popup->itemText(3), QStringLiteral("Office"));
+    EXPECT_EQ(popup->count(), 5);  // all, separator, three categories
+    // Records of the renamed category show the new name at once.
+    EXPECT_EQ(w->recordTable()->model()->index(1, 0).data().toString(), QStringLiteral("Office"));
     w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
     w->close();
 }
