@@ -116,6 +116,12 @@ void DocumentWindow::buildPages() {
     split_->setStretchFactor(0, 3);
     split_->setStretchFactor(1, 2);
     split_->setCollapsible(0, false);
+    split_->setCollapsible(1, true);
+    connect(split_, &QSplitter::splitterMoved, this, [this] {
+        // The pane's state and last width follow every move of the divider.
+        detailViewCollapsed_ = split_->sizes().value(1) == 0;
+        if (!detailViewCollapsed_) bufferedDetailViewLength_ = split_->sizes().value(1);
+    });
     browserLayout->addWidget(split_);
     pages_->addWidget(browser);
     connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] { syncSelectionFromView(); });
@@ -395,9 +401,8 @@ void DocumentWindow::buildMenus() {
         browser_->switchShowClearPassword();
         showSelectedRecord();
     });
-    add(view, QStringLiteral("toggleCollapseExpandMainView:"), QStringLiteral("Show Detail Pane"), {}, [this] {
-        detail_->setVisible(!detail_->isVisible());
-    });
+    add(view, QStringLiteral("toggleCollapseExpandMainView:"), QStringLiteral("Collapse or Expand Detail Pane"),
+        QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_D), [this] { toggleCollapseExpandMainView(); });
     QMenu* columnsMenu = view->addMenu(QStringLiteral("Columns"));
     const std::pair<const char*, const char*> switches[] = {
         {"switchColumnVisibilityCategory:", "Category"}, {"switchColumnVisibilityAccount:", "Account"},
@@ -570,10 +575,12 @@ Rect DocumentWindow::windowFrame() const {
 void DocumentWindow::setWindowFrame(const Rect& f) {
     if (f.width <= 0 || f.height <= 0) return;
     setGeometry(int(f.x), int(f.y), int(f.width), int(f.height));
+    if (pages_->currentIndex() == 0) ensureDetailPaneShown();
 }
 
 void DocumentWindow::selectTabPage(int index) {
     pages_->setCurrentIndex(index);
+    if (index == 0) ensureDetailPaneShown();
     updateCommands();  // the locked state changed with the page
 }
 bool DocumentWindow::isToolbarVisible() const { return toolbar_->isVisible() || (!isVisible() && !toolbar_->isHidden()); }
@@ -582,7 +589,37 @@ void DocumentWindow::focusSearchField() { searchField_->setFocus(); }
 
 void DocumentWindow::setDecryptProgressAnimating(bool animating) { progress_->setVisible(animating); }
 
-void DocumentWindow::setDetailViewCollapsed(bool collapsed) { detail_->setVisible(!collapsed); }
+void DocumentWindow::setDetailViewCollapsed(bool collapsed) {
+    if (collapsed != (split_->sizes().value(1) == 0)) toggleCollapseExpandMainView();
+}
+
+// While the browser page was hidden, the split view may have given the pane nothing; unless the
+// user collapsed it, it comes back at its remembered width.
+void DocumentWindow::ensureDetailPaneShown() {
+    const QList<int> sizes = split_->sizes();
+    if (detailViewCollapsed_ || sizes.value(1) > 0) return;
+    const int total = std::max(sizes.value(0) + sizes.value(1), width() - 12);
+    const int right = std::min(int(bufferedDetailViewLength_), total / 2);
+    split_->setSizes({total - right, right});
+}
+
+void DocumentWindow::toggleCollapseExpandMainView() {
+    const ZKVSplitViewDelegate& d = browser_->splitView();
+    const QList<int> sizes = split_->sizes();
+    const double total = sizes.value(0) + sizes.value(1);
+    const double t = split_->handleWidth();
+    if (sizes.value(1) == 0) {
+        // Expanding gives the pane its old width plus half of what the window grew meanwhile.
+        const double right = d.expandRightViewToVal(bufferedDetailViewLength_, total + t, t, bufferedSplitWidth_);
+        split_->setSizes({int(total - right), int(right)});
+        detailViewCollapsed_ = false;
+    } else {
+        bufferedDetailViewLength_ = sizes.value(1);
+        split_->setSizes({int(total), 0});
+        detailViewCollapsed_ = true;
+    }
+    bufferedSplitWidth_ = total + t;
+}
 
 void DocumentWindow::synkCategorySubMenu() { browser_->synkCategorySubMenu(); }
 

@@ -46,6 +46,10 @@ public:
     QLineEdit* passwordToDecryptField() const { return passwordField_; }
     QTableView* recordTable() const { return table_; }
     QAction* action(const QString& name) const;
+    // Collapses the detail pane, or brings it back at its remembered width.
+    void toggleCollapseExpandMainView();
+    bool isDetailViewCollapsed() const { return detailViewCollapsed_; }
+    void ensureDetailPaneShown();
     // Prints the table, whole rows per page; returns the page count.
     int printTable(QPrinter& printer);
 
@@ -105,6 +109,9 @@ private:
     std::unique_ptr<MyDocument> doc_;
     std::unique_ptr<DocumentBrowser> browser_;
     QPrinter printer_;  // the document's page set-up
+    bool detailViewCollapsed_ = false;
+    double bufferedDetailViewLength_ = 300;
+    double bufferedSplitWidth_ = 0;
     bool syncing_ = false;
     QComboBox* categoryPopup_ = nullptr;
     QComboBox* categoryChooser_ = nullptr;

@@ -10,6 +10,7 @@
 
 #include <QApplication>
 #include <QComboBox>
+#include <QSplitter>
 #include <QTableWidget>
 #include <QFile>
 #include <QFileInfo>
@@ -441,6 +442,40 @@ TEST(DocumentWindow, CategorySheetRenamesAndThePopupFollowsOnClose) {
     EXPECT_EQ(popup->count(), 5);  // all, separator, three categories
     // Records of the renamed category show the new name at once.
     EXPECT_EQ(w->recordTable()->model()->index(1, 0).data().toString(), QStringLiteral("Office"));
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    w->close();
+}
+
+TEST(DocumentWindow, EditingInTheDetailPaneAndCollapsingIt) {
+    QTemporaryDir dir;
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = openWithRecords(controller, dir.filePath(QStringLiteral("detail.qvane")), 3);
+    ASSERT_NE(w, nullptr);
+    w->show();
+    w->recordTable()->selectRow(2);
+    auto* name = w->findChild<QLineEdit*>(QStringLiteral("nameField"));
+    ASSERT_NE(name, nullptr);
+    EXPECT_TRUE(name->isReadOnly());  // not in edit mode yet
+    w->action(QStringLiteral("editContentToggle:"))->trigger();
+    EXPECT_FALSE(name->isReadOnly());
+    name->selectAll();
+    QTest::keyClicks(name, QStringLiteral("Renamed"));
+    EXPECT_TRUE(w->isWindowModified());  // every keystroke marks the document
+    Q_EMIT name->editingFinished();
+    const Dictionary record = w->document().myArray.at(2).toDictionary();
+    EXPECT_EQ(record.value(keys::name).toString(), QStringLiteral("Renamed"));
+    const double before = record.value(keys::modificationDate).toDate();
+    ASSERT_TRUE(waitFor([&] { return record.value(keys::modificationDate).toDate() != before; }));  // deferred
+
+    w->resize(1000, 600);
+    QTest::qWait(20);
+    EXPECT_GT(w->findChild<QSplitter*>(QStringLiteral("mainSplitView"))->sizes().value(1), 0);
+    w->toggleCollapseExpandMainView();
+    EXPECT_TRUE(w->isDetailViewCollapsed());
+    w->toggleCollapseExpandMainView();
+    EXPECT_FALSE(w->isDetailViewCollapsed());
+    EXPECT_GE(w->findChild<QSplitter*>(QStringLiteral("mainSplitView"))->sizes().value(1), 200);
     w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
     w->close();
 }
