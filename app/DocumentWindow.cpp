@@ -2,6 +2,7 @@
 
 #include "DocumentController.h"
 #include "BrowserSheets.h"
+#include "CategoryView.h"
 #include "PasswordSheet.h"
 #include "RecordTableModel.h"
 #include "TablePrinter.h"
@@ -103,6 +104,7 @@ void DocumentWindow::buildPages() {
     table_->horizontalHeader()->setStretchLastSection(true);
     table_->horizontalHeader()->setSectionsMovable(true);
     table_->horizontalHeader()->setSortIndicatorShown(true);
+    table_->horizontalHeader()->setSortIndicator(-1, Qt::AscendingOrder);  // no order until one is chosen
     table_->horizontalHeader()->setSectionsClickable(true);
     table_->verticalHeader()->hide();
     table_->setAlternatingRowColors(true);
@@ -213,6 +215,8 @@ void DocumentWindow::buildDetail(QWidget* parent) {
     detail_->setMinimumWidth(260);
     auto* form = new QFormLayout(detail_);
     form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
+    categoryView_ = new CategoryView(detail_);
+    form->addRow(categoryView_);
     categoryChooser_ = new QComboBox(detail_);
     categoryChooser_->setObjectName(QStringLiteral("categoryChooser"));
     form->addRow(QStringLiteral("Category:"), categoryChooser_);
@@ -488,6 +492,7 @@ void DocumentWindow::showSelectedRecord() {
     noteEdit_->setReadOnly(!editable);
     const qsizetype cat = browser_->myCategoryArrayController().content().indexOfIdentical(record.value(keys::categoryPtr));
     categoryChooser_->setCurrentIndex(int(cat));
+    categoryView_->setCategory(record.value(keys::categoryPtr));
     categoryChooser_->setEnabled(editable);
     syncing_ = false;
 }

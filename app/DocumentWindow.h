@@ -27,6 +27,7 @@ class QToolBar;
 
 namespace qv::app {
 
+class CategoryView;
 class DocumentController;
 class RecordTableModel;
 
@@ -115,6 +116,7 @@ private:
     bool syncing_ = false;
     QComboBox* categoryPopup_ = nullptr;
     QComboBox* categoryChooser_ = nullptr;
+    CategoryView* categoryView_ = nullptr;
     QLabel* filterStrip_ = nullptr;
     QSplitter* split_ = nullptr;
     std::vector<std::pair<QString, QLineEdit*>> detailEdits_;

@@ -1,0 +1,59 @@
+#include "CategoryView.h"
+
+#include "browsing/MyTableDelegate.h"
+#include "document/DocumentKeys.h"
+#include "document/RecordModel.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QPainter>
+
+namespace qv::app {
+
+namespace {
+QColor colorOf(const Value& dict) {
+    const RgbaColor c = ZKColorUtilOSX::NSColorFromDict(dict.toDictionary());
+    return QColor::fromRgbF(float(c.r), float(c.g), float(c.b), float(c.a));
+}
+}  // namespace
+
+CategoryView::CategoryView(QWidget* parent) : QWidget(parent) {
+    setObjectName(QStringLiteral("categoryView"));
+    setMinimumHeight(22);
+    setToolTip(QStringLiteral("Click to copy the category's name"));
+}
+
+void CategoryView::setCategory(const Value& category) {
+    category_ = category;
+    update();
+}
+
+void CategoryView::paintEvent(QPaintEvent*) {
+    if (!category_.isDictionary()) return;  // no selection or no category: blank
+    const Dictionary c = category_.toDictionary();
+    const int w = width(), h = height() - 2;
+    const auto g = MyTableDelegate::categoryPill(w, h);
+    QPainter p(this);
+    p.setRenderHint(QPainter::Antialiasing);
+    const QColor back = colorOf(c.value(keys::cat_backColor));
+    p.setPen(Qt::NoPen);
+    p.setBrush(back);
+    p.drawRect(QRectF(g.barX, 0, g.barW, h));
+    p.drawEllipse(QRectF(g.leftCircleX, 0, g.diameter, g.diameter));
+    p.drawEllipse(QRectF(g.rightCircleX, 0, g.diameter, g.diameter));
+    QFont f = font();
+    f.setPointSize(13 * 3 / 4 + 1);
+    p.setFont(f);
+    p.setPen(colorOf(c.value(keys::cat_textColor)));
+    const QFontMetrics m(f);
+    const QString text = MyTableDelegate::trimStringToFit(c.value(keys::cat_category).toString(), int(g.textW),
+                                                          [&](const QString& s) { return double(m.horizontalAdvance(s)); });
+    p.drawText(QRectF(g.textX, 0, g.textW, h), Qt::AlignVCenter | Qt::AlignLeft, text);
+}
+
+void CategoryView::mousePressEvent(QMouseEvent*) {
+    // The working copy path of the category's name; it does not count a use.
+    QGuiApplication::clipboard()->setText(category_.toDictionary().value(keys::cat_category).toString());
+}
+
+}  // namespace qv::app

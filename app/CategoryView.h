@@ -1,0 +1,27 @@
+#pragma once
+
+// The selected record's category as a coloured label in the detail pane. A click copies the
+// category's name to the clipboard.
+
+#include "foundation/Value.h"
+
+#include <QWidget>
+
+namespace qv::app {
+
+class CategoryView : public QWidget {
+    Q_OBJECT
+public:
+    explicit CategoryView(QWidget* parent = nullptr);
+    void setCategory(const Value& category);
+    QSize sizeHint() const override { return {220, 22}; }
+
+protected:
+    void paintEvent(QPaintEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+
+private:
+    Value category_;
+};
+
+}  // namespace qv::app
