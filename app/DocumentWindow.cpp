@@ -9,7 +9,6 @@
 
 #include "document/DocumentKeys.h"
 #include "document/DocumentTexts.h"
-#include "foundation/MainQueue.h"
 #include "shell/MyAppDelegate.h"
 
 #include <QAction>
@@ -49,7 +48,11 @@ DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& p
     setMinimumSize(kMinimumWidth, kMinimumHeight);
     resize(900, 600);
     doc_->setUi(this);
-    doc_->postToMainQueue = [](std::function<void()> step) { MainQueue::post(std::move(step)); };
+    // Queued on the window, so that a step still waiting when the window closes is dropped with
+    // it instead of running on a document that is gone.
+    doc_->postToMainQueue = [this](std::function<void()> step) {
+        QMetaObject::invokeMethod(this, std::move(step), Qt::QueuedConnection);
+    };
     browser_ = std::make_unique<DocumentBrowser>(*doc_);
     doc_->onTablesInstalled = [this] {
         browser_->bindTables();

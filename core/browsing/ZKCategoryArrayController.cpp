@@ -87,3 +87,20 @@ Value ZKColoredCategoryArrayController::newObject() {
 }
 
 }  // namespace qv
+
+namespace qv {
+
+void ZKColoredCategoryArrayController::adjustFromAncientRelease(Array& categories) {
+    if (categories.isEmpty()) categories.append(newObject());
+    const Dictionary fresh = RecordModel::newCategory(QString(), 0);
+    std::int64_t number = 1;
+    for (const Value& v : categories) {
+        Dictionary c = v.toDictionary();
+        if (!c.contains(keys::cat_backColor)) c.set(keys::cat_backColor, fresh.value(keys::cat_backColor).deepCopy());
+        if (!c.contains(keys::cat_textColor)) c.set(keys::cat_textColor, fresh.value(keys::cat_textColor).deepCopy());
+        c.set(keys::cat_uniqueID, Value::integer(number++));
+        if (!c.contains(keys::cat_howManyUsingThis)) c.set(keys::cat_howManyUsingThis, Value::integer(0));
+    }
+}
+
+}  // namespace qv

@@ -32,6 +32,9 @@ class ZKColoredCategoryArrayController : public ZKCategoryArrayController {
 public:
     // "Generic" (or the first free "Generic N"), grey on white text, the next free id.
     Value newObject() override;
+    // Brings categories of the first releases up to date: at least one category, ids numbered
+    // from 1 in order, missing colours and counts filled in. No flow calls it today.
+    void adjustFromAncientRelease(Array& categories);
 };
 
 }  // namespace qv

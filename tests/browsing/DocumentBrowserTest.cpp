@@ -138,8 +138,12 @@ TEST(Sorting, RememberedColumnAndThePreference) {
     EXPECT_TRUE(o.doc.isDocumentEdited());
     o.browser->orderByColumnWithidentifier(QStringLiteral("category"), true);
     EXPECT_EQ(o.arrangedNames().first(), QStringLiteral("Savings"));  // Bank first, stable
-    o.browser->selectedTableColumnWithidentifier(QStringLiteral("url"), true);
+    // A header click sorts as shown but remembers the column ascending, and marks nothing.
+    o.doc.updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    o.browser->tableViewDidClickTableColumn(QStringLiteral("url"), false);
     EXPECT_EQ(o.doc.latestOrderedColumn.toString(), QStringLiteral("url"));
+    EXPECT_TRUE(o.doc.latestOrderedColumnAscending);
+    EXPECT_FALSE(o.doc.isDocumentEdited());
 }
 
 TEST(Categories, RemovedCategoryKeepsItsRecordsAndMenuFollows) {

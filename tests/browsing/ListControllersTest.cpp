@@ -114,3 +114,17 @@ TEST(CategoryLookups, IdsNamesAndTitles) {
         [](const Value& c) { return c.toDictionary().value(keys::cat_category).toString() != QStringLiteral("Generic"); });
     EXPECT_EQ(l.categoryController.unusedCategoryNameWithPostfix(QStringLiteral("Generic")), QStringLiteral("Generic"));
 }
+
+TEST(CategoryLookups, AncientCategoriesAreBroughtUpToDate) {
+    ZKColoredCategoryArrayController controller;
+    Array old{Value(Dictionary{{keys::cat_category, Value("A")}, {keys::cat_uniqueID, Value::integer(9)}}),
+              Value(Dictionary{{keys::cat_category, Value("B")}, {keys::cat_howManyUsingThis, Value::integer(4)}})};
+    controller.adjustFromAncientRelease(old);
+    EXPECT_EQ(old.at(0).toDictionary().value(keys::cat_uniqueID).toInt64(), 1);
+    EXPECT_EQ(old.at(1).toDictionary().value(keys::cat_uniqueID).toInt64(), 2);
+    EXPECT_EQ(old.at(1).toDictionary().value(keys::cat_howManyUsingThis).toInt64(), 4);
+    EXPECT_DOUBLE_EQ(old.at(0).toDictionary().valueForKeyPath(QStringLiteral("cat_backColor.r")).toDouble(), 0.75);
+    Array none;
+    controller.adjustFromAncientRelease(none);
+    EXPECT_EQ(none.count(), 1);
+}
