@@ -19,6 +19,7 @@
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QTimer>
 #include <QToolButton>
 #include <QPageSetupDialog>
 #include <QPrintDialog>
@@ -694,6 +695,34 @@ void DocumentWindow::setCategoryPopupTitles(const QStringList& titles) {
     categoryPopup_->setCurrentIndex(keep < categoryPopup_->count() ? keep : 0);
     categoryChooser_->clear();
     categoryChooser_->addItems(titles);
+}
+
+void DocumentWindow::openHud(const QString& text, double seconds) {
+    if (!hud_) {
+        // A small floating notice, centred on the window, that never takes the focus.
+        hud_ = new QWidget(this, Qt::ToolTip | Qt::FramelessWindowHint);
+        hud_->setObjectName(QStringLiteral("hud"));
+        hud_->setAttribute(Qt::WA_ShowWithoutActivating);
+        hud_->setStyleSheet(QStringLiteral("QWidget#hud { background: rgba(30, 30, 30, 215); border-radius: 10px; }"
+                                           "QLabel { color: white; font-size: 15pt; padding: 14px 26px; }"));
+        auto* l = new QVBoxLayout(hud_);
+        l->setContentsMargins(0, 0, 0, 0);
+        hudLabel_ = new QLabel(hud_);
+        l->addWidget(hudLabel_);
+    }
+    hudLabel_->setText(text);
+    hud_->adjustSize();
+    const QRect g = frameGeometry();
+    hud_->move(g.center() - QPoint(hud_->width() / 2, hud_->height() / 2));
+    hud_->show();
+    hud_->raise();
+    QTimer::singleShot(int(seconds * 1000), hud_, [hud = hud_] { hud->hide(); });
+}
+
+QString DocumentWindow::secureFieldText(const QString& key) const {
+    for (const auto& [k, edit] : detailEdits_)
+        if (k == key) return edit->text();
+    return QString();
 }
 
 int DocumentWindow::categoryPopupSelectedIndex() const { return categoryPopup_->currentIndex(); }

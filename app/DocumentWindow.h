@@ -90,6 +90,9 @@ public:
     void setCategoryPopupTitles(const QStringList& titles) override;
     int categoryPopupSelectedIndex() const override;
     void selectCategoryPopupIndex(int index) override;
+    void openHud(const QString& text, double seconds) override;
+    QString secureFieldText(const QString& key) const override;
+    QWidget* hud() const { return hud_; }
 
 protected:
     void closeEvent(QCloseEvent* event) override;
@@ -137,6 +140,8 @@ private:
     QLineEdit* searchField_ = nullptr;
     QWidget* activeSheet_ = nullptr;
     QWidget* detail_ = nullptr;
+    QWidget* hud_ = nullptr;
+    QLabel* hudLabel_ = nullptr;
 };
 
 }  // namespace qv::app

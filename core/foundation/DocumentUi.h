@@ -72,6 +72,12 @@ public:
     virtual void setCategoryPopupTitles(const QStringList& titles) = 0;
     virtual int categoryPopupSelectedIndex() const = 0;
     virtual void selectCategoryPopupIndex(int index) = 0;
+
+    // The floating notice "… copied", shown centred for `seconds`. Each call brings its own
+    // timer; an earlier one still running may hide a later notice early.
+    virtual void openHud(const QString& text, double seconds) = 0;
+    // The hidden forms of password, PIN and security: what the secure fields hold now.
+    virtual QString secureFieldText(const QString& key) const = 0;
 };
 
 }  // namespace qv

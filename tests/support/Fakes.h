@@ -108,6 +108,11 @@ public:
     int categoryPopupSelectedIndex() const override { return popupIndex; }
     void selectCategoryPopupIndex(int index) override { popupIndex = index; }
 
+    std::vector<std::pair<QString, double>> notices;
+    QHash<QString, QString> secureFields;
+    void openHud(const QString& text, double seconds) override { notices.emplace_back(text, seconds); }
+    QString secureFieldText(const QString& key) const override { return secureFields.value(key); }
+
 private:
     int answer(const Alert& alert) {
         alerts.push_back(alert);
