@@ -7,6 +7,9 @@
 #include "document/DocumentTexts.h"
 #include "document/MyDocument.h"
 #include "foundation/JsonWriter.h"
+#include "foundation/UserDefaults.h"
+#include "passwordtools/ZKPasswordMaker.h"
+#include "shell/MyAppDelegate.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -14,6 +17,7 @@
 #include <QTimeZone>
 #include <QFileInfo>
 #include <QSaveFile>
+#include <QSettings>
 
 #include <termios.h>
 #include <unistd.h>
@@ -355,6 +359,50 @@ int runLs(const QStringList& args, const Streams& io) {
         print(io.out, line + QLatin1Char('\n'));
     }
     print(io.err, QStringLiteral("%1 of %2 records\n").arg(arranged.count()).arg(doc.myArray.count()));
+    return kExitOk;
+}
+
+}  // namespace qv::cli
+
+namespace qv::cli {
+
+int runGenerate(const QStringList& args, const Streams& io) {
+    const Parsed p = parse(args, {}, {QStringLiteral("--type"), QStringLiteral("--length"), QStringLiteral("--count")});
+    if (!p.bad.isEmpty()) return usage(io, p.bad);
+    if (!p.positional.isEmpty()) return usage(io, QStringLiteral("usage: qvane generate [--type TAG] [--length N] [--count K]"));
+    bool ok = true;
+    auto number = [&](const QString& option, int fallback) {
+        if (!p.values.contains(option)) return fallback;
+        bool good = false;
+        const int v = p.values.value(option).toInt(&good);
+        ok = ok && good;
+        return v;
+    };
+    const int tag = number(QStringLiteral("--type"), 40);
+    const int requested = number(QStringLiteral("--length"), 12);
+    const int count = number(QStringLiteral("--count"), 1);
+    if (!ok || count < 1 || count > 10000) return usage(io, QStringLiteral("--type, --length and --count take whole numbers; --count 1 to 10000"));
+    const int length = ZKPasswordMaker::clampLength(requested);
+    if (length != requested) print(io.err, QStringLiteral("qvane: length %1 is out of 5 to 42; using %2\n").arg(requested).arg(length));
+
+    // The user's own preferences decide which characters to avoid, as in the window.
+    SettingsUserDefaults defaults(std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope,
+                                                              QStringLiteral("Quorvane"), QStringLiteral("Quorvane")));
+    MyAppDelegate::initialize(defaults);
+    const bool filter = defaults.boolForKey(prefs::enableDisambiguator);
+    const QString avoid = defaults.stringForKey(prefs::noCharStringDisambiguator);
+    PasswordQuality quality;
+    quality.SetQualityValue(ZKPasswordMaker::calcStarNumberFromTypeTag(tag, length));
+    const QString stars = QString(quality.qualityValue, QChar(0x2605)) + QString(10 - quality.qualityValue, QChar(0x2606));
+    for (int i = 0; i < count; ++i) {
+        const auto password = ZKPasswordMaker::sharedPasswordMaker().generatePasswordType(tag, length, filter, avoid);
+        if (!password) {
+            print(io.err, QStringLiteral("qvane: the characters to avoid (\"%1\") leave nothing to make a password of "
+                                         "type %2 from\n").arg(avoid).arg(tag));
+            return kExitUsage;
+        }
+        print(io.out, QStringLiteral("%1\t%2 %3\n").arg(*password, stars, quality.text()));
+    }
     return kExitOk;
 }
 

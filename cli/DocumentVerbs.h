@@ -11,5 +11,6 @@ int runDump(const QStringList& args, const Streams& io);
 int runConvert(const QStringList& args, const Streams& io);
 int runNew(const QStringList& args, const Streams& io);
 int runLs(const QStringList& args, const Streams& io);
+int runGenerate(const QStringList& args, const Streams& io);
 
 }  // namespace qv::cli

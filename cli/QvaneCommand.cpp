@@ -37,6 +37,9 @@ QString usageText() {
         "  ls FILE            List the records as the window shows them. Options: --category NAME,\n"
         "                     --search TEXT, --sort COLUMN [--descending], --columns LIST,\n"
         "                     --show-secrets, --json (records as dump prints them, secrets in clear).\n"
+        "  generate           Make passwords: --type TAG (10, 11, 20, 21, 22, 30, 40, 41, 42, 52,\n"
+        "                     60, 61; default 40), --length N (5 to 42, default 12), --count K.\n"
+        "                     Honours the characters to avoid set in the preferences.\n"
         "\n"
         "The master password is asked on the terminal without echo, or read as one line from\n"
         "standard input with --password-stdin.\n"
@@ -68,6 +71,7 @@ int run(const QStringList& args, const Streams& io) {
     if (first == QLatin1String("convert")) return runConvert(args.mid(1), io);
     if (first == QLatin1String("new")) return runNew(args.mid(1), io);
     if (first == QLatin1String("ls")) return runLs(args.mid(1), io);
+    if (first == QLatin1String("generate")) return runGenerate(args.mid(1), io);
     print(io.err, QStringLiteral("qvane: unknown command \"%1\"\n\n").arg(first) + usageText());
     return kExitUsage;
 }

@@ -50,3 +50,19 @@ TEST(QvaneCommand, UsageErrorsExitWithTwo) {
     EXPECT_NE(bad.err.find("unknown command \"frobnicate\""), std::string::npos);
     EXPECT_TRUE(bad.out.empty());
 }
+
+TEST(QvaneCommand, GenerateHonoursTypeLengthCountAndAvoidedCharacters) {
+    const Captured c = runCaptured({QStringLiteral("generate"), QStringLiteral("--type"), QStringLiteral("30"),
+                                    QStringLiteral("--length"), QStringLiteral("9"), QStringLiteral("--count"),
+                                    QStringLiteral("40")});
+    ASSERT_EQ(c.status, kExitOk) << c.err;
+    const QStringList lines = QString::fromStdString(c.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+    ASSERT_EQ(lines.size(), 40);
+    for (const QString& line : lines) {
+        const QString password = line.section(QLatin1Char('\t'), 0, 0);
+        EXPECT_EQ(password.size(), 9);
+        for (QChar ch : password) EXPECT_TRUE(ch.isDigit());
+        EXPECT_TRUE(line.endsWith(QStringLiteral(" 1/10")));  // ln(10^9)/10 = 2, one star less
+    }
+    EXPECT_EQ(runCaptured({QStringLiteral("generate"), QStringLiteral("--count"), QStringLiteral("x")}).status, kExitUsage);
+}
