@@ -4,6 +4,11 @@
 // automatic lock that follows the application into the background and back.
 
 #include "DocumentController.h"
+#include "PasswordMakerWindow.h"
+#include "PlatformServices.h"
+
+#include "passwordtools/PushAndPull.h"
+#include "shell/ZKUrlResolutor.h"
 
 #include "crypto/AutomaticLockTimer.h"
 #include "foundation/MainQueue.h"
@@ -26,6 +31,9 @@ public:
     MyAppDelegate& delegate() { return delegate_; }
     DocumentController& documents() { return documents_; }
     AutomaticLockTimer& lockTimer() { return lockTimer_; }
+    PushAndPull& pushAndPull() { return pushAndPull_; }
+    TrayStatusItem& statusItem() { return statusItem_; }
+    PasswordMakerWindow& passwordMaker();
 
     void applicationDidResignActive();
     void applicationDidBecomeActive();
@@ -38,6 +46,14 @@ private:
     DocumentController documents_;
     SingleShotTimer timer_;
     AutomaticLockTimer lockTimer_;
+    ClipboardPasteboard pasteboard_;
+    TrayStatusItem statusItem_;
+    DesktopWorkspace workspace_;
+    ZKUrlResolutor resolutor_{workspace_};
+    SingleShotTimer pullTimer_;
+    PushAndPull pushAndPull_;
+    AppServices services_;
+    std::unique_ptr<PasswordMakerWindow> passwordMaker_;
 };
 
 }  // namespace qv::app

@@ -7,11 +7,28 @@
 #include <QObject>
 #include <QString>
 
+#include <functional>
 #include <vector>
+
+namespace qv {
+class Pasteboard;
+class PushAndPull;
+class UserDefaults;
+class ZKUrlResolutor;
+}  // namespace qv
 
 namespace qv::app {
 
 class DocumentWindow;
+
+// The application's services that document windows use for copying and opening.
+struct AppServices {
+    Pasteboard* pasteboard = nullptr;
+    UserDefaults* defaults = nullptr;
+    ZKUrlResolutor* resolutor = nullptr;
+    PushAndPull* pushAndPull = nullptr;
+    std::function<void()> showPasswordMaker;
+};
 
 class DocumentController : public QObject {
     Q_OBJECT
@@ -27,6 +44,9 @@ public:
     void revertDocumentToSaved(DocumentWindow* window);
 
     const std::vector<DocumentWindow*>& documents() const { return windows_; }
+    // Null without a running application (some tests): copy and open commands are then absent.
+    AppServices* services() const { return services_; }
+    void setServices(AppServices* services) { services_ = services; }
 
     // Documents with a file are saved in place this many seconds after an edit; 0 turns
     // autosaving off. Locked documents and documents without a password are never autosaved.
@@ -46,6 +66,7 @@ private:
     std::vector<DocumentWindow*> windows_;
     int untitledCount_ = 0;
     double autosavingDelay_ = 20;
+    AppServices* services_ = nullptr;
 };
 
 }  // namespace qv::app

@@ -8,6 +8,7 @@
 #include "TablePrinter.h"
 
 #include "document/DocumentKeys.h"
+#include "shell/ZKUrlResolutor.h"
 #include "document/DocumentTexts.h"
 #include "shell/MyAppDelegate.h"
 
@@ -64,6 +65,11 @@ DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& p
         setWindowModified(edited);
         if (edited && controller_) controller_->scheduleAutosave(this);
     };
+    if (controller_ && controller_->services()) {
+        AppServices* services = controller_->services();
+        copier_ = std::make_unique<ValueCopier>(*browser_, *services->pasteboard, *services->defaults,
+                                                *services->resolutor, *services->pushAndPull);
+    }
     buildPages();
     buildMenus();
     updateTitle();
@@ -236,10 +242,32 @@ void DocumentWindow::buildDetail(QWidget* parent) {
         // Every keystroke marks the document; the value is written when the field is left.
         connect(edit, &QLineEdit::textEdited, this, [this] { doc_->updateChangeCount(ZKCryptoDoc::kChangeDone); });
         connect(edit, &QLineEdit::editingFinished, this, [this, k, edit] { commitDetailField(k, edit->text()); });
+        auto* row = new QHBoxLayout;
+        row->addWidget(edit);
+        if (copier_) {
+            // The field's own copy button: its text, one use counted, the notice of its tag.
+            static const QHash<QString, int> tags{{keys::name, 1}, {keys::url, 2},      {keys::account, 3},
+                                                  {keys::userID, 4}, {keys::password, 5}, {keys::pin, 6},
+                                                  {keys::security, 7}, {keys::email, 8}};
+            auto* copy = new QToolButton(detail_);
+            copy->setObjectName(k + QStringLiteral("Copy"));
+            copy->setText(QStringLiteral("\u2398"));
+            copy->setToolTip(QStringLiteral("Copy"));
+            const int tag = tags.value(k, 10);
+            connect(copy, &QToolButton::clicked, this, [this, edit, tag] { copier_->textCopiedInClipboard(edit->text(), tag); });
+            row->addWidget(copy);
+            if (k == keys::url) {
+                auto* open = new QToolButton(detail_);
+                open->setObjectName(QStringLiteral("urlOpen"));
+                open->setText(QStringLiteral("\u2197"));
+                open->setToolTip(QStringLiteral("Open"));
+                connect(open, &QToolButton::clicked, this,
+                        [this, edit] { controller_->services()->resolutor->openUrl(edit->text()); });
+                row->addWidget(open);
+            }
+        }
         if (k == keys::email) {
             // The document's list of addresses, offered beside the field.
-            auto* row = new QHBoxLayout;
-            row->addWidget(edit);
             auto* pick = new QToolButton(detail_);
             pick->setObjectName(QStringLiteral("emailPopup"));
             pick->setText(QStringLiteral("\u25BE"));
@@ -259,10 +287,8 @@ void DocumentWindow::buildDetail(QWidget* parent) {
                 if (menu->isEmpty()) menu->addAction(QStringLiteral("No addresses in the list"))->setEnabled(false);
             });
             row->addWidget(pick);
-            form->addRow(QString::fromLatin1(title) + QLatin1Char(':'), row);
-        } else {
-            form->addRow(QString::fromLatin1(title) + QLatin1Char(':'), edit);
         }
+        form->addRow(QString::fromLatin1(title) + QLatin1Char(':'), row);
         detailEdits_.emplace_back(k, edit);
     }
     noteEdit_ = new QPlainTextEdit(detail_);
@@ -399,6 +425,48 @@ void DocumentWindow::buildMenus() {
         PhoneListSheet sheet(this);
         sheet.exec();
     });
+    if (copier_) {
+        records->addSeparator();
+        QMenu* copyMenu = records->addMenu(QStringLiteral("Copy"));
+        const std::tuple<const char*, const char*, QKeySequence, void (ValueCopier::*)(const Sender&)> copies[] = {
+            {"copyName:", "Name", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_N), &ValueCopier::copyName},
+            {"copyUrl:", "URL", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_U), &ValueCopier::copyUrl},
+            {"copyAccount:", "Account", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_A), &ValueCopier::copyAccount},
+            {"copyUserID:", "User ID", QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_C), &ValueCopier::copyUserID},
+            {"copyPassword:", "Password", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_C), &ValueCopier::copyPassword},
+            {"copyPin:", "PIN", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_P), &ValueCopier::copyPin},
+            {"copySecurity:", "Security", {}, &ValueCopier::copySecurity},
+            {"copyEmail:", "Email", QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_M), &ValueCopier::copyEmail},
+            {"copyNote:", "Note", {}, &ValueCopier::copyNote},
+            {"copyCategory:", "Category", {}, &ValueCopier::copyCategory}};
+        for (const auto& [name, title, keys, command] : copies) {
+            auto member = command;
+            add(copyMenu, QLatin1String(name), QLatin1String(title), keys, [this, member] { (copier_.get()->*member)(Sender{}); });
+        }
+        connect(copyMenu, &QMenu::aboutToShow, this, &DocumentWindow::updateCommands);
+        add(records, QStringLiteral("openUrl:"), QStringLiteral("Open URL"), QKeySequence(Qt::CTRL | Qt::Key_U),
+            [this] { copier_->openUrl(); });
+        add(records, QStringLiteral("pushAndPull:"), QStringLiteral("Push and Pull"), QKeySequence(Qt::CTRL | Qt::Key_J),
+            [this] { copier_->pushAndPull(); });
+        add(records, QStringLiteral("showPushAndPullHelp:"), QStringLiteral("About Push and Pull\u2026"), {}, [this] {
+            QMessageBox help(this);
+            help.setWindowModality(Qt::WindowModal);
+            help.setWindowTitle(QStringLiteral("Push and Pull"));
+            help.setText(QStringLiteral("Log in with one value on the clipboard at a time"));
+            help.setInformativeText(QStringLiteral(
+                "Push and Pull copies the record's user ID and opens its URL. Paste the user ID into the login page. "
+                "Then click the padlock icon that came up in the status area (or the small window in the corner "
+                "of the screen): it copies the password, and goes away. Paste the password.\n\n"
+                "The icon goes away by itself after the delay set in Preferences, and the password with it. The "
+                "clipboard is never cleared by Quorvane: what you copied stays there until something replaces it."));
+            help.exec();
+        });
+        records->addSeparator();
+        add(records, QStringLiteral("showPasswordMaker:"), QStringLiteral("Password Generator\u2026"),
+            QKeySequence(Qt::CTRL | Qt::Key_G), [this] {
+                if (auto show = controller_->services()->showPasswordMaker) show();
+            });
+    }
     connect(records, &QMenu::aboutToShow, this, &DocumentWindow::updateCommands);
 
     QMenu* view = menuBar()->addMenu(QStringLiteral("View"));

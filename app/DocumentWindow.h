@@ -5,6 +5,7 @@
 // document's logic asks it for sheets, frames and focus.
 
 #include "browsing/DocumentBrowser.h"
+#include "passwordtools/ValueCopier.h"
 #include "document/MyDocument.h"
 #include "foundation/DocumentUi.h"
 
@@ -39,6 +40,8 @@ public:
 
     MyDocument& document() { return *doc_; }
     DocumentBrowser& browser() { return *browser_; }
+    // Null without the application's services.
+    ValueCopier* copier() { return copier_.get(); }
     QString filePath() const { return path_; }
     void setFilePath(const QString& path);
     void refresh();  // after the document's content or state changed
@@ -112,6 +115,7 @@ private:
 
     std::unique_ptr<MyDocument> doc_;
     std::unique_ptr<DocumentBrowser> browser_;
+    std::unique_ptr<ValueCopier> copier_;
     QPrinter printer_;  // the document's page set-up
     bool detailViewCollapsed_ = false;
     double bufferedDetailViewLength_ = 300;

@@ -1,6 +1,7 @@
 #include "Application.h"
 #include "DocumentController.h"
 #include "DocumentWindow.h"
+#include "PasswordMakerWindow.h"
 #include "PasswordSheet.h"
 
 #include "crypto/CryptoTexts.h"
@@ -9,6 +10,8 @@
 #include "foundation/KeyedArchive.h"
 
 #include <QApplication>
+#include <QClipboard>
+#include <QLabel>
 #include <QComboBox>
 #include <QSplitter>
 #include <QTableWidget>
@@ -476,6 +479,56 @@ TEST(DocumentWindow, EditingInTheDetailPaneAndCollapsingIt) {
     w->toggleCollapseExpandMainView();
     EXPECT_FALSE(w->isDetailViewCollapsed());
     EXPECT_GE(w->findChild<QSplitter*>(QStringLiteral("mainSplitView"))->sizes().value(1), 200);
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    w->close();
+}
+
+TEST(PasswordTools, CopyNoticePushAndPullAndTheGenerator) {
+    auto settings = std::make_unique<MemoryUserDefaults>();
+    MemoryUserDefaults* prefs = settings.get();
+    Application quorvane(std::move(settings));
+    quorvane.documents().setAutosavingDelay(0);
+    QTemporaryDir dir;
+    DocumentWindow* w = openWithRecords(quorvane.documents(), dir.filePath(QStringLiteral("copy.qvane")), 3);
+    ASSERT_NE(w, nullptr);
+    w->document().myArray.at(1).toDictionary().set(keys::userID, Value("jsmith"));
+    w->document().myArray.at(1).toDictionary().set(keys::url, Value("https://bank.example"));
+    w->recordTable()->selectRow(1);
+    w->refresh();
+
+    w->action(QStringLiteral("copyPassword:"))->trigger();
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("pw1"));  // from the hidden field
+    ASSERT_NE(w->hud(), nullptr);
+    EXPECT_TRUE(w->hud()->isVisible());
+    EXPECT_EQ(w->hud()->findChild<QLabel*>()->text(), QStringLiteral("password copied"));
+    EXPECT_EQ(w->document().myArray.at(1).toDictionary().value(keys::usageCount).toInt64(), 1);
+    ASSERT_TRUE(waitFor([&] { return !w->hud()->isVisible(); }));  // gone after a second
+
+    // Push: the user ID now, the password from the icon's stand-in (there is no tray offscreen).
+    w->action(QStringLiteral("pushAndPull:"))->trigger();
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("jsmith"));
+    ASSERT_TRUE(quorvane.statusItem().isShown());
+    QWidget* standIn = quorvane.statusItem().standIn();
+    ASSERT_NE(standIn, nullptr);
+    EXPECT_TRUE(standIn->isVisible());
+    QTest::mouseClick(standIn, Qt::LeftButton);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("pw1"));
+    EXPECT_FALSE(quorvane.statusItem().isShown());
+
+    // The generator: twelve characters of type 40 rate four stars.
+    PasswordMakerWindow& maker = quorvane.passwordMaker();
+    maker.showPasswordMaker();
+    EXPECT_EQ(maker.password().size(), 12);
+    EXPECT_EQ(maker.qualityView()->quality().text(), QStringLiteral("4/10"));
+    // Excluding every digit leaves a PIN nothing to be made of: a message, not a crash.
+    prefs->setObject(QStringLiteral("enableDisambiguator"), Value::boolean(true));
+    prefs->setObject(QStringLiteral("noCharStringDisambiguator"), Value("0123456789"));
+    const QString before = maker.password();
+    quorvane.delegate().pwTypeTag4PasswordMaker = 30;
+    maker.calcNewPasswordInPasswordMaker();
+    EXPECT_EQ(maker.password(), before);
+    EXPECT_TRUE(maker.findChild<QLabel*>(QStringLiteral("generatorProblem"))->isVisible());
+    maker.close();
     w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
     w->close();
 }
