@@ -6,6 +6,9 @@
 #include <QGuiApplication>
 #include <QSettings>
 
+// Images compiled into the program's library; a static library needs its resources pulled in.
+static void initResources() { Q_INIT_RESOURCE(resources); }
+
 namespace qv::app {
 
 namespace {
@@ -32,6 +35,7 @@ Application::Application(std::unique_ptr<UserDefaults> settings)
                                           }
                                       }},
                    [this] { return int(defaults_->integerForKey(prefs::disposePasswordIconAfter)); }) {
+    initResources();
     services_.pasteboard = &pasteboard_;
     services_.defaults = defaults_.get();
     services_.resolutor = &resolutor_;

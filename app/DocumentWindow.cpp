@@ -251,7 +251,7 @@ void DocumentWindow::buildDetail(QWidget* parent) {
                                                   {keys::security, 7}, {keys::email, 8}};
             auto* copy = new QToolButton(detail_);
             copy->setObjectName(k + QStringLiteral("Copy"));
-            copy->setText(QStringLiteral("\u2398"));
+            copy->setText(QStringLiteral("Copy"));
             copy->setToolTip(QStringLiteral("Copy"));
             const int tag = tags.value(k, 10);
             connect(copy, &QToolButton::clicked, this, [this, edit, tag] { copier_->textCopiedInClipboard(edit->text(), tag); });
@@ -259,7 +259,7 @@ void DocumentWindow::buildDetail(QWidget* parent) {
             if (k == keys::url) {
                 auto* open = new QToolButton(detail_);
                 open->setObjectName(QStringLiteral("urlOpen"));
-                open->setText(QStringLiteral("\u2197"));
+                open->setText(QStringLiteral("Open"));
                 open->setToolTip(QStringLiteral("Open"));
                 connect(open, &QToolButton::clicked, this,
                         [this, edit] { controller_->services()->resolutor->openUrl(edit->text()); });
@@ -294,7 +294,20 @@ void DocumentWindow::buildDetail(QWidget* parent) {
     noteEdit_ = new QPlainTextEdit(detail_);
     noteEdit_->setObjectName(QStringLiteral("noteField"));
     noteEdit_->setTabChangesFocus(true);
-    form->addRow(QStringLiteral("Note:"), noteEdit_);
+    if (copier_) {
+        auto* noteRow = new QHBoxLayout;
+        noteRow->addWidget(noteEdit_);
+        auto* copyNote = new QToolButton(detail_);
+        copyNote->setObjectName(QStringLiteral("noteCopy"));
+        copyNote->setText(QStringLiteral("Copy"));
+        copyNote->setToolTip(QStringLiteral("Copy"));
+        connect(copyNote, &QToolButton::clicked, this,
+                [this] { copier_->textCopiedInClipboard(noteEdit_->toPlainText(), 9); });
+        noteRow->addWidget(copyNote, 0, Qt::AlignTop);
+        form->addRow(QStringLiteral("Note:"), noteRow);
+    } else {
+        form->addRow(QStringLiteral("Note:"), noteEdit_);
+    }
     connect(noteEdit_, &QPlainTextEdit::textChanged, this, [this] {
         if (syncing_) return;
         doc_->updateChangeCount(ZKCryptoDoc::kChangeDone);
