@@ -352,6 +352,31 @@ void DocumentBrowser::synkNotesWithCategory() {
     markEdited();
 }
 
+// ---- Import ----
+
+void DocumentBrowser::justFinishedImporting() {
+    records_.setContent(doc_.myArray);  // the new records are in the table already
+    for (const Value& r : doc_.myArray) {
+        Dictionary record = r.toDictionary();
+        const QString title = record.value(keys::categoryNAME).toString();
+        if (!title.isEmpty()) {
+            Value category = categories_.categoryWithTitle(title);
+            if (category.isAbsent()) category = categories_.addWithName(title);
+            records_.assignCategory(category, r);
+        } else {
+            // Also the records that were there before: they go through the same choice.
+            records_.assignCategory(records_.catToAssignToNewObject(), r);
+        }
+        record.remove(keys::categoryNAME);
+    }
+    markEdited();
+    synkCategorySubMenu();
+    categories_.rearrangeObjects();
+    categoriesForMenu_.rearrangeObjects();
+    records_.rearrangeObjects();
+    reload();
+}
+
 // ---- Columns and table ----
 
 void DocumentBrowser::showPasswordsInTable(const Sender&) {

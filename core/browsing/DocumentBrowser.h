@@ -89,6 +89,11 @@ public:
     void synkCategorySubMenu(const Sender& = {});
     void synkNotesWithCategory();
 
+    // ---- Import ----
+    // After an import added records: categories by title (made once per new title), every other
+    // record through catToAssignToNewObject, the temporary key removed; then marked once.
+    void justFinishedImporting();
+
     // ---- Columns and table ----
     Value myShowPasswordInTable;  // absent at first, which reads false
     int showClearPassword = 0;

@@ -1,0 +1,110 @@
+#pragma once
+
+// Import of tab, comma and semicolon text files: the rows of a file read into a grid of text
+// fields, one mapping entry per column, the tools that map columns to record fields, and the
+// import that turns rows into records. ZKDataImportManager knows only key lists and a data
+// array; MyDataImportManager knows records.
+
+#include "foundation/Value.h"
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+namespace qv {
+
+namespace rows {
+// The quoted splitters: one algorithm, "," or ";". nullopt for a row of nothing but spaces.
+std::optional<QStringList> componentsOfCsvRow(const QString& row, QChar separator = QLatin1Char(','));
+inline std::optional<QStringList> componentsOfCsvUsingSemicolonRow(const QString& row) {
+    return componentsOfCsvRow(row, QLatin1Char(';'));
+}
+// Field totals of each dialect; the strictly greatest of comma and semicolon wins, ties fall
+// to tab (code 1).
+int detectDialect(const QStringList& lines);
+}  // namespace rows
+
+class ZKDataImportManager {
+public:
+    struct Column {
+        int destination = 0;
+        std::optional<QString> importFlag;  // "»" or "", absent until first touched
+    };
+
+    ZKDataImportManager(Array outsideDataArray, Array outsideKeyArray);
+    virtual ~ZKDataImportManager() = default;
+
+    int fileFormatToImport = 0;
+    int fileEncodeToImport = 0;
+    bool doNotImportFirstRecord = false;
+    bool useFirstRecordAsFieldsName = false;
+    bool notVisibleFirstRecAsNameOption = false;
+    bool enableFirstRecAsNameOption = true;
+    int rowToStartCascadeAssignment = 4;
+    int numberOfImportedFields = 0;
+    int currentRecordIndex = 1;
+    std::int64_t numOfMaxFieldInImportedData = 0;
+    QStringList ImportFieldKeyArray;
+    QStringList innerKeyFinalDestinationArray;
+    Value firstRowToImportUsedForColumnNames;
+    // Told at the end of an import (the requester's justFinishedImporting).
+    std::function<void()> requester;
+
+    const std::vector<QStringList>& grid() const { return grid_; }
+    std::vector<Column>& destFieldArray() { return columns_; }
+    const Array& outsideKeyArray() const { return outsideKeyArray_; }
+
+    // The whole load of Part of a session: read, detect, split, set up the columns.
+    void loadDataFromFile(const QString& path, int fileType, int fileEncoding);
+    // The same from text already decoded (the reader's job done).
+    void loadDataFromText(QString text, int fileType);
+
+    void ImportSettings();
+    // The user picked destination `d` for column `index`: exclusive for non-zero destinations.
+    void destinationSelected(int index, int d);
+    void ResetImportFields();
+    void AssignCascadeImportFields();
+    void AllImportFieldsToCreateNewColumn();
+    void tryAssignFromFirstRow();
+    void firstRowSetFieldsNameSelected() { doNotImportFirstRecord = useFirstRecordAsFieldsName; }
+    void showNextRecord();
+    void showPrevRecord();
+    void calcNumberOfImportedFields();
+    QString fromElementInRowToFieldKey(int column) const;
+    QString fromIndexNumberToFieldKey(int destination) const;
+
+    // Makes records of all rows and hands them to the destination; `progress` (0..1) may be
+    // called along the way for long files.
+    void DoImport(const std::function<void(double)>& progress = {});
+
+protected:
+    virtual void preImportSettings() {}
+    virtual void willImport() {}
+    virtual std::optional<Dictionary> createNewObjectToImport();
+    virtual void recordIsGoingToBeInserted(const Dictionary&) {}
+    virtual void addRecordToDestination(const Dictionary& record) { outsideDataArray_.append(Value(record)); }
+    virtual void didImport() {}
+
+    Array outsideDataArray_;
+    Array outsideKeyArray_;
+
+private:
+    std::vector<QStringList> grid_;
+    std::vector<Column> columns_;
+};
+
+class MyDataImportManager : public ZKDataImportManager {
+public:
+    MyDataImportManager(Array records, Array keyArray);
+    // The clock for new dates; tests fix it.
+    std::function<double()> now;
+
+protected:
+    std::optional<Dictionary> createNewObjectToImport() override;
+    void didImport() override;
+};
+
+}  // namespace qv

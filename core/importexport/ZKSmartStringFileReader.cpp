@@ -1,0 +1,115 @@
+#include "ZKSmartStringFileReader.h"
+
+#include <QFile>
+#include <QStringDecoder>
+
+#include <unicode/ucnv.h>
+
+namespace qv {
+
+bool ZKSmartStringFileReader::isFixedCode(int code) {
+    switch (code) {
+    case UTF8: case UTF16: case UTF16BE: case UTF16LE: case UTF32: case UTF32BE: case UTF32LE: case MacOSRoman:
+    case ASCII: return true;
+    default: return false;
+    }
+}
+
+namespace {
+
+std::optional<QString> strictDecode(const QByteArray& bytes, QStringConverter::Encoding e, QStringDecoder::Flags flags) {
+    QStringDecoder decoder(e, flags);
+    QString s = decoder.decode(bytes);
+    if (decoder.hasError()) return std::nullopt;
+    return s;
+}
+
+// The byte order of UTF-16 and UTF-32 comes from the mark; without one, big-endian.
+std::optional<QString> decodeWithMark(const QByteArray& bytes, bool wide) {
+    using E = QStringConverter::Encoding;
+    if (!wide) {
+        if (bytes.startsWith("\xFF\xFE")) return strictDecode(bytes, E::Utf16LE, QStringDecoder::Flag::Stateless);
+        return strictDecode(bytes, E::Utf16BE, QStringDecoder::Flag::Stateless);
+    }
+    if (bytes.startsWith(QByteArray("\xFF\xFE\x00\x00", 4))) return strictDecode(bytes, E::Utf32LE, QStringDecoder::Flag::Stateless);
+    return strictDecode(bytes, E::Utf32BE, QStringDecoder::Flag::Stateless);
+}
+
+std::optional<QString> macRoman(const QByteArray& bytes) {
+    UErrorCode status = U_ZERO_ERROR;
+    UConverter* conv = ucnv_open("macintosh", &status);
+    if (U_FAILURE(status)) return std::nullopt;
+    QString out(bytes.size() * 2 + 1, Qt::Uninitialized);
+    const int32_t n = ucnv_toUChars(conv, reinterpret_cast<UChar*>(out.data()), int32_t(out.size()), bytes.constData(),
+                                    int32_t(bytes.size()), &status);
+    ucnv_close(conv);
+    if (U_FAILURE(status)) return std::nullopt;
+    out.truncate(n);
+    return out;
+}
+
+}  // namespace
+
+std::optional<QString> ZKSmartStringFileReader::decode(const QByteArray& bytes, int code) {
+    using E = QStringConverter::Encoding;
+    switch (code) {
+    case UTF8: return strictDecode(bytes, E::Utf8, QStringDecoder::Flag::Stateless);
+    case UTF16: return decodeWithMark(bytes, false);
+    case UTF16BE: return strictDecode(bytes, E::Utf16BE, QStringDecoder::Flag::Stateless);
+    case UTF16LE: return strictDecode(bytes, E::Utf16LE, QStringDecoder::Flag::Stateless);
+    case UTF32: return decodeWithMark(bytes, true);
+    case UTF32BE: return strictDecode(bytes, E::Utf32BE, QStringDecoder::Flag::Stateless);
+    case UTF32LE: return strictDecode(bytes, E::Utf32LE, QStringDecoder::Flag::Stateless);
+    case MacOSRoman: return macRoman(bytes);
+    case ASCII:
+        for (char c : bytes)
+            if (static_cast<unsigned char>(c) > 127) return std::nullopt;
+        return QString::fromLatin1(bytes);
+    default: return std::nullopt;
+    }
+}
+
+std::optional<QString> ZKSmartStringFileReader::decodeSelfDetecting(const QByteArray& bytes) {
+    if (bytes.startsWith(QByteArray("\x00\x00\xFE\xFF", 4)) || bytes.startsWith(QByteArray("\xFF\xFE\x00\x00", 4)))
+        return decode(bytes, UTF32);
+    if (bytes.startsWith("\xFE\xFF") || bytes.startsWith("\xFF\xFE")) return decode(bytes, UTF16);
+    return decode(bytes, UTF8);  // a UTF-8 mark is skipped by the decoder
+}
+
+std::optional<QString> ZKSmartStringFileReader::autoReadFromFile(const QString& path, int encoding) {
+    QFile f(path);
+    const bool readable = f.open(QIODevice::ReadOnly);
+    const QByteArray bytes = readable ? f.readAll() : QByteArray();
+    // Every attempt reads the file; an unreadable file fails every one of them.
+    auto attempt = [&](const std::function<std::optional<QString>()>& decodeFn) -> std::optional<QString> {
+        if (!readable) return std::nullopt;
+        return decodeFn();
+    };
+    if (isFixedCode(encoding)) return attempt([&] { return decode(bytes, encoding); });
+
+    int runningError = 0;
+    std::optional<QString> current = attempt([&] { return decodeSelfDetecting(bytes); });
+    if (!current) runningError = 1;
+    for (int code : {int(UTF8), int(MacOSRoman), int(UTF16), int(UTF16BE), int(UTF16LE), int(UTF32), int(UTF32BE), int(UTF32LE)}) {
+        if (current && runningError == 0) return current;
+        current = attempt([&] { return decode(bytes, code); });
+        if (!current) runningError = 1;
+    }
+    if (current && runningError == 0) return current;
+    return attempt([&] { return decode(bytes, ASCII); });
+}
+
+std::optional<QString> ZKSmartStringFileReader::autoReadFromData(const QByteArray& data, int encoding) {
+    if (isFixedCode(encoding)) return decode(data, encoding);
+    for (int code : {int(UTF8), int(MacOSRoman), int(UTF16), int(UTF16BE), int(UTF16LE), int(UTF32), int(UTF32BE), int(UTF32LE)})
+        if (auto s = decode(data, code)) return s;
+    return decode(data, ASCII);
+}
+
+QString& ZKSmartStringFileReader::replaceStringWithNewline(QString& text) {
+    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    text.replace(QLatin1Char('\r'), QLatin1Char('\n'));
+    return text;
+}
+
+}  // namespace qv

@@ -1,0 +1,251 @@
+#include "importexport/ZKDataExportManager.h"
+#include "importexport/ZKDataImportManager.h"
+#include "importexport/ZKSmartStringFileReader.h"
+
+#include "browsing/DocumentBrowser.h"
+#include "document/DocumentKeys.h"
+#include "document/RecordModel.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace qv;
+using Reader = ZKSmartStringFileReader;
+
+namespace {
+
+QStringList L(std::initializer_list<const char*> items) {
+    QStringList out;
+    for (const char* i : items) out << QString::fromUtf8(i);
+    return out;
+}
+
+QString writeFile(QTemporaryDir& dir, const char* name, const QByteArray& bytes) {
+    const QString path = dir.filePath(QLatin1String(name));
+    QFile f(path);
+    f.open(QIODevice::WriteOnly);
+    f.write(bytes);
+    return path;
+}
+
+// A document of three records in two categories, for the export formats.
+struct Doc {
+    MyDocument doc;
+    Doc() {
+        doc.prepareNewDocument();
+        Dictionary bank = RecordModel::newCategory(QStringLiteral("Bank"), 2);
+        doc.myCategoryArray.append(Value(bank));
+        auto add = [&](const char* name, const char* user, const char* note, const Value& cat) {
+            Dictionary r = RecordModel::newRecord(0);
+            r.set(keys::name, Value(name));
+            r.set(keys::userID, Value(user));
+            r.set(keys::note, Value(note));
+            r.set(keys::categoryPtr, cat);
+            doc.myArray.append(Value(r));
+        };
+        add("Savings", "js", "line one\r\nline two", Value(bank));
+        add("Mail, home", "j\tsmith", "say \"hi\"", doc.myCategoryArray.at(0));
+        add("Orphan", "", "", Value());
+    }
+    ZKDataExportManager exporter(int format, std::initializer_list<qsizetype> fields) {
+        ZKDataExportManager e(doc.myArray, RecordModel::keyArray());
+        e.fileFormatToSave = format;
+        std::vector<qsizetype> chosen(fields);
+        e.addSelectedToRight(chosen);
+        return e;
+    }
+};
+
+}  // namespace
+
+TEST(TextFileReader, EncodingsAndTheAutomaticChains) {
+    QTemporaryDir dir;
+    const QByteArray roman("caf\x8E\n", 5);  // é in Mac OS Roman
+    const QString romanPath = writeFile(dir, "roman.txt", roman);
+    EXPECT_FALSE(Reader::autoReadFromFile(romanPath, 0).has_value());  // the running error decides
+    EXPECT_EQ(Reader::autoReadFromFile(romanPath, 30), QString::fromUtf8("caf\xC3\xA9\n"));
+    EXPECT_EQ(Reader::autoReadFromData(roman, 0), QString::fromUtf8("caf\xC3\xA9\n"));  // first success wins
+    EXPECT_FALSE(Reader::autoReadFromFile(romanPath, 7).has_value());  // unassigned codes are automatic
+
+    const QString utf8 = writeFile(dir, "utf8.txt", QByteArray("\xC3\xA9t\xC3\xA9"));
+    EXPECT_EQ(Reader::autoReadFromFile(utf8, 0), QString::fromUtf8("\xC3\xA9t\xC3\xA9"));
+    const QString utf16 = writeFile(dir, "utf16.txt", QByteArray("\xFF\xFE" "a\0b\0", 6));
+    EXPECT_EQ(Reader::autoReadFromFile(utf16, 0), QStringLiteral("ab"));
+    EXPECT_EQ(Reader::autoReadFromFile(utf16, 12), QStringLiteral("ab"));
+    EXPECT_FALSE(Reader::autoReadFromFile(dir.filePath(QStringLiteral("missing")), 0).has_value());
+    EXPECT_FALSE(Reader::autoReadFromFile(dir.filePath(QStringLiteral("missing")), 1).has_value());
+    EXPECT_FALSE(Reader::autoReadFromFile(utf8, 50).has_value());  // ASCII refuses bytes above 127
+
+    QString lines = QStringLiteral("a\r\nb\rc\n\rd");
+    EXPECT_EQ(Reader::replaceStringWithNewline(lines), QStringLiteral("a\nb\nc\n\nd"));
+}
+
+TEST(RowSplitters, QuotesSeparatorsAndWhatTheyDeliberatelyDoNot) {
+    using rows::componentsOfCsvRow;
+    EXPECT_EQ(componentsOfCsvRow(QStringLiteral("a,\"b,c\",d")), L({"a", "b,c", "d"}));
+    EXPECT_EQ(componentsOfCsvRow(QStringLiteral("\"a\"\"b\"")), L({"a\"\"b"}));  // no escape
+    EXPECT_EQ(componentsOfCsvRow(QStringLiteral(" \"x\" ,y")), L({" \"x\" ", "y"}));  // spaces kept
+    EXPECT_EQ(componentsOfCsvRow(QStringLiteral("a,\"b,c,d")), L({"a", "\"b,c,d"}));  // unbalanced
+    EXPECT_EQ(componentsOfCsvRow(QStringLiteral("a,b,")), L({"a", "b", ""}));
+    EXPECT_EQ(componentsOfCsvRow(QStringLiteral("a,\"")), L({"a", "\""}));  // a lone quote stays
+    EXPECT_FALSE(componentsOfCsvRow(QStringLiteral("   ")).has_value());
+    EXPECT_EQ(rows::componentsOfCsvUsingSemicolonRow(QStringLiteral("a;\"b;c\"")), L({"a", "b;c"}));
+}
+
+TEST(DialectDetection, TotalsAndTies) {
+    auto detect = [](const char* text) { return rows::detectDialect(QString::fromLatin1(text).split(QLatin1Char('\n'))); };
+    EXPECT_EQ(detect("a,b\nc,d\n"), 2);              // 4 / 2 / 3
+    EXPECT_EQ(detect("a\nb\nc\nd\ne\n"), 1);         // 5 / 5 / 6
+    EXPECT_EQ(detect("a,b\n\n\n\n\n"), 1);           // 2 / 1 / 6: blank lines count for tab only
+    EXPECT_EQ(detect("a;b;c\nd;e;f\n"), 3);
+    EXPECT_EQ(detect(""), 1);
+
+    ZKDataImportManager grid{Array(), Array()};
+    grid.loadDataFromText(QStringLiteral("a,b,c\nd,e,f,g,h\n"), 0);
+    EXPECT_EQ(grid.grid().size(), 2u);
+    EXPECT_EQ(grid.grid()[0].size(), 3);
+    EXPECT_EQ(grid.destFieldArray().size(), 5u);  // as long as the longest row
+    grid.loadDataFromText(QString(), 0);
+    EXPECT_TRUE(grid.grid().empty());
+    EXPECT_EQ(grid.destFieldArray().size(), 1u);
+    grid.loadDataFromText(QStringLiteral("   \nx\n"), 2);
+    EXPECT_EQ(grid.grid().size(), 1u);  // a row of spaces is dropped by the quoted splitter
+    grid.loadDataFromText(QStringLiteral("   \nx\n"), 1);
+    EXPECT_EQ(grid.grid().size(), 2u);  // and kept as one field under tab
+    grid.loadDataFromText(QStringLiteral("a,b\n"), 4);
+    EXPECT_TRUE(grid.grid().empty() && grid.destFieldArray().empty());
+}
+
+TEST(ImportSession, MappingToolsAndTheImportWithCategories) {
+    MyDocument doc;
+    doc.prepareNewDocument();
+    DocumentBrowser browser(doc);
+    MyDataImportManager m(doc.myArray, doc.myKeyArrayForImport);
+    m.now = [] { return 50.0; };
+    m.loadDataFromText(QStringLiteral("c0\tc1\tc2\tc3\tc4\tc5\tc6\tc7\tc8\tc9\tc10\tc11\n"), 0);
+    m.AssignCascadeImportFields();
+    EXPECT_EQ(m.numberOfImportedFields, 10);
+    EXPECT_EQ(m.destFieldArray()[10].destination, 0);
+    EXPECT_EQ(m.fromElementInRowToFieldKey(0), keys::categoryNAME);
+    EXPECT_EQ(m.fromElementInRowToFieldKey(9), keys::note);
+
+    m.ResetImportFields();
+    m.destinationSelected(0, 3);
+    m.destinationSelected(1, 3);  // the latest pick wins
+    EXPECT_EQ(m.destFieldArray()[0].destination, 0);
+    EXPECT_EQ(m.numberOfImportedFields, 1);
+    m.destinationSelected(2, 1);  // counted and flagged, but its key is empty
+    EXPECT_EQ(m.numberOfImportedFields, 2);
+
+    m.loadDataFromText(QStringLiteral("NAME,Url,pin,Category\nBank,https://b.example,1234,Money\n"
+                                      "Shop,https://s.example,,Money\nMail,,,\n"), 0);
+    m.tryAssignFromFirstRow();
+    EXPECT_EQ(m.destFieldArray()[0].destination, 3);
+    EXPECT_EQ(m.destFieldArray()[1].destination, 4);
+    EXPECT_EQ(m.destFieldArray()[2].destination, 8);
+    EXPECT_TRUE(m.doNotImportFirstRecord);
+    bool told = false;
+    m.requester = [&] { told = true; };
+    m.DoImport();
+    EXPECT_TRUE(told);
+    ASSERT_EQ(doc.myArray.count(), 3);
+    browser.justFinishedImporting();
+    const Dictionary bank = doc.myArray.at(0).toDictionary();
+    EXPECT_EQ(bank.value(keys::pin).toString(), QStringLiteral("1234"));
+    EXPECT_EQ(bank.valueForKeyPath(QStringLiteral("categoryPtr.cat_category")).toString(), QStringLiteral("Money"));
+    EXPECT_TRUE(doc.myArray.at(1).toDictionary().value(keys::categoryPtr).isIdenticalTo(bank.value(keys::categoryPtr)));
+    EXPECT_EQ(doc.myCategoryArray.count(), 2);  // Generic and one Money
+    for (const Value& r : doc.myArray) EXPECT_FALSE(r.toDictionary().contains(keys::categoryNAME));
+    // An empty cell goes through the usual choice for new records: the category of the selected
+    // record, which is the first one here.
+    EXPECT_EQ(doc.myArray.at(2).toDictionary().valueForKeyPath(QStringLiteral("categoryPtr.cat_category")).toString(),
+              QStringLiteral("Money"));
+    EXPECT_TRUE(doc.isDocumentEdited());
+
+    MyDataImportManager empty(Array(), doc.myKeyArrayForImport);
+    empty.loadDataFromText(QString(), 0);
+    empty.tryAssignFromFirstRow();  // no header row: nothing mapped, no failure
+    EXPECT_EQ(empty.numberOfImportedFields, 0);
+}
+
+TEST(ExportFormats, ExactTextOfEachFormat) {
+    Doc d;
+    // Fields: Category, Name, User ID, Note.
+    auto text = [&](int format, bool header) {
+        ZKDataExportManager e = d.exporter(format, {0, 1, 4, 9});
+        e.useFieldNamesAsFirstRow = header;
+        return e.exportText();
+    };
+    EXPECT_EQ(text(1, true), QStringLiteral("Category\tName\tUser ID\tNote\n"
+                                            "Bank\tSavings\tjs\tline one line two\n"
+                                            "Generic\tMail, home\tj smith\tsay \"hi\"\n"
+                                            "\tOrphan\t\t"));
+    EXPECT_EQ(text(2, false), QStringLiteral("\"Bank\",\"Savings\",\"js\",\"line one line two\"\n"
+                                             "\"Generic\",\"Mail, home\",\"j\tsmith\",\"say \"hi\"\"\n"
+                                             "\"\",\"Orphan\",\"\",\"\""));
+    EXPECT_EQ(text(5, false), QStringLiteral("Bank,Savings,js,line one line two\n"
+                                             "Generic,Mail home,j\tsmith,say \"hi\"\n"
+                                             ",Orphan,,"));
+    EXPECT_EQ(text(3, false).left(43), QStringLiteral("<table><tr><td>Bank</td><td>Savings</td><td"));
+    EXPECT_TRUE(text(4, false).startsWith(QStringLiteral("<!DOCTYPE html><html><body><table><tr>")));
+    EXPECT_TRUE(text(4, false).endsWith(QStringLiteral("</tr></table></body></html>")));
+    EXPECT_EQ(text(9, false), QStringLiteral("BankSavingsjsline one\r\nline twoGenericMail, homej\tsmithsay \"hi\"Orphan"));
+
+    // Nothing chosen, three records, tab: two line ends.
+    ZKDataExportManager none(d.doc.myArray, RecordModel::keyArray());
+    EXPECT_EQ(none.exportText(), QStringLiteral("\n\n"));
+
+    // A header with no records: tab ends without a line end, the table closes its row.
+    ZKDataExportManager emptyTab(Array(), RecordModel::keyArray());
+    emptyTab.addSelectedToRight({1, 2});
+    emptyTab.useFieldNamesAsFirstRow = true;
+    EXPECT_EQ(emptyTab.exportText(), QStringLiteral("Name\tUrl"));
+    emptyTab.fileFormatToSave = 3;
+    EXPECT_EQ(emptyTab.exportText(), QStringLiteral("<table><tr><td>Name</td><td>Url</td></tr></table>"));
+
+    // Custom: the presets' "\n" and "\t" become real characters; "no" ends without the last end.
+    ZKDataExportManager custom = d.exporter(0, {1});
+    custom.setCustomFields(1);
+    custom.field_separator = QStringLiteral("\\t");
+    custom.use_end_of_record_in_last_record = QStringLiteral("no");
+    EXPECT_EQ(custom.exportText(), QStringLiteral("Savings\nMail, home\nOrphan"));
+    custom.use_end_of_record_in_last_record = QStringLiteral(" yes");
+    EXPECT_TRUE(custom.exportText().endsWith(QLatin1Char('\n')));
+    EXPECT_EQ(ZKDataExportManager::suggestedNameFor(QStringLiteral("Vault.qvane")), QStringLiteral("Vault Export"));
+    EXPECT_EQ(ZKDataExportManager::fileExtensionForFormat(3), QStringLiteral("txt"));
+
+    // Moving fields in the right-hand list.
+    ZKDataExportManager order = d.exporter(1, {1, 2, 3});
+    EXPECT_EQ(order.moveUp(2), 1);
+    EXPECT_EQ(order.rightKeyArray.at(1).toDictionary().value(keys::publicKey).toString(), QStringLiteral("Account"));
+    EXPECT_EQ(order.moveDown(2), 2);  // already last
+}
+
+TEST(ExportImportRoundTrip, TenFieldsComeBack) {
+    Doc d;
+    ZKDataExportManager e(d.doc.myArray, RecordModel::keyArray());
+    e.addAllToRight();
+    e.fileFormatToSave = 2;
+    e.useFieldNamesAsFirstRow = true;
+    const QString text = e.exportText();
+
+    MyDocument target;
+    target.prepareNewDocument();
+    DocumentBrowser browser(target);
+    MyDataImportManager m(target.myArray, target.myKeyArrayForImport);
+    m.loadDataFromText(text, 0);
+    m.tryAssignFromFirstRow();
+    EXPECT_EQ(m.numberOfImportedFields, 10);
+    m.DoImport();
+    browser.justFinishedImporting();
+    ASSERT_EQ(target.myArray.count(), 3);
+    for (qsizetype i = 0; i < 3; ++i) {
+        const Dictionary in = d.doc.myArray.at(i).toDictionary(), out = target.myArray.at(i).toDictionary();
+        for (const QString* k : {&keys::name, &keys::userID, &keys::url, &keys::account, &keys::password})
+            EXPECT_EQ(out.value(*k).toString(), in.value(*k).toString()) << i << " " << k->toStdString();
+    }
+    // The documented cleaning: a line end in a note became a space.
+    EXPECT_EQ(target.myArray.at(0).toDictionary().value(keys::note).toString(), QStringLiteral("line one line two"));
+}
