@@ -7,6 +7,8 @@
 #include "document/DocumentTexts.h"
 #include "document/MyDocument.h"
 #include "foundation/JsonWriter.h"
+#include "importexport/ZKDataExportManager.h"
+#include "importexport/ZKDataImportManager.h"
 #include "foundation/UserDefaults.h"
 #include "passwordtools/ZKPasswordMaker.h"
 #include "shell/MyAppDelegate.h"
@@ -402,6 +404,129 @@ int runGenerate(const QStringList& args, const Streams& io) {
             return kExitUsage;
         }
         print(io.out, QStringLiteral("%1\t%2 %3\n").arg(*password, stars, quality.text()));
+    }
+    return kExitOk;
+}
+
+}  // namespace qv::cli
+
+namespace qv::cli {
+
+namespace {
+
+// The key arrays' column titles, for --fields and --map.
+qsizetype fieldIndexByTitle(const Array& keyArray, const QString& title) {
+    for (qsizetype i = 0; i < keyArray.count(); ++i)
+        if (keyArray.at(i).toDictionary().value(keys::publicKey).toString().compare(title.trimmed(), Qt::CaseInsensitive) == 0)
+            return i;
+    return -1;
+}
+
+}  // namespace
+
+int runImport(const QStringList& args, const Streams& io) {
+    const Parsed p = parse(args, {QStringLiteral("--skip-first")},
+                           {QStringLiteral("--format"), QStringLiteral("--encoding"), QStringLiteral("--map")});
+    if (!p.bad.isEmpty()) return usage(io, p.bad);
+    if (p.positional.size() != 2)
+        return usage(io, QStringLiteral("usage: qvane import FILE TEXTFILE [--format 0-3] [--encoding CODE] "
+                                        "[--map cascade|header|COL=FIELD,...] [--skip-first]"));
+    const int format = p.values.value(QStringLiteral("--format"), QStringLiteral("0")).toInt();
+    const int encoding = p.values.value(QStringLiteral("--encoding"), QStringLiteral("0")).toInt();
+    if (format < 0 || format > 3) return usage(io, QStringLiteral("--format takes 0 (automatic), 1 (tab), 2 (comma) or 3 (semicolon)"));
+    if (!QFileInfo::exists(p.positional[1])) {
+        print(io.err, QStringLiteral("qvane: cannot read %1\n").arg(p.positional[1]));
+        return kExitUnreadable;
+    }
+    MyDocument doc;
+    if (int s = open(p.positional[0], p.passwordStdin, doc, io)) return s;
+    DocumentBrowser browser(doc);
+    MyDataImportManager importer(doc.myArray, doc.myKeyArrayForImport);
+    importer.loadDataFromFile(p.positional[1], format, encoding);
+    const QString map = p.values.value(QStringLiteral("--map"), QStringLiteral("cascade"));
+    if (map == QLatin1String("cascade")) {
+        importer.AssignCascadeImportFields();
+    } else if (map == QLatin1String("header")) {
+        importer.tryAssignFromFirstRow();
+    } else {
+        importer.ResetImportFields();
+        for (const QString& pair : map.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+            const qsizetype eq = pair.indexOf(QLatin1Char('='));
+            bool ok = false;
+            const int column = pair.left(eq).trimmed().toInt(&ok);
+            const qsizetype field = eq > 0 ? fieldIndexByTitle(doc.myKeyArrayForImport, pair.mid(eq + 1)) : -1;
+            if (!ok || field < 0 || column < 0 || column >= int(importer.destFieldArray().size()))
+                return usage(io, QStringLiteral("cannot map \"%1\": use COLUMN=TITLE with a column of the file and "
+                                                "a title among Category, Name, Url, Account, User ID, Password, Pin, "
+                                                "Security, Email, Note").arg(pair));
+            importer.destinationSelected(column, importer.rowToStartCascadeAssignment + int(field));
+        }
+    }
+    if (p.flags.contains(QStringLiteral("--skip-first"))) importer.doNotImportFirstRecord = true;
+    const qsizetype before = doc.myArray.count();
+    importer.DoImport();
+    browser.justFinishedImporting();
+    if (int s = save(doc, p.positional[0], io)) return s;
+    print(io.err, QStringLiteral("imported %1 records (%2 columns mapped)\n")
+                      .arg(doc.myArray.count() - before)
+                      .arg(importer.numberOfImportedFields));
+    return kExitOk;
+}
+
+int runExport(const QStringList& args, const Streams& io) {
+    const Parsed p = parse(args, {QStringLiteral("--header")},
+                           {QStringLiteral("--format"), QStringLiteral("--fields"), QStringLiteral("--category"),
+                            QStringLiteral("--search"), QStringLiteral("--tags"), QStringLiteral("--preset"),
+                            QStringLiteral("-o")});
+    if (!p.bad.isEmpty()) return usage(io, p.bad);
+    if (p.positional.size() != 1 || !p.values.contains(QStringLiteral("-o")) || !p.values.contains(QStringLiteral("--format")))
+        return usage(io, QStringLiteral("usage: qvane export FILE --format 0-5 [--fields LIST] [--header] [--category NAME] "
+                                        "[--search TEXT] [--preset 1-5] [--tags KEY=VALUE,...] -o OUT"));
+    bool ok = false;
+    const int format = p.values.value(QStringLiteral("--format")).toInt(&ok);
+    if (!ok || format < 0 || format > 5) return usage(io, QStringLiteral("--format takes 0 to 5"));
+    const QString out = p.values.value(QStringLiteral("-o"));
+    if (samePath(out, p.positional[0])) return usage(io, QStringLiteral("OUT must differ from FILE"));
+
+    MyDocument doc;
+    if (int s = open(p.positional[0], p.passwordStdin, doc, io)) return s;
+    DocumentBrowser browser(doc);
+    // With a filter only the records it shows, in their order; otherwise all of them.
+    const bool filtered = p.values.contains(QStringLiteral("--category")) || p.values.contains(QStringLiteral("--search"));
+    browser.categoryString = p.values.value(QStringLiteral("--category"));
+    browser.searchString = p.values.value(QStringLiteral("--search"));
+    browser.setFilterPredicate();
+    ZKDataExportManager exporter(filtered ? browser.myArrayController().arrangedObjects() : doc.myArray,
+                                 doc.myKeyArrayForExport);
+    exporter.fileFormatToSave = format;
+    exporter.useFieldNamesAsFirstRow = p.flags.contains(QStringLiteral("--header"));
+    const QStringList titles = p.values.value(QStringLiteral("--fields"),
+                                              QStringLiteral("Category,Name,Url,Account,User ID,Password,Pin,Security,Email,Note"))
+                                   .split(QLatin1Char(','), Qt::SkipEmptyParts);
+    for (const QString& t : titles) {
+        const qsizetype i = fieldIndexByTitle(exporter.leftKeyArray, t);
+        if (i < 0) return usage(io, QStringLiteral("unknown or repeated field \"%1\"").arg(t.trimmed()));
+        exporter.addSelectedToRight({i});
+    }
+    if (p.values.contains(QStringLiteral("--preset"))) exporter.setCustomFields(p.values.value(QStringLiteral("--preset")).toInt());
+    for (const QString& pair : p.values.value(QStringLiteral("--tags")).split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        const QString key = pair.section(QLatin1Char('='), 0, 0), value = pair.section(QLatin1Char('='), 1);
+        QString* target = key == QLatin1String("start_of_file")     ? &exporter.start_of_file
+                          : key == QLatin1String("end_of_file")      ? &exporter.end_of_file
+                          : key == QLatin1String("start_of_record")  ? &exporter.start_of_record
+                          : key == QLatin1String("end_of_record")    ? &exporter.end_of_record
+                          : key == QLatin1String("field_open_tag")   ? &exporter.field_open_tag
+                          : key == QLatin1String("field_close_tag")  ? &exporter.field_close_tag
+                          : key == QLatin1String("field_separator")  ? &exporter.field_separator
+                          : key == QLatin1String("use_end_of_record_in_last_record") ? &exporter.use_end_of_record_in_last_record
+                                                                                     : nullptr;
+        if (!target) return usage(io, QStringLiteral("unknown tag \"%1\"").arg(key));
+        *target = value;
+    }
+    QString error;
+    if (!exporter.writeToFile(out, &error)) {
+        print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(out, error));
+        return kExitUnreadable;
     }
     return kExitOk;
 }

@@ -12,5 +12,7 @@ int runConvert(const QStringList& args, const Streams& io);
 int runNew(const QStringList& args, const Streams& io);
 int runLs(const QStringList& args, const Streams& io);
 int runGenerate(const QStringList& args, const Streams& io);
+int runImport(const QStringList& args, const Streams& io);
+int runExport(const QStringList& args, const Streams& io);
 
 }  // namespace qv::cli

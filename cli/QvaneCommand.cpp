@@ -40,6 +40,12 @@ QString usageText() {
         "  generate           Make passwords: --type TAG (10, 11, 20, 21, 22, 30, 40, 41, 42, 52,\n"
         "                     60, 61; default 40), --length N (5 to 42, default 12), --count K.\n"
         "                     Honours the characters to avoid set in the preferences.\n"
+        "  import FILE TEXT   Add the rows of a tab, comma or semicolon file as records and save FILE.\n"
+        "                     --format 0-3, --encoding CODE, --map cascade|header|COL=TITLE,...,\n"
+        "                     --skip-first.\n"
+        "  export FILE        Write records to a text file: --format 0-5 -o OUT, --fields TITLES,\n"
+        "                     --header, --category NAME, --search TEXT, --preset 1-5,\n"
+        "                     --tags KEY=VALUE,... (custom format 0).\n"
         "\n"
         "The master password is asked on the terminal without echo, or read as one line from\n"
         "standard input with --password-stdin.\n"
@@ -72,6 +78,8 @@ int run(const QStringList& args, const Streams& io) {
     if (first == QLatin1String("new")) return runNew(args.mid(1), io);
     if (first == QLatin1String("ls")) return runLs(args.mid(1), io);
     if (first == QLatin1String("generate")) return runGenerate(args.mid(1), io);
+    if (first == QLatin1String("import")) return runImport(args.mid(1), io);
+    if (first == QLatin1String("export")) return runExport(args.mid(1), io);
     print(io.err, QStringLiteral("qvane: unknown command \"%1\"\n\n").arg(first) + usageText());
     return kExitUsage;
 }
