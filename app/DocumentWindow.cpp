@@ -2,8 +2,10 @@
 
 #include "DocumentController.h"
 #include "BrowserSheets.h"
+#include "ImportExportSheets.h"
 #include "CategoryView.h"
 #include "PasswordSheet.h"
+#include "PlatformServices.h"
 #include "RecordTableModel.h"
 #include "TablePrinter.h"
 
@@ -47,6 +49,8 @@ constexpr int kMinimumHeight = 460;
 DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& path, DocumentController* controller)
     : doc_(std::move(doc)), path_(path), controller_(controller) {
     setAttribute(Qt::WA_DeleteOnClose);
+    ownFilePanel_ = std::make_unique<DesktopFilePanel>(this);
+    filePanel_ = ownFilePanel_.get();
     setMinimumSize(kMinimumWidth, kMinimumHeight);
     resize(900, 600);
     doc_->setUi(this);
@@ -367,6 +371,13 @@ void DocumentWindow::buildMenus() {
         [this] { controller_->saveDocumentAs(this); });
     add(file, QStringLiteral("revertDocumentToSaved:"), QStringLiteral("Revert to Saved"), {},
         [this] { controller_->revertDocumentToSaved(this); });
+    file->addSeparator();
+    add(file, QStringLiteral("importFromTextFile:"), QStringLiteral("Import\u2026"),
+        QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_I), [this] { importFromTextFile(); });
+    add(file, QStringLiteral("exportToTextFile:"), QStringLiteral("Export Shown Records\u2026"), {},
+        [this] { exportRecords(browser_->myArrayController().arrangedObjects()); });
+    add(file, QStringLiteral("exportAllToTextFile:"), QStringLiteral("Export All Records\u2026"),
+        QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_E), [this] { exportRecords(doc_->myArray); });
     file->addSeparator();
     add(file, QStringLiteral("runPageLayout:"), QStringLiteral("Page Setup\u2026"), {}, [this] {
         QPageSetupDialog dialog(&printer_, this);
@@ -871,6 +882,32 @@ void DocumentWindow::closeEvent(QCloseEvent* event) {
         event->accept();
     else
         event->ignore();
+}
+
+// ---- Import and export ----
+
+void DocumentWindow::setFilePanel(FilePanel* panel) { filePanel_ = panel ? panel : ownFilePanel_.get(); }
+
+void DocumentWindow::importFromTextFile() {
+    FilePanelOptions options;
+    options.title = QStringLiteral("Import");
+    options.allowedExtensions = {QStringLiteral("txt"), QStringLiteral("TXT"), QStringLiteral("text"), QStringLiteral("TEXT"),
+                                 QStringLiteral("csv"), QStringLiteral("CSV"), QStringLiteral("tsv"), QStringLiteral("TSV")};
+    const auto path = filePanel_->runOpenPanel(options);
+    if (!path) return;
+    ImportSheet sheet(*browser_, *path, this);
+    activeSheet_ = &sheet;
+    const bool confirmed = sheet.exec() == QDialog::Accepted;
+    activeSheet_ = nullptr;
+    if (confirmed) sheet.runImport();
+    refresh();
+}
+
+void DocumentWindow::exportRecords(const Array& records) {
+    ExportSheet sheet(records, doc_->myKeyArrayForExport, windowTitle().remove(QStringLiteral("[*]")), *filePanel_, this);
+    activeSheet_ = &sheet;
+    sheet.exec();
+    activeSheet_ = nullptr;
 }
 
 }  // namespace qv::app

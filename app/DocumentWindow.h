@@ -8,6 +8,7 @@
 #include "passwordtools/ValueCopier.h"
 #include "document/MyDocument.h"
 #include "foundation/DocumentUi.h"
+#include "foundation/FilePanel.h"
 
 #include <QMainWindow>
 #include <QPointer>
@@ -44,6 +45,10 @@ public:
     ValueCopier* copier() { return copier_.get(); }
     QString filePath() const { return path_; }
     void setFilePath(const QString& path);
+    // Import and export reach files through this panel; tests hand in their own.
+    void setFilePanel(FilePanel* panel);
+    void importFromTextFile();
+    void exportRecords(const Array& records);
     void refresh();  // after the document's content or state changed
 
     // Test hooks into the real widgets.
@@ -143,6 +148,8 @@ private:
     QToolBar* toolbar_ = nullptr;
     QLineEdit* searchField_ = nullptr;
     QWidget* activeSheet_ = nullptr;
+    std::unique_ptr<FilePanel> ownFilePanel_;
+    FilePanel* filePanel_ = nullptr;
     QWidget* detail_ = nullptr;
     QWidget* hud_ = nullptr;
     QLabel* hudLabel_ = nullptr;

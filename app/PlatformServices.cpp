@@ -1,5 +1,8 @@
 #include "PlatformServices.h"
 
+#include <QDir>
+#include <QFileDialog>
+
 #include <QApplication>
 #include <QClipboard>
 #include <QDesktopServices>
@@ -95,6 +98,32 @@ bool DesktopWorkspace::openFile(const QString& path) { return QDesktopServices::
 
 bool DesktopWorkspace::revealFile(const QString& path) {
     return QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(path).absolutePath()));
+}
+
+namespace {
+
+QString filterFor(const QStringList& extensions) {
+    if (extensions.isEmpty()) return QString();
+    QStringList patterns;
+    for (const QString& e : extensions) patterns << QStringLiteral("*.") + e;
+    return QStringLiteral("%1;;All files (*)").arg(patterns.join(QLatin1Char(' ')));
+}
+
+}  // namespace
+
+std::optional<QString> DesktopFilePanel::runOpenPanel(const FilePanelOptions& o) {
+    const QString path = QFileDialog::getOpenFileName(parent_, o.title, o.directory.isEmpty() ? QDir::homePath() : o.directory,
+                                                      filterFor(o.allowedExtensions));
+    if (path.isEmpty()) return std::nullopt;
+    return path;
+}
+
+std::optional<QString> DesktopFilePanel::runSavePanel(const FilePanelOptions& o) {
+    const QString dir = o.directory.isEmpty() ? QDir::homePath() : o.directory;
+    const QString path = QFileDialog::getSaveFileName(parent_, o.title, QDir(dir).filePath(o.suggestedName),
+                                                      filterFor(o.allowedExtensions));
+    if (path.isEmpty()) return std::nullopt;
+    return path;
 }
 
 }  // namespace qv::app

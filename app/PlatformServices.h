@@ -4,6 +4,7 @@
 // where the desktop has no tray, a small always-on-top window to click), and the handlers for
 // URLs and files.
 
+#include "foundation/FilePanel.h"
 #include "foundation/Pasteboard.h"
 #include "foundation/StatusItem.h"
 #include "foundation/Workspace.h"
@@ -44,6 +45,17 @@ public:
     bool openUrl(const QString& url) override;
     bool openFile(const QString& path) override;
     bool revealFile(const QString& path) override;
+};
+
+// Open and save panels as the desktop's file dialogs, on top of `parent`.
+class DesktopFilePanel : public FilePanel {
+public:
+    explicit DesktopFilePanel(QWidget* parent) : parent_(parent) {}
+    std::optional<QString> runOpenPanel(const FilePanelOptions& options) override;
+    std::optional<QString> runSavePanel(const FilePanelOptions& options) override;
+
+private:
+    QPointer<QWidget> parent_;
 };
 
 }  // namespace qv::app

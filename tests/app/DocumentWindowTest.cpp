@@ -1,6 +1,7 @@
 #include "Application.h"
 #include "DocumentController.h"
 #include "DocumentWindow.h"
+#include "ImportExportSheets.h"
 #include "PasswordMakerWindow.h"
 #include "PasswordSheet.h"
 
@@ -10,6 +11,10 @@
 #include "foundation/KeyedArchive.h"
 
 #include <QApplication>
+#include <QCheckBox>
+#include <QListWidget>
+#include <QMenu>
+#include <QToolButton>
 #include <QClipboard>
 #include <QLabel>
 #include <QComboBox>
@@ -529,6 +534,99 @@ TEST(PasswordTools, CopyNoticePushAndPullAndTheGenerator) {
     EXPECT_EQ(maker.password(), before);
     EXPECT_TRUE(maker.findChild<QLabel*>(QStringLiteral("generatorProblem"))->isVisible());
     maker.close();
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    w->close();
+}
+
+namespace {
+
+// Answers open and save panels with fixed paths, as a user picking a file would.
+class ScriptedFilePanel : public FilePanel {
+public:
+    QString openPath, savePath;
+    FilePanelOptions lastSave;
+    std::optional<QString> runOpenPanel(const FilePanelOptions&) override {
+        if (openPath.isEmpty()) return std::nullopt;
+        return openPath;
+    }
+    std::optional<QString> runSavePanel(const FilePanelOptions& o) override {
+        lastSave = o;
+        if (savePath.isEmpty()) return std::nullopt;
+        return savePath;
+    }
+};
+
+}  // namespace
+
+TEST(ImportExportSheets, ImportMappedByHeaderThenExportAllAsQuotedComma) {
+    QTemporaryDir dir;
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = openWithRecords(controller, dir.filePath(QStringLiteral("io.qvane")), 2);
+    ASSERT_NE(w, nullptr);
+    ScriptedFilePanel panel;
+    w->setFilePanel(&panel);
+
+    // Semicolons, a header in another order than the fields, and a quoted separator.
+    panel.openPath = dir.filePath(QStringLiteral("in.csv"));
+    QFile in(panel.openPath);
+    ASSERT_TRUE(in.open(QIODevice::WriteOnly));
+    in.write("password;name;category;note\r\n\"p;1\";Bank;Money;first\r\np2;Shop;Money;\r\np3;Mail;Web;x\r\n");
+    in.close();
+
+    ModalScript importing({[](QWidget* sheet) {
+        auto* s = qobject_cast<ImportSheet*>(sheet);
+        ASSERT_NE(s, nullptr);
+        // Four columns, mapped in field order to begin with.
+        ASSERT_EQ(s->columnTable()->rowCount(), 4);
+        EXPECT_EQ(s->manager().numberOfImportedFields, 4);
+        auto* tools = s->findChild<QToolButton*>(QStringLiteral("toolsPopUpButton"));
+        ASSERT_NE(tools, nullptr);
+        QAction* byHeader = nullptr;
+        for (QAction* a : tools->menu()->actions())
+            if (a->text() == QStringLiteral("By the Names in the First Row")) byHeader = a;
+        ASSERT_NE(byHeader, nullptr);
+        byHeader->trigger();
+        EXPECT_TRUE(s->findChild<QCheckBox*>(QStringLiteral("doNotImportFirstRecord"))->isChecked());
+        auto* destination = qobject_cast<QComboBox*>(s->columnTable()->cellWidget(0, 2));
+        ASSERT_NE(destination, nullptr);
+        EXPECT_EQ(destination->currentText(), QStringLiteral("Password"));
+        QTest::mouseClick(s->findChild<QPushButton*>(QStringLiteral("doImport")), Qt::LeftButton);
+    }});
+    w->action(QStringLiteral("importFromTextFile:"))->trigger();
+    ASSERT_TRUE(importing.done());
+    const Array& records = w->document().myArray;
+    ASSERT_EQ(records.count(), 5);
+    const Dictionary bank = records.at(2).toDictionary();
+    EXPECT_EQ(bank.value(keys::name).toString(), QStringLiteral("Bank"));
+    EXPECT_EQ(bank.value(keys::password).toString(), QStringLiteral("p;1"));
+    EXPECT_EQ(bank.value(keys::categoryPtr).toDictionary().value(keys::cat_category).toString(), QStringLiteral("Money"));
+    EXPECT_TRUE(bank.value(keys::categoryPtr).isIdenticalTo(records.at(3).toDictionary().value(keys::categoryPtr)));
+    EXPECT_FALSE(bank.contains(QStringLiteral("categoryNAME")));
+    EXPECT_EQ(w->recordTable()->model()->rowCount(), 5);
+    EXPECT_TRUE(w->isWindowModified());
+
+    // Export: all ten fields, quoted comma, a header row, into the file the panel gives.
+    panel.savePath = dir.filePath(QStringLiteral("out.csv"));
+    ModalScript exporting({[](QWidget* sheet) {
+        auto* s = qobject_cast<ExportSheet*>(sheet);
+        ASSERT_NE(s, nullptr);
+        QTest::mouseClick(s->findChild<QPushButton*>(QStringLiteral("addAllToRight")), Qt::LeftButton);
+        EXPECT_EQ(s->findChild<QListWidget*>(QStringLiteral("rightKeyList"))->count(), 10);
+        EXPECT_EQ(s->findChild<QListWidget*>(QStringLiteral("leftKeyList"))->count(), 0);
+        s->findChild<QComboBox*>(QStringLiteral("exportFormat"))->setCurrentIndex(2);
+        s->findChild<QCheckBox*>(QStringLiteral("useFieldNamesAsFirstRow"))->setChecked(true);
+        QTest::mouseClick(s->findChild<QPushButton*>(QStringLiteral("doExport")), Qt::LeftButton);
+    }});
+    w->action(QStringLiteral("exportAllToTextFile:"))->trigger();
+    ASSERT_TRUE(exporting.done());
+    EXPECT_EQ(panel.lastSave.suggestedName, QStringLiteral("io Export.csv"));
+    QFile out(panel.savePath);
+    ASSERT_TRUE(out.open(QIODevice::ReadOnly));
+    const QList<QByteArray> lines = out.readAll().split('\n');
+    ASSERT_EQ(lines.size(), 6);  // header and five records, no line end after the last
+    EXPECT_EQ(lines[0], QByteArray("\"Category\",\"Name\",\"Url\",\"Account\",\"User ID\",\"Password\",\"Pin\",\"Security\",\"Email\",\"Note\""));
+    EXPECT_TRUE(lines[3].startsWith("\"Money\",\"Bank\",\"\",\"\",\"\",\"p;1\"")) << lines[3].toStdString();
     w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
     w->close();
 }
