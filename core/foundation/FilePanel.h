@@ -12,6 +12,7 @@ struct FilePanelOptions {
     QString directory;
     QString suggestedName;         // save panels
     QStringList allowedExtensions; // without dots; empty allows everything
+    QString prompt;                // the accept button's label; empty for the usual one
 };
 
 // Open and save panels. nullopt when the user cancels.

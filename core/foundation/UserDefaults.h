@@ -31,6 +31,9 @@ public:
     double doubleForKey(const QString& key) const { return objectForKey(key).toDouble(); }
     bool boolForKey(const QString& key) const { return objectForKey(key).toBool(); }
 
+    // Writes what was set to lasting storage now, not at some later moment.
+    virtual void synchronize() {}
+
 protected:
     virtual Value stored(const QString& key) const = 0;
     virtual void store(const QString& key, const Value& value) = 0;  // absent erases
@@ -56,6 +59,7 @@ public:
     explicit SettingsUserDefaults(std::unique_ptr<QSettings> settings);
     ~SettingsUserDefaults() override;
     void sync();
+    void synchronize() override { sync(); }
 
 protected:
     Value stored(const QString& key) const override;

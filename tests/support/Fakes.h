@@ -192,10 +192,24 @@ class FakeFeedFetcher : public FeedFetcher {
 public:
     QHash<QString, QByteArray> feeds;  // a URL not listed does not answer
     std::vector<QString> requested;
+    // When set, answers wait in `held` until the test releases them, as a slow network would.
+    bool hold = false;
+    std::deque<std::function<void()>> held;
     void fetch(const QString& url, std::function<void(std::optional<QByteArray>)> done) override {
         requested.push_back(url);
-        if (feeds.contains(url)) done(feeds.value(url));
-        else done(std::nullopt);
+        auto answer = [this, url, done] {
+            if (feeds.contains(url)) done(feeds.value(url));
+            else done(std::nullopt);
+        };
+        if (hold) held.push_back(answer);
+        else answer();
+    }
+    void releaseAll() {
+        while (!held.empty()) {
+            auto a = std::move(held.front());
+            held.pop_front();
+            a();
+        }
     }
 };
 
