@@ -33,6 +33,9 @@ inline const QString cat_textColor = internKey(QStringLiteral("cat_textColor"));
 inline const QString cat_howManyUsingThis = internKey(QStringLiteral("cat_howManyUsingThis"));
 inline const QString cat_uniqueID = internKey(QStringLiteral("cat_uniqueID"));
 inline const QString records = internKey(QStringLiteral("records"));
+// Only in the field-by-field tables of old files.
+inline const QString cat_mark = internKey(QStringLiteral("cat_mark"));
+inline const QString category = internKey(QStringLiteral("category"));
 
 // Colour dictionary
 inline const QString r = internKey(QStringLiteral("r"));

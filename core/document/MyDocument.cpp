@@ -322,10 +322,10 @@ std::int32_t MyDocument::Decript() {
         myCommonCrypto = ZKCommonCrypto::initWithPassword(plainPassword);
         myCommonCrypto->setPasswordToDecrypt(plainPassword, myIV.toData(), mySalt.toData());
     }
-    if (!isCurrentGeneration(docVersionRapresentation) && docVersionRapresentation < 30000) {
-        // The field-by-field generations are not read yet; their attempt ends as a wrong
-        // password rather than in a half-opened document.
-        return 1;
+    if (const int group = LegacyMigration::groupOf(docVersionRapresentation)) {
+        const std::int32_t result = LegacyMigration::decript(*this, group);
+        if (result == 0 && onTablesInstalled) onTablesInstalled();
+        return result;
     }
     if (!myCommonCrypto) return 1;
 

@@ -9,6 +9,8 @@
 
 #include "crypto/ZKCommonCrypto.h"
 #include "crypto/ZKCryptoDoc.h"
+#include "crypto/ZKCrypto.h"
+#include "document/LegacyMigration.h"
 #include "foundation/DocumentUi.h"
 #include "foundation/Sender.h"
 #include "foundation/Value.h"
@@ -83,6 +85,11 @@ public:
     std::uint64_t docVersionRapresentation = 0;
 
     std::unique_ptr<ZKCommonCrypto> myCommonCrypto;
+    // The old files' engine, with the vector all of them share; Decript gives it the password.
+    ZKCrypto myCryptoEngine{LegacyMigration::kInitVector, QString()};
+    // The list controllers that make and add categories and records when an old file is
+    // converted; whoever shows the document's records (the browser) sets itself here.
+    RecordControllers* recordControllers = nullptr;
     Value mySalt, myIV, myRCDataEncrypted, mySha1_RcData;  // data, or absent
     Value myEncryptedArrayData, myEncryptedCategoryArrayData, myEncryptedEmailArrayData,
         myEncryptedDocumentCreationDateData;

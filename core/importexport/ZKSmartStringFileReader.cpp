@@ -1,9 +1,10 @@
 #include "ZKSmartStringFileReader.h"
 
+#include "foundation/MacRoman.h"
+
 #include <QFile>
 #include <QStringDecoder>
 
-#include <unicode/ucnv.h>
 
 namespace qv {
 
@@ -35,19 +36,6 @@ std::optional<QString> decodeWithMark(const QByteArray& bytes, bool wide) {
     return strictDecode(bytes, E::Utf32BE, QStringDecoder::Flag::Stateless);
 }
 
-std::optional<QString> macRoman(const QByteArray& bytes) {
-    UErrorCode status = U_ZERO_ERROR;
-    UConverter* conv = ucnv_open("macintosh", &status);
-    if (U_FAILURE(status)) return std::nullopt;
-    QString out(bytes.size() * 2 + 1, Qt::Uninitialized);
-    const int32_t n = ucnv_toUChars(conv, reinterpret_cast<UChar*>(out.data()), int32_t(out.size()), bytes.constData(),
-                                    int32_t(bytes.size()), &status);
-    ucnv_close(conv);
-    if (U_FAILURE(status)) return std::nullopt;
-    out.truncate(n);
-    return out;
-}
-
 }  // namespace
 
 std::optional<QString> ZKSmartStringFileReader::decode(const QByteArray& bytes, int code) {
@@ -60,7 +48,7 @@ std::optional<QString> ZKSmartStringFileReader::decode(const QByteArray& bytes, 
     case UTF32: return decodeWithMark(bytes, true);
     case UTF32BE: return strictDecode(bytes, E::Utf32BE, QStringDecoder::Flag::Stateless);
     case UTF32LE: return strictDecode(bytes, E::Utf32LE, QStringDecoder::Flag::Stateless);
-    case MacOSRoman: return macRoman(bytes);
+    case MacOSRoman: return MacRoman::decode(bytes);
     case ASCII:
         for (char c : bytes)
             if (static_cast<unsigned char>(c) > 127) return std::nullopt;
