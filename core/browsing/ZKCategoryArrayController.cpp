@@ -3,6 +3,7 @@
 #include "document/DocumentKeys.h"
 #include "document/DocumentTexts.h"
 #include "document/RecordModel.h"
+#include "foundation/TypedStream.h"
 
 namespace qv {
 
@@ -89,6 +90,18 @@ Value ZKColoredCategoryArrayController::newObject() {
 }  // namespace qv
 
 namespace qv {
+
+void ZKColoredCategoryArrayController::adjustFromOldRelease(const Array& categories) {
+    for (const Value& v : categories) {
+        Dictionary c = v.toDictionary();
+        for (const QString* key : {&keys::cat_backColor, &keys::cat_textColor}) {
+            const Value archived = c.value(*key);
+            if (!archived.isData()) continue;
+            if (const auto color = TypedStream::decodeColor(archived.toData()))
+                c.set(*key, Value(ZKColorUtilOSX::dictFromNSColor(RgbaColor{color->r, color->g, color->b, color->a})));
+        }
+    }
+}
 
 void ZKColoredCategoryArrayController::adjustFromAncientRelease(Array& categories) {
     if (categories.isEmpty()) categories.append(newObject());

@@ -34,6 +34,9 @@ public:
     Value newObject() override;
     // Brings categories of the first releases up to date: at least one category, ids numbered
     // from 1 in order, missing colours and counts filled in. No flow calls it today.
+    // Colours still held as archived colour objects become colour dictionaries; a value that is
+    // not such an archive is left as it is.
+    static void adjustFromOldRelease(const Array& categories);
     void adjustFromAncientRelease(Array& categories);
 };
 

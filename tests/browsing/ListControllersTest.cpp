@@ -127,4 +127,12 @@ TEST(CategoryLookups, AncientCategoriesAreBroughtUpToDate) {
     Array none;
     controller.adjustFromAncientRelease(none);
     EXPECT_EQ(none.count(), 1);
+
+    // Colours kept as old archived colour objects become dictionaries; anything else stays.
+    const QByteArray blue("\x04\x0bstreamtyped\x81\xe8\x03\x84\x01@\x84\x84\x84\x07NSColor\x00\x84\x84\x08NSObject"
+                          "\x00\x85\x84\x01" "c\x01\x84\x04" "ffff\x00\x00\x01\x01\x86", 59);
+    Array archived{Value(Dictionary{{keys::cat_backColor, Value::data(blue)}, {keys::cat_textColor, Value::data("junk")}})};
+    ZKColoredCategoryArrayController::adjustFromOldRelease(archived);
+    EXPECT_DOUBLE_EQ(archived.at(0).toDictionary().valueForKeyPath(QStringLiteral("cat_backColor.b")).toDouble(), 1);
+    EXPECT_TRUE(archived.at(0).toDictionary().value(keys::cat_textColor).isData());
 }
