@@ -2,9 +2,23 @@
 
 #include "DocumentWindow.h"
 
+#include "foundation/ZKAppSupportUtility.h"
+#include "shell/ZKValueTransformers.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QDir>
+#include <QFileDialog>
 #include <QFontDatabase>
 #include <QGuiApplication>
+#include <QHeaderView>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPushButton>
 #include <QSettings>
+#include <QStandardPaths>
+#include <QTableView>
+#include <QTimer>
 
 // Images compiled into the program's library; a static library needs its resources pulled in.
 static void initResources() { Q_INIT_RESOURCE(resources); }
@@ -43,6 +57,20 @@ Application::Application(std::unique_ptr<UserDefaults> settings)
     services_.showPasswordMaker = [this] { passwordMaker().showPasswordMaker(); };
     documents_.setServices(&services_);
     MyAppDelegate::initialize(*defaults_);
+    ZKPhoneHome& home = ZKPhoneHome::sharedPhoneHome();
+    home.SetValueAppRelease(kReleaseNumber, QStringLiteral("Quorvane"), updates::mirror(*defaults_, 1),
+                            updates::mirror(*defaults_, 2), updates::mirror(*defaults_, 3), updates::mirror(*defaults_, 4));
+    home.setServices({defaults_.get(), &feedFetcher_, &workspace_, [this](const Alert& a) { return runModal(a); },
+                      [this] { ZKAppSupportUtility::visitUs(workspace_); }, {}});
+    delegate_.setServices({defaults_.get(), this, &workspace_, &home,
+                           QStringLiteral(":/guide/%1.pdf").arg(delegate_.getUserGuideName()),
+                           QStandardPaths::writableLocation(QStandardPaths::AppDataLocation)});
+    connect(&documents_, &DocumentController::documentAdded, this, [this](DocumentWindow* w) {
+        delegate_.documentIsOpening = 1;
+        addApplicationCommands(w);
+        applyTablePreferences(w);
+        if (welcome_) welcome_->close();
+    });
     delegate_.adjustBeforeFinishingLaunching(*defaults_);
     delegate_.buildUpFontMenuAndBindProgrammatically(QFontDatabase::families());
     if (auto* gui = qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
@@ -53,8 +81,159 @@ Application::Application(std::unique_ptr<UserDefaults> settings)
     }
     // Read once at launch: a change in a running program takes effect at the next start.
     documents_.setAutosavingDelay(double(defaults_->integerForKey(prefs::autosavingDelay)));
+}
+
+Application::~Application() {
+    // The shared update checker outlives this object; it must not call back into it.
+    ZKPhoneHome::sharedPhoneHome().setServices({});
+    delegate_.startupDocStateChanged = nullptr;
+}
+
+void Application::applicationDidFinishLaunching() {
+    delegate_.executeDocumentStartupAsInPref();
+    ZKPhoneHome::sharedPhoneHome().startupProcedure();
     delegate_.finishedLaunching = 1;
 }
+
+void Application::showWelcomeIfNothingOpen() {
+    if (hasDocuments()) return;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (w->isVisible() && w->isWindow() && !w->inherits("QMenu")) return;
+    if (!welcome_) {
+        welcome_ = std::make_unique<MainWindow>(&documents_);
+        addApplicationCommands(welcome_.get());
+    }
+    welcome_->show();
+}
+
+PreferencesWindow& Application::preferences() {
+    if (!preferences_) {
+        preferences_ = std::make_unique<PreferencesWindow>(*defaults_, delegate_);
+        connect(preferences_.get(), &PreferencesWindow::preferenceChanged, this, &Application::preferenceChanged);
+    }
+    return *preferences_;
+}
+
+void Application::addApplicationCommands(QMainWindow* window) {
+    const QList<QAction*> menus = window->menuBar()->actions();
+    QMenu* app = menus.isEmpty() ? nullptr : menus.first()->menu();
+    if (!app) return;
+    for (QAction* a : app->actions()) {
+        if (a->text() != ZKAppDelegateBase::softwareUpdateMenuTitle()) continue;
+        connect(a, &QAction::triggered, this, [this] { delegate_.checkForLastReleaseAvailable(Sender{}); });
+        auto* prefsItem = new QAction(QStringLiteral("Preferences\u2026"), app);
+        prefsItem->setObjectName(QStringLiteral("openPreferences:"));
+        prefsItem->setShortcut(QKeySequence(Qt::CTRL | Qt::Key_Comma));
+        prefsItem->setMenuRole(QAction::PreferencesRole);
+        connect(prefsItem, &QAction::triggered, this, [this] { openPreferences(); });
+        const int at = int(app->actions().indexOf(a));
+        QAction* before = app->actions().value(at + 1);
+        app->insertSeparator(before);
+        app->insertAction(before, prefsItem);
+        break;
+    }
+    QMenu* help = window->menuBar()->addMenu(QStringLiteral("Help"));
+    help->setObjectName(QStringLiteral("myHelpMenu"));
+    QAction* guide = help->addAction(delegate_.getUserGuideName());
+    guide->setObjectName(QStringLiteral("openUserGuide:"));
+    guide->setShortcut(QKeySequence::HelpContents);
+    connect(guide, &QAction::triggered, this, [this] { delegate_.openUserGuide(Sender{}); });
+    help->addSeparator();
+    connect(help->addAction(QStringLiteral("Quorvane Web Page")), &QAction::triggered, this,
+            [this] { ZKAppSupportUtility::visitAppUrl(workspace_); });
+    connect(help->addAction(QStringLiteral("Zenmorrow Web Site")), &QAction::triggered, this,
+            [this] { ZKAppSupportUtility::visitUs(workspace_); });
+    connect(help->addAction(QStringLiteral("Zenmorrow on Social Media")), &QAction::triggered, this,
+            [this] { ZKAppSupportUtility::visitTwitter(workspace_); });
+    connect(help->addAction(QStringLiteral("Support Request by E-mail\u2026")), &QAction::triggered, this,
+            [this] { ZKAppSupportUtility::emailUs(workspace_, delegate_.releaseString); });
+}
+
+void Application::applyTablePreferences(DocumentWindow* w) {
+    if (QTableView* table = w->recordTable()) {
+        QFont font = table->font();
+        const QString family = defaults_->stringForKey(prefs::tableFontFamily);
+        if (!family.isEmpty()) font.setFamily(family);
+        const double size = defaults_->doubleForKey(prefs::tableFontSize);
+        if (size > 0) font.setPointSizeF(size);
+        font.setBold(defaults_->boolForKey(prefs::tableFontBold));
+        font.setItalic(defaults_->boolForKey(prefs::tableFontItalic));
+        table->setFont(font);
+        // Row height follows the size through the same transformer as the layout always used,
+        // never lower than the font needs on this desktop.
+        const int height = ValueTransformers::transform(QStringLiteral("heightAmplifier"), font.pointSizeF()).toInt();
+        table->verticalHeader()->setDefaultSectionSize(std::max(height, QFontMetrics(font).height() + 4));
+    }
+    w->browser().tableSortCompare = defaults_->integerForKey(prefs::tableSortCompare);
+}
+
+void Application::preferenceChanged(const QString& key) {
+    if (key.startsWith(QLatin1String("tableFont"))) {
+        for (DocumentWindow* w : documents_.documents()) applyTablePreferences(w);
+    } else if (key == prefs::tableSortCompare) {
+        // Every open document sorts again by its remembered column with the new comparison.
+        for (DocumentWindow* w : documents_.documents()) {
+            applyTablePreferences(w);
+            const MyDocument& doc = w->document();
+            if (doc.isDecrypted() && !doc.latestOrderedColumn.toString().isEmpty())
+                w->browser().orderByColumnWithidentifier(doc.latestOrderedColumn.toString(),
+                                                         doc.latestOrderedColumnAscending);
+        }
+    }
+}
+
+void Application::newDocument() { documents_.newDocument(); }
+
+void Application::openDocument() {
+    documents_.openDocumentWithPanel(QApplication::activeWindow());
+    showWelcomeIfNothingOpen();
+}
+
+void Application::openDocumentWithContentsOfURL(const QString& path, std::function<void()> completion) {
+    documents_.openDocument(path);
+    if (completion) completion();
+    showWelcomeIfNothingOpen();
+}
+
+int Application::runModal(const Alert& alert) {
+    QMessageBox box(QApplication::activeWindow());
+    box.setWindowModality(Qt::ApplicationModal);
+    box.setWindowTitle(QStringLiteral("Quorvane"));
+    box.setIcon(QMessageBox::Warning);
+    box.setText(alert.messageText);
+    box.setInformativeText(alert.informativeText);
+    const QStringList titles = alert.buttons.isEmpty() ? QStringList{QStringLiteral("OK")} : alert.buttons;
+    std::vector<QAbstractButton*> buttons;
+    for (const QString& t : titles)
+        buttons.push_back(box.addButton(t, buttons.empty() ? QMessageBox::AcceptRole : QMessageBox::RejectRole));
+    box.setDefaultButton(qobject_cast<QPushButton*>(buttons.front()));
+    box.setEscapeButton(buttons.back());
+    box.exec();
+    for (size_t i = 0; i < buttons.size(); ++i)
+        if (box.clickedButton() == buttons[i]) return kAlertFirstButtonReturn + int(i);
+    return kAlertFirstButtonReturn + int(buttons.size()) - 1;
+}
+
+void Application::openPreferences() { preferences().openPreferences(); }
+
+std::optional<QString> Application::runOpenPanelOnPreferences(const FilePanelOptions& options) {
+    QFileDialog panel(&preferences(), options.title, options.directory.isEmpty() ? QDir::homePath() : options.directory);
+    panel.setWindowModality(Qt::WindowModal);
+    panel.setFileMode(QFileDialog::ExistingFile);
+    if (!options.prompt.isEmpty()) panel.setLabelText(QFileDialog::Accept, options.prompt);
+    QStringList patterns;
+    for (const QString& e : options.allowedExtensions)
+        if (!e.isEmpty()) patterns << QStringLiteral("*.") + e;
+    if (!patterns.isEmpty()) panel.setNameFilter(QStringLiteral("Quorvane documents (%1)").arg(patterns.join(QLatin1Char(' '))));
+    if (panel.exec() != QDialog::Accepted || panel.selectedFiles().isEmpty()) return std::nullopt;
+    return panel.selectedFiles().last();
+}
+
+void Application::scheduleTimer(double seconds, std::function<void()> fire) {
+    QTimer::singleShot(int(seconds * 1000), this, [fire = std::move(fire)] { fire(); });
+}
+
+void Application::postToMainQueue(std::function<void()> step) { MainQueue::post(std::move(step)); }
 
 PasswordMakerWindow& Application::passwordMaker() {
     if (!passwordMaker_) passwordMaker_ = std::make_unique<PasswordMakerWindow>(delegate_, *defaults_);

@@ -4,8 +4,11 @@
 // automatic lock that follows the application into the background and back.
 
 #include "DocumentController.h"
+#include "MainWindow.h"
+#include "NetworkFeedFetcher.h"
 #include "PasswordMakerWindow.h"
 #include "PlatformServices.h"
+#include "PreferencesWindow.h"
 
 #include "passwordtools/PushAndPull.h"
 #include "shell/ZKUrlResolutor.h"
@@ -13,7 +16,9 @@
 #include "crypto/AutomaticLockTimer.h"
 #include "foundation/MainQueue.h"
 #include "foundation/UserDefaults.h"
+#include "shell/ApplicationUi.h"
 #include "shell/MyAppDelegate.h"
+#include "shell/ZKPhoneHome.h"
 
 #include <QObject>
 
@@ -21,11 +26,39 @@
 
 namespace qv::app {
 
-class Application : public QObject {
+class Application : public QObject, public ApplicationUi {
     Q_OBJECT
 public:
     // `settings` may be null: the user's INI file under the XDG config folder is used.
     explicit Application(std::unique_ptr<UserDefaults> settings = nullptr);
+    ~Application() override;
+
+    // After the files given at launch are open: the start-up document action and the daily
+    // update check. Tests that build an Application don't call it, so they never go online.
+    void applicationDidFinishLaunching();
+    // Shows the window for no document when nothing else is on screen.
+    void showWelcomeIfNothingOpen();
+    MainWindow* welcomeWindow() const { return welcome_.get(); }
+
+    PreferencesWindow& preferences();
+    ZKPhoneHome& phoneHome() { return ZKPhoneHome::sharedPhoneHome(); }
+    NetworkFeedFetcher& feedFetcher() { return feedFetcher_; }
+    // The application menu's Preferences and Software Update, and the Help menu, in a window.
+    void addApplicationCommands(QMainWindow* window);
+    // The table font and sort comparison of the preferences, on one document or on all.
+    void applyTablePreferences(class DocumentWindow* window);
+    void preferenceChanged(const QString& key);
+
+    // ApplicationUi
+    bool hasDocuments() const override { return !documents_.documents().empty(); }
+    void newDocument() override;
+    void openDocument() override;
+    void openDocumentWithContentsOfURL(const QString& path, std::function<void()> completion) override;
+    int runModal(const Alert& alert) override;
+    void openPreferences() override;
+    std::optional<QString> runOpenPanelOnPreferences(const FilePanelOptions& options) override;
+    void scheduleTimer(double seconds, std::function<void()> fire) override;
+    void postToMainQueue(std::function<void()> step) override;
 
     UserDefaults& defaults() { return *defaults_; }
     MyAppDelegate& delegate() { return delegate_; }
@@ -54,6 +87,9 @@ private:
     PushAndPull pushAndPull_;
     AppServices services_;
     std::unique_ptr<PasswordMakerWindow> passwordMaker_;
+    NetworkFeedFetcher feedFetcher_;
+    std::unique_ptr<PreferencesWindow> preferences_;
+    std::unique_ptr<MainWindow> welcome_;
 };
 
 }  // namespace qv::app

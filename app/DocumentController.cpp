@@ -30,6 +30,7 @@ DocumentWindow* DocumentController::newDocument() {
     w->document().prepareNewDocument();
     w->refresh();
     windows_.push_back(w);
+    Q_EMIT documentAdded(w);
     w->show();
     return w;
 }
@@ -66,6 +67,7 @@ DocumentWindow* DocumentController::openDocument(const QString& path) {
     noteRecentDocument(absolute);
     w->refresh();
     windows_.push_back(w);
+    Q_EMIT documentAdded(w);
     // A document from a file shows only its locked page, at the smallest size, centred.
     w->shrinkToMinimumSizeAndPin();
     w->show();

@@ -62,6 +62,10 @@ public:
     // Writes the file atomically; false with a message when it could not be written.
     static bool writeAtomically(const QString& path, const QByteArray& bytes, QString* error);
 
+Q_SIGNALS:
+    // A new or opened document has its window, before it is shown.
+    void documentAdded(DocumentWindow* window);
+
 private:
     std::vector<DocumentWindow*> windows_;
     int untitledCount_ = 0;

@@ -2,6 +2,7 @@
 
 #include "DocumentController.h"
 #include "BrowserSheets.h"
+#include "DropArea.h"
 #include "ImportExportSheets.h"
 #include "CategoryView.h"
 #include "PasswordSheet.h"
@@ -13,6 +14,7 @@
 #include "shell/ZKUrlResolutor.h"
 #include "document/DocumentTexts.h"
 #include "shell/MyAppDelegate.h"
+#include "shell/ZKDragDropView.h"
 
 #include <QAction>
 #include <QApplication>
@@ -269,6 +271,18 @@ void DocumentWindow::buildDetail(QWidget* parent) {
                         [this, edit] { controller_->services()->resolutor->openUrl(edit->text()); });
                 row->addWidget(open);
             }
+        }
+        if (k == keys::url) {
+            // A file or a web address dropped here becomes the selected record's URL.
+            auto* drop = new DropArea(detail_);
+            connect(drop, &DropArea::valueDropped, this, [this](const QString& dropKey, const QString& value) {
+                if (!observeDropArea(browser_->myArrayController(), dropKey, value)) return;
+                browser_->recordEdited();
+                doc_->updateChangeCount(ZKCryptoDoc::kChangeDone);
+                showSelectedRecord();
+                model_->reload();
+            });
+            row->addWidget(drop);
         }
         if (k == keys::email) {
             // The document's list of addresses, offered beside the field.

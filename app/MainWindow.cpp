@@ -23,8 +23,8 @@ MainWindow::MainWindow(DocumentController* controller, QWidget* parent) : QMainW
     QAction* about = applicationMenu_->addAction(QStringLiteral("About Quorvane"));
     about->setMenuRole(QAction::AboutRole);
     connect(about, &QAction::triggered, this, &MainWindow::showAbout);
-    // The update check comes with its own issue; the item stands where users look for it.
-    applicationMenu_->addAction(ZKAppDelegateBase::softwareUpdateMenuTitle());
+    // The program connects it to the update check, beside Preferences.
+    applicationMenu_->addAction(ZKAppDelegateBase::softwareUpdateMenuTitle())->setObjectName(QStringLiteral("checkForUpdates"));
     applicationMenu_->addSeparator();
     QAction* quit = applicationMenu_->addAction(QStringLiteral("Quit Quorvane"));
     quit->setShortcut(QKeySequence::Quit);

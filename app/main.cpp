@@ -1,14 +1,11 @@
 #include "Application.h"
 #include "DocumentController.h"
 #include "DocumentWindow.h"
-#include "MainWindow.h"
 #include "SingleInstance.h"
 
 #include "foundation/ZKAppSupportUtility.h"
 
 #include <QApplication>
-
-#include <memory>
 
 int main(int argc, char** argv) {
     QApplication app(argc, argv);
@@ -28,17 +25,17 @@ int main(int argc, char** argv) {
     qv::app::Application quorvane;
     qv::app::DocumentController& documents = quorvane.documents();
     for (const QString& f : files) documents.openDocument(f);
+    // The desktop's own untitled document at launch, when the preference asks for one.
+    if (documents.documents().empty() && quorvane.delegate().applicationShouldOpenUntitledFile())
+        documents.newDocument();
+    quorvane.applicationDidFinishLaunching();
     // Without a document to show, the empty window offers New and Open.
-    std::unique_ptr<qv::app::MainWindow> welcome;
-    if (documents.documents().empty()) {
-        welcome = std::make_unique<qv::app::MainWindow>(&documents);
-        welcome->show();
-    }
+    quorvane.showWelcomeIfNothingOpen();
     QObject::connect(&instance, &qv::app::SingleInstance::filesReceived, &app, [&](const QStringList& received) {
         for (const QString& f : received) documents.openDocument(f);
         QWidget* front = QApplication::activeWindow();
         if (!front && !documents.documents().empty()) front = documents.documents().back();
-        if (!front && welcome) front = welcome.get();
+        if (!front) front = quorvane.welcomeWindow();
         if (front) {
             front->show();
             front->raise();

@@ -1,0 +1,111 @@
+#pragma once
+
+// The preferences window: a toolbar of six panes over a tab view. Choosing a pane shows its tab
+// and gives the window that pane's height, the top edge held still. Every control writes its
+// preference as soon as it changes.
+
+#include "foundation/UserDefaults.h"
+#include "shell/MyAppDelegate.h"
+
+#include <QAction>
+#include <QHash>
+#include <QList>
+#include <QMainWindow>
+#include <QObject>
+
+#include <functional>
+#include <vector>
+
+class QTabWidget;
+class QToolBar;
+class QLabel;
+class QActionGroup;
+
+namespace qv::app {
+
+// The pane mechanism; a subclass names the panes.
+class ZKPrefToolbarDelegate : public QObject {
+    Q_OBJECT
+public:
+    using QObject::QObject;
+
+    QMainWindow* myWindow = nullptr;
+    QTabWidget* myTabView = nullptr;
+    QToolBar* toolbar = nullptr;
+    QHash<QString, QAction*> items;  // stays empty
+    QList<double> myHeightArray;
+
+    virtual QList<double> heightArray() const { return {}; }
+    virtual QStringList returnAllkeys() const { return {}; }
+    // toolbar:itemForItemIdentifier:willBeInsertedIntoToolbar:
+    virtual QAction* toolbarItemForItemIdentifier(const QString&, bool) { return nullptr; }
+
+    void awakeFromNib();
+    void AttachToWindow();
+    QStringList toolbarDefaultItemIdentifiers() const { return returnAllkeys(); }
+    QStringList toolbarAllowedItemIdentifiers() const { return returnAllkeys(); }
+    QStringList toolbarSelectableItemIdentifiers() const { return returnAllkeys(); }
+    void toolbaritemclicked() {}
+    // The item's pane, or with none the first pane.
+    void PanelAction(QAction* sender);
+    void SetPanelTab(int index);
+
+    // Room the title bar and the toolbar take, added to a pane's height.
+    static constexpr int kFrameAllowance = 78;
+
+private:
+    void resizeToPane(int index);
+    QList<QAction*> toolbarItems() const;
+    QActionGroup* group_ = nullptr;
+};
+
+class MyPrefToolbarDelegate : public ZKPrefToolbarDelegate {
+    Q_OBJECT
+public:
+    using ZKPrefToolbarDelegate::ZKPrefToolbarDelegate;
+    QList<double> heightArray() const override { return {215, 153, 150, 424, 140, 150}; }
+    QStringList returnAllkeys() const override;
+    QAction* toolbarItemForItemIdentifier(const QString& identifier, bool willBeInserted) override;
+};
+
+class PreferencesWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    PreferencesWindow(UserDefaults& defaults, MyAppDelegate& delegate, QWidget* parent = nullptr);
+
+    ZKPrefToolbarDelegate& toolbarDelegate() { return *toolbarDelegate_; }
+    QTabWidget* tabView() const { return tabs_; }
+
+    // openPreferences:, openPreferencesAtSenderTagTab:, openPreferencesAtTab:
+    void openPreferences();
+    void openPreferencesAtTab(int index);
+
+    // Every control shows what the preferences hold now.
+    void reloadFromDefaults();
+    // The registered defaults back, for every key that has one.
+    void restoreDefaults();
+
+Q_SIGNALS:
+    void preferenceChanged(const QString& key);
+
+private:
+    QWidget* buildGeneral();
+    QWidget* buildFont();
+    QWidget* buildPasswordCreate();
+    QWidget* buildTiming();
+    QWidget* buildAdvanced();
+    QWidget* buildSoftwareUpdate();
+    void set(const QString& key, const Value& value);
+    void showStartupDocState();
+
+    UserDefaults& defaults_;
+    MyAppDelegate& delegate_;
+    QTabWidget* tabs_ = nullptr;
+    MyPrefToolbarDelegate* toolbarDelegate_ = nullptr;
+    std::vector<std::function<void()>> reloaders_;
+    bool loading_ = false;
+    QLabel* startupDocLabel_ = nullptr;
+    QLabel* lastCheckLabel_ = nullptr;
+};
+
+}  // namespace qv::app

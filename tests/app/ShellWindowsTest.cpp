@@ -1,0 +1,328 @@
+#include "Application.h"
+#include "DocumentController.h"
+#include "DocumentWindow.h"
+#include "DropArea.h"
+#include "MainWindow.h"
+#include "NetworkFeedFetcher.h"
+#include "PreferencesWindow.h"
+
+#include "document/DocumentKeys.h"
+#include "document/RecordModel.h"
+#include "foundation/PropertyList.h"
+#include "support/EventLoop.h"
+#include "support/Fakes.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDoubleSpinBox>
+#include <QRadioButton>
+#include <QToolBar>
+#include <QDir>
+#include <QDropEvent>
+#include <QFile>
+#include <QLineEdit>
+#include <QMenuBar>
+#include <QMimeData>
+#include <QPushButton>
+#include <QTabWidget>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrl>
+
+#include <gtest/gtest.h>
+
+using namespace qv;
+using namespace qv::app;
+
+namespace {
+
+int frameHeight(const QWidget& w) { return w.frameGeometry().height(); }
+
+TEST(PreferencesWindow, PanesSetTheirHeightWithTheTopEdgeStill) {
+    MemoryUserDefaults defaults;
+    MyAppDelegate::initialize(defaults);
+    MyAppDelegate delegate;
+    PreferencesWindow w(defaults, delegate);
+    EXPECT_EQ(w.windowTitle(), QStringLiteral("General"));
+    EXPECT_EQ(frameHeight(w), 215 + 78);
+    w.openPreferences();
+    w.move(40, 60);
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&w));
+    const int top = w.frameGeometry().top();
+
+    ZKPrefToolbarDelegate& panes = w.toolbarDelegate();
+    panes.SetPanelTab(3);
+    EXPECT_EQ(w.windowTitle(), QStringLiteral("Timing"));
+    EXPECT_EQ(w.tabView()->currentIndex(), 3);
+    EXPECT_EQ(frameHeight(w), 424 + 78);
+    EXPECT_EQ(w.frameGeometry().top(), top);
+    for (int outside : {6, -1}) {
+        panes.SetPanelTab(outside);
+        EXPECT_EQ(w.tabView()->currentIndex(), 3);
+        EXPECT_EQ(frameHeight(w), 424 + 78);
+    }
+    // A click on a toolbar item goes through the item's tag.
+    const QList<QAction*> items = panes.toolbar->actions();
+    ASSERT_EQ(items.size(), 6);
+    const int heights[] = {215, 153, 150, 424, 140, 150};
+    const char* titles[] = {"General", "Font", "Password Create", "Timing", "Advanced", "Software Update"};
+    for (int i : {4, 4, 1, 5, 2, 0}) {
+        items[i]->trigger();
+        EXPECT_EQ(w.windowTitle(), QLatin1String(titles[i]));
+        EXPECT_EQ(frameHeight(w), heights[i] + 78) << i;
+        EXPECT_TRUE(items[i]->isChecked());
+        EXPECT_FALSE(items[i]->icon().isNull());
+    }
+    // Opening again leaves the window where it is and on its pane.
+    panes.SetPanelTab(2);
+    w.openPreferences();
+    EXPECT_EQ(w.frameGeometry().topLeft(), QPoint(40, 60));
+    EXPECT_EQ(w.tabView()->currentIndex(), 2);
+    w.openPreferencesAtTab(5);
+    EXPECT_EQ(w.windowTitle(), QStringLiteral("Software Update"));
+}
+
+TEST(PreferencesWindow, EveryUserSetKeyHasALiveControlAndDefaultsComeBack) {
+    MemoryUserDefaults defaults;
+    MyAppDelegate::initialize(defaults);
+    MyAppDelegate delegate;
+    delegate.buildUpFontMenuAndBindProgrammatically({QStringLiteral("DejaVu Sans"), QStringLiteral("DejaVu Serif")});
+    PreferencesWindow w(defaults, delegate);
+    QStringList changed;
+    QObject::connect(&w, &PreferencesWindow::preferenceChanged, [&](const QString& k) { changed << k; });
+    for (const QString& key : {prefs::notifyUpdate, prefs::tableFontFamily, prefs::tableFontSize, prefs::tableFontBold,
+                               prefs::tableFontItalic, prefs::autosavingDelay, prefs::autolocBackgroundEnabled,
+                               prefs::autolocBackgroundInterval, prefs::disposePasswordIconAfter,
+                               prefs::noCharStringDisambiguator, prefs::tableSortCompare, prefs::notifyHudTimer,
+                               prefs::useHudNotifyForCopy, prefs::enableDisambiguator, prefs::StartupSelectedDocPath})
+        EXPECT_NE(w.findChild<QWidget*>(key), nullptr) << key.toStdString();
+    for (int tag = 0; tag < 4; ++tag)
+        EXPECT_NE(w.findChild<QWidget*>(QStringLiteral("startupAction%1").arg(tag)), nullptr);
+
+    // The table font the system lacks is still shown as chosen.
+    EXPECT_EQ(w.findChild<QComboBox*>(prefs::tableFontFamily)->currentText(), QStringLiteral("Lucida Grande"));
+    w.findChild<QCheckBox*>(prefs::useHudNotifyForCopy)->click();
+    EXPECT_FALSE(defaults.boolForKey(prefs::useHudNotifyForCopy));
+    EXPECT_TRUE(changed.contains(prefs::useHudNotifyForCopy));
+    w.findChild<QDoubleSpinBox*>(prefs::notifyHudTimer)->setValue(2.5);  // kept in tenths
+    EXPECT_EQ(defaults.objectForKey(prefs::notifyHudTimer).toInt64(), 25);
+    auto* chars = w.findChild<QLineEdit*>(prefs::noCharStringDisambiguator);
+    w.findChild<QCheckBox*>(prefs::enableDisambiguator)->click();
+    chars->selectAll();
+    QTest::keyClicks(chars, QStringLiteral("xyz"));
+    EXPECT_EQ(defaults.stringForKey(prefs::noCharStringDisambiguator), QStringLiteral("xyz"));
+    w.findChild<QPushButton*>(QStringLiteral("resetDisambiguator"))->click();
+    EXPECT_EQ(chars->text(), QStringLiteral("0O1lI"));
+    w.findChild<QRadioButton*>(QStringLiteral("startupAction2"))->click();
+    EXPECT_EQ(defaults.integerForKey(prefs::StartupActionTag), 2);
+
+    w.findChild<QPushButton*>(QStringLiteral("restoreDefaults"))->click();
+    EXPECT_TRUE(defaults.boolForKey(prefs::useHudNotifyForCopy));
+    EXPECT_EQ(defaults.integerForKey(prefs::notifyHudTimer), 10);
+    EXPECT_EQ(defaults.integerForKey(prefs::StartupActionTag), 0);
+    EXPECT_TRUE(w.findChild<QCheckBox*>(prefs::useHudNotifyForCopy)->isChecked());
+    EXPECT_TRUE(w.findChild<QRadioButton*>(QStringLiteral("startupAction0"))->isChecked());
+    // Not registered, so not restored: the user's own choice stays.
+    EXPECT_TRUE(defaults.boolForKey(prefs::enableDisambiguator));
+}
+
+// A tiny HTTP server on 127.0.0.1 that serves one body for one path. It runs on the main
+// thread: a fetch that blocked the main thread would never get its answer.
+class FeedServer : public QTcpServer {
+public:
+    QByteArray path = "/mac/quorvane.plist";
+    QByteArray body;
+    int requests = 0;
+    FeedServer() {
+        listen(QHostAddress::LocalHost, 0);
+        connect(this, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket* s = nextPendingConnection()) {
+                connect(s, &QTcpSocket::readyRead, s, [this, s] {
+                    const QByteArray request = s->peek(4096);
+                    if (!request.contains("\r\n\r\n")) return;
+                    ++requests;
+                    const bool found = request.startsWith("GET " + path + " ");
+                    const QByteArray content = found ? body : QByteArrayLiteral("not here");
+                    s->write((found ? "HTTP/1.1 200 OK\r\n" : "HTTP/1.1 404 Not Found\r\n") +
+                             QByteArray("Content-Type: text/xml\r\nConnection: close\r\nContent-Length: ") +
+                             QByteArray::number(content.size()) + "\r\n\r\n" + content);
+                    s->disconnectFromHost();
+                });
+                connect(s, &QTcpSocket::disconnected, s, &QObject::deleteLater);
+            }
+        });
+    }
+    QString url(const char* p = "/mac/quorvane.plist") const {
+        return QStringLiteral("http://127.0.0.1:%1%2").arg(serverPort()).arg(QLatin1String(p));
+    }
+};
+
+QString closedPort() {
+    QTcpServer probe;
+    probe.listen(QHostAddress::LocalHost, 0);
+    const quint16 port = probe.serverPort();
+    probe.close();
+    return QStringLiteral("http://127.0.0.1:%1/mac/quorvane.plist").arg(port);
+}
+
+QByteArray xmlFeed(const char* lra) {
+    return QByteArrayLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>") +
+           (lra ? QByteArray("<key>LRA</key><integer>") + lra + "</integer>" : QByteArray()) +
+           "<key>GFU</key><string>http://127.0.0.1/quorvane.zip</string>"
+           "<key>DPU</key><string>http://127.0.0.1/download</string></dict></plist>";
+}
+
+TEST(UpdateCheck, FetchesFromTheFirstMirrorThatAnswersOverHttp) {
+    FeedServer server;
+    ASSERT_TRUE(server.isListening());
+    MemoryUserDefaults defaults;
+    MyAppDelegate::initialize(defaults);
+    qv::test::FakeWorkspace workspace;
+    NetworkFeedFetcher fetcher;
+    std::vector<Alert> alerts;
+    ZKPhoneHome home;
+    home.setServices({&defaults, &fetcher, &workspace, [&](const Alert& a) {
+                          alerts.push_back(a);
+                          return kAlertFirstButtonReturn;
+                      },
+                      {}, {}});
+    // Mirror 1 refuses the connection, mirror 2 has no such file, mirror 3 serves the feed.
+    home.SetValueAppRelease(40200, QStringLiteral("Quorvane"), closedPort(), server.url("/elsewhere.plist"),
+                            server.url(), server.url());
+
+    struct Case {
+        const char* lra;
+        QString message;
+    };
+    const Case cases[] = {{"40300", QStringLiteral("There is an update available for Quorvane")},
+                          {"40200", QStringLiteral("Quorvane is up to date")},
+                          {"40105", QStringLiteral("Quorvane is up to date")},
+                          {nullptr, QString()}};
+    for (const Case& c : cases) {
+        alerts.clear();
+        server.requests = 0;
+        server.body = xmlFeed(c.lra);
+        home.checkForLastReleaseAvailableWithNotify();
+        ASSERT_TRUE(qv::test::spinUntil([&] { return !home.isChekingUpdateSystem; }));
+        EXPECT_EQ(server.requests, 2);  // mirror 2's miss and mirror 3's answer; mirror 4 not asked
+        if (c.message.isEmpty()) {
+            EXPECT_TRUE(alerts.empty());
+        } else {
+            ASSERT_EQ(alerts.size(), 1u);
+            EXPECT_EQ(alerts[0].messageText, c.message);
+        }
+    }
+    EXPECT_EQ(workspace.openedUrls.front(), QStringLiteral("http://127.0.0.1/quorvane.zip"));
+    EXPECT_FALSE(home.lastCheckNotToday());
+
+    // The binary form is read as well; a damaged feed is just a mirror that did not answer.
+    Dictionary feed;
+    feed.set(QStringLiteral("LRA"), Value::integer(50000));
+    server.body = *writeBinaryPropertyList(Value(feed), nullptr);
+    alerts.clear();
+    home.checkForLastReleaseAvailableWithNotify();
+    ASSERT_TRUE(qv::test::spinUntil([&] { return !home.isChekingUpdateSystem; }));
+    ASSERT_EQ(alerts.size(), 1u);
+    EXPECT_TRUE(alerts[0].informativeText.contains(QStringLiteral("Latest available release is: 5.0")));
+    server.body = server.body.left(20);
+    alerts.clear();
+    home.checkForLastReleaseAvailableWithNotify();
+    ASSERT_TRUE(qv::test::spinUntil([&] { return !home.isChekingUpdateSystem; }));
+    ASSERT_EQ(alerts.size(), 1u);
+    EXPECT_EQ(alerts[0].messageText, QStringLiteral("Quorvane was not able to connect to the Zenmorrow server"));
+}
+
+TEST(Application, MenusOfferPreferencesUpdatesAndTheGuide) {
+    Application quorvane(std::make_unique<MemoryUserDefaults>());
+    MainWindow window(&quorvane.documents());
+    quorvane.addApplicationCommands(&window);
+    const QList<QAction*> items = window.applicationMenu()->actions();
+    EXPECT_EQ(items.value(1)->text(), QStringLiteral("Software Update\u2026"));
+    QAction* prefsItem = window.findChild<QAction*>(QStringLiteral("openPreferences:"));
+    ASSERT_NE(prefsItem, nullptr);
+    EXPECT_EQ(prefsItem->shortcut(), QKeySequence(Qt::CTRL | Qt::Key_Comma));
+    EXPECT_GT(items.indexOf(prefsItem), 1);
+    ASSERT_NE(window.findChild<QAction*>(QStringLiteral("openUserGuide:")), nullptr);
+    EXPECT_EQ(window.findChild<QAction*>(QStringLiteral("openUserGuide:"))->text(), QStringLiteral("Quorvane 4 User Guide"));
+    prefsItem->trigger();
+    EXPECT_TRUE(quorvane.preferences().isVisible());
+    quorvane.preferences().close();
+
+    // The guide built with the program is a PDF of a few pages, and opening it copies it out.
+    QFile guide(QStringLiteral(":/guide/Quorvane 4 User Guide.pdf"));
+    ASSERT_TRUE(guide.open(QIODevice::ReadOnly));
+    const QByteArray pdf = guide.readAll();
+    EXPECT_TRUE(pdf.startsWith("%PDF-"));
+    EXPECT_GE(pdf.count("/Type /Page\n") + pdf.count("/Type /Page\r") + pdf.count("/Type /Page "), 3);
+    QTemporaryDir data;
+    qv::test::FakeWorkspace workspace;
+    ZKAppDelegateBase::Services services = quorvane.delegate().services();
+    services.workspace = &workspace;
+    services.dataFolder = data.path();
+    quorvane.delegate().setServices(services);
+    quorvane.delegate().openUserGuide();
+    QFile copied(quorvane.delegate().getUserGuideFinalPath());
+    ASSERT_TRUE(copied.open(QIODevice::ReadOnly));
+    EXPECT_EQ(copied.readAll(), pdf);
+    EXPECT_EQ(workspace.openedFiles.size(), 1u);
+}
+
+void dropOn(QWidget* target, QMimeData* data, Qt::DropActions actions) {
+    QDragEnterEvent enter(QPoint(5, 5), actions, data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(target, &enter);
+    if (!enter.isAccepted()) return;
+    QDropEvent drop(QPointF(5, 5), actions, data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(target, &drop);
+}
+
+TEST(DropArea, FilesAndAddressesDroppedOnTheFormFillTheUrl) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("drop.qvane"));
+    MyDocument doc;
+    doc.prepareNewDocument();
+    Dictionary r = RecordModel::newRecord(0);
+    r.set(keys::name, Value("Bank"));
+    r.set(keys::categoryPtr, doc.myCategoryArray.at(0));
+    doc.myArray.append(Value(r));
+    doc.plainPassword = QStringLiteral("secret");
+    ASSERT_TRUE(DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr));
+    DocumentController controller;
+    DocumentWindow* w = controller.openDocument(path);
+    ASSERT_NE(w, nullptr);
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    ASSERT_FALSE(w->document().isEncrypted());
+    w->browser().myArrayController().setSelectionIndex(0);
+    auto* area = w->findChild<DropArea*>(QStringLiteral("myDropFileArea"));
+    ASSERT_NE(area, nullptr);
+    auto url = [&] { return w->document().myArray.at(0).toDictionary().value(keys::url).toString(); };
+
+    // Three files from a file manager: the first one, as a file URL without encoding.
+    const QString folder = dir.filePath(QStringLiteral("My Folder"));
+    QDir().mkpath(folder);
+    auto* files = new QMimeData;
+    files->setUrls({QUrl::fromLocalFile(folder), QUrl::fromLocalFile(path), QUrl::fromLocalFile(dir.filePath(QStringLiteral("x")))});
+    dropOn(area, files, Qt::CopyAction | Qt::LinkAction);
+    EXPECT_EQ(url(), QStringLiteral("file://") + folder);
+    EXPECT_TRUE(w->document().isDocumentEdited());
+    auto* field = w->findChild<QLineEdit*>(QStringLiteral("urlField"));
+    ASSERT_NE(field, nullptr);
+    EXPECT_EQ(field->text(), url());
+
+    // An address from a browser goes in as it is; one that allows no linking is refused.
+    auto* web = new QMimeData;
+    web->setUrls({QUrl(QStringLiteral("https://example.org/login"))});
+    dropOn(area, web, Qt::CopyAction);
+    EXPECT_EQ(url(), QStringLiteral("file://") + folder);
+    dropOn(area, web, Qt::LinkAction);
+    EXPECT_EQ(url(), QStringLiteral("https://example.org/login"));
+    delete files;
+    delete web;
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    w->close();
+}
+
+}  // namespace
