@@ -6,6 +6,8 @@
 
 #include <cmath>
 #include <limits>
+#include <mutex>
+#include <unordered_set>
 
 namespace qv {
 
@@ -15,7 +17,9 @@ namespace detail {
 // built only when a dictionary grows past that, so big ones stay fast without costing the small.
 struct DictionaryStorage {
     static constexpr qsizetype kIndexThreshold = 24;
-    std::vector<std::pair<QString, Value>> entries;
+    // Keys point into the process-wide pool of interned keys: a record's dozen keys then cost a
+    // pointer each instead of a string.
+    std::vector<std::pair<const QString*, Value>> entries;
     std::unique_ptr<QHash<QString, qsizetype>> index;
     bool immutable = false;
 
@@ -25,9 +29,9 @@ struct DictionaryStorage {
         // Keys are mostly the very same shared strings: try identity before comparing text.
         const QChar* data = key.constData();
         for (qsizetype i = 0; i < n; ++i)
-            if (entries[size_t(i)].first.constData() == data && entries[size_t(i)].first.size() == key.size()) return i;
+            if (entries[size_t(i)].first->constData() == data && entries[size_t(i)].first->size() == key.size()) return i;
         for (qsizetype i = 0; i < n; ++i)
-            if (entries[size_t(i)].first == key) return i;
+            if (*entries[size_t(i)].first == key) return i;
         return -1;
     }
     void reindex() {
@@ -38,7 +42,7 @@ struct DictionaryStorage {
         if (!index) index = std::make_unique<QHash<QString, qsizetype>>();
         index->clear();
         index->reserve(qsizetype(entries.size()));
-        for (qsizetype i = 0; i < qsizetype(entries.size()); ++i) index->insert(entries[size_t(i)].first, i);
+        for (qsizetype i = 0; i < qsizetype(entries.size()); ++i) index->insert(*entries[size_t(i)].first, i);
     }
 };
 
@@ -55,11 +59,28 @@ const QString kEmptyString;
 
 // ---- Dictionary ----
 
+namespace {
+
+struct QStringHasher {
+    size_t operator()(const QString& s) const noexcept { return size_t(qHash(s)); }
+};
+
+}  // namespace
+
 const QString& internKey(const QString& key) {
-    thread_local QSet<QString> pool;
-    auto it = pool.constFind(key);
-    if (it == pool.cend()) it = pool.insert(key);
-    return *it;
+    // One pool for the process, whose strings never move or go, so that dictionaries can keep
+    // pointers to them from any thread; each thread remembers what it looked up already.
+    static std::mutex mutex;
+    static std::unordered_set<QString, QStringHasher> pool;
+    thread_local QHash<QString, const QString*> seen;
+    if (const auto it = seen.constFind(key); it != seen.cend()) return **it;
+    const QString* interned;
+    {
+        std::lock_guard lock(mutex);
+        interned = &*pool.insert(key).first;
+    }
+    seen.insert(*interned, interned);
+    return *interned;
 }
 
 Dictionary::Dictionary() : d_(std::make_shared<detail::DictionaryStorage>()) {}
@@ -69,6 +90,8 @@ Dictionary::Dictionary(std::initializer_list<std::pair<QString, Value>> entries)
 }
 
 qsizetype Dictionary::count() const { return qsizetype(d_->entries.size()); }
+
+void Dictionary::reserve(qsizetype n) { d_->entries.reserve(size_t(std::max<qsizetype>(n, 0))); }
 
 Value Dictionary::value(const QString& key) const {
     const qsizetype i = d_->find(key);
@@ -93,7 +116,7 @@ void Dictionary::set(const QString& key, const Value& value) {
         d_->entries[size_t(i)].second = value;
         return;
     }
-    d_->entries.emplace_back(internKey(key), value);
+    d_->entries.emplace_back(&internKey(key), value);
     if (d_->index)
         d_->index->insert(key, qsizetype(d_->entries.size()) - 1);
     else if (qsizetype(d_->entries.size()) > detail::DictionaryStorage::kIndexThreshold)
@@ -135,11 +158,11 @@ void Dictionary::setValueForKeyPath(const QString& path, const Value& value) {
 QStringList Dictionary::keys() const {
     QStringList out;
     out.reserve(count());
-    for (const auto& e : d_->entries) out.append(e.first);
+    for (const auto& e : d_->entries) out.append(*e.first);
     return out;
 }
 
-const QString& Dictionary::keyAt(qsizetype i) const { return d_->entries.at(size_t(i)).first; }
+const QString& Dictionary::keyAt(qsizetype i) const { return *d_->entries.at(size_t(i)).first; }
 const Value& Dictionary::valueAt(qsizetype i) const { return d_->entries.at(size_t(i)).second; }
 
 Dictionary Dictionary::shallowCopy() const {

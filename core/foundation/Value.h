@@ -59,6 +59,8 @@ public:
     void set(const QString& key, const Value& value);
     void remove(const QString& key);
     void clear();
+    // Room for n keys, for dictionaries made by the thousand whose size is known.
+    void reserve(qsizetype n);
 
     // "categoryPtr.cat_category": walks through nested dictionaries; anything else on the way
     // gives absent. Setting through a missing or non-dictionary step does nothing.

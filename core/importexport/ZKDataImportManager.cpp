@@ -1,5 +1,7 @@
 #include "ZKDataImportManager.h"
 
+#include <QStringTokenizer>
+
 #include "ZKSmartStringFileReader.h"
 
 #include "document/DocumentKeys.h"
@@ -11,40 +13,54 @@ namespace qv {
 
 namespace rows {
 
-std::optional<QStringList> componentsOfCsvRow(const QString& row, QChar separator) {
-    bool onlySpaces = true;
-    for (QChar c : row)
-        if (c != QLatin1Char(' ')) onlySpaces = false;
-    if (onlySpaces) return std::nullopt;  // also the empty row
+namespace {
 
-    std::vector<qsizetype> splits;
+bool onlySpaces(QStringView row) {
+    for (QChar c : row)
+        if (c != QLatin1Char(' ')) return false;
+    return true;  // also the empty row
+}
+
+// Where the row splits: every separator outside quotes, then the row's end. A quote toggles
+// wherever it stands.
+template <typename Split>
+void forEachSplit(QStringView row, QChar separator, Split split) {
     bool inside = false;
     for (qsizetype i = 0; i < row.size(); ++i) {
         const QChar c = row[i];
         if (c == QLatin1Char('"')) inside = !inside;
-        else if (c == separator && !inside) splits.push_back(i);
+        else if (c == separator && !inside) split(i);
     }
-    splits.push_back(row.size());
+    split(row.size());
+}
+
+}  // namespace
+
+std::optional<QStringList> componentsOfCsvRow(QStringView row, QChar separator) {
+    if (onlySpaces(row)) return std::nullopt;
     QStringList fields;
     qsizetype start = 0;
-    for (qsizetype end : splits) {
-        QString field = row.mid(start, end - start);
+    forEachSplit(row, separator, [&](qsizetype end) {
+        QStringView field = row.mid(start, end - start);
         // Quotes come off once, when they are the field's very first and last characters. A
         // field that is a lone quote is kept as it is (removing "both" would need a negative
         // length, which stopped the whole load in earlier releases).
         if (field.size() >= 2 && field.startsWith(QLatin1Char('"')) && field.endsWith(QLatin1Char('"')))
             field = field.mid(1, field.size() - 2);
-        fields << field;
+        fields << field.toString();
         start = end + 1;
-    }
+    });
     return fields;
 }
 
-int detectDialect(const QStringList& lines) {
+int detectDialect(QStringView text) {
     std::int64_t comma = 0, semicolon = 0, tab = 0;
-    for (const QString& line : lines) {
-        if (auto f = componentsOfCsvRow(line, QLatin1Char(','))) comma += f->size();
-        if (auto f = componentsOfCsvRow(line, QLatin1Char(';'))) semicolon += f->size();
+    // Only counted here, so no field is copied.
+    for (QStringView line : QStringTokenizer(text, QLatin1Char('\n'))) {
+        if (!onlySpaces(line)) {
+            forEachSplit(line, QLatin1Char(','), [&](qsizetype) { ++comma; });
+            forEachSplit(line, QLatin1Char(';'), [&](qsizetype) { ++semicolon; });
+        }
         tab += line.count(QLatin1Char('\t')) + 1;
     }
     if (comma > semicolon && comma > tab) return 2;
@@ -72,19 +88,20 @@ void ZKDataImportManager::loadDataFromFile(const QString& path, int fileType, in
 void ZKDataImportManager::loadDataFromText(QString text, int fileType) {
     grid_.clear();
     ZKSmartStringFileReader::replaceStringWithNewline(text);
-    const QStringList lines = text.split(QLatin1Char('\n'));
-    int dialect = fileType == 0 ? rows::detectDialect(lines) : fileType;
+    // Rows are views into the text, so only the fields are ever copied out of it.
+    const int dialect = fileType == 0 ? rows::detectDialect(text) : fileType;
     numOfMaxFieldInImportedData = 0;
-    for (const QString& line : lines) {
+    for (QStringView line : QStringTokenizer(text, QLatin1Char('\n'))) {
         if (dialect == 1) {
-            const QStringList fields = line.split(QLatin1Char('\t'));
+            QStringList fields;
+            for (QStringView f : QStringTokenizer(line, QLatin1Char('\t'))) fields << f.toString();
             numOfMaxFieldInImportedData = std::max<std::int64_t>(numOfMaxFieldInImportedData, fields.size());
-            if (!line.isEmpty()) grid_.push_back(fields);
+            if (!line.isEmpty()) grid_.push_back(std::move(fields));
         } else if (dialect == 2 || dialect == 3) {
-            const auto fields = rows::componentsOfCsvRow(line, dialect == 2 ? QLatin1Char(',') : QLatin1Char(';'));
+            auto fields = rows::componentsOfCsvRow(line, dialect == 2 ? QLatin1Char(',') : QLatin1Char(';'));
             if (!fields) continue;
             numOfMaxFieldInImportedData = std::max<std::int64_t>(numOfMaxFieldInImportedData, fields->size());
-            if (!line.isEmpty()) grid_.push_back(*fields);
+            if (!line.isEmpty()) grid_.push_back(std::move(*fields));
         }
     }
     columns_.assign(size_t(numOfMaxFieldInImportedData), Column{});
@@ -188,6 +205,9 @@ void ZKDataImportManager::DoImport(const std::function<void(double)>& progress) 
             recordIsGoingToBeInserted(*record);
             addRecordToDestination(*record);
         }
+        // The row's texts now live in the record; the row itself is not looked at again, and
+        // letting it go keeps a large import from holding the file twice over.
+        grid_[r] = QStringList();
         if (progress && r % 4096 == 0) progress(double(r) / double(grid_.size()));
     }
     didImport();
@@ -204,6 +224,7 @@ MyDataImportManager::MyDataImportManager(Array records, Array keyArray)
 std::optional<Dictionary> MyDataImportManager::createNewObjectToImport() {
     const double t = now ? now() : nowSince2001();
     Dictionary r;
+    r.reserve(14);  // the thirteen keys, and the category that replaces the temporary one
     r.set(keys::name, Value("New"));
     for (const QString* k : {&keys::account, &keys::url, &keys::userID, &keys::password, &keys::pin, &keys::security,
                              &keys::email, &keys::note, &keys::categoryNAME})

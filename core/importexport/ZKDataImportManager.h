@@ -18,13 +18,13 @@ namespace qv {
 
 namespace rows {
 // The quoted splitters: one algorithm, "," or ";". nullopt for a row of nothing but spaces.
-std::optional<QStringList> componentsOfCsvRow(const QString& row, QChar separator = QLatin1Char(','));
-inline std::optional<QStringList> componentsOfCsvUsingSemicolonRow(const QString& row) {
+std::optional<QStringList> componentsOfCsvRow(QStringView row, QChar separator = QLatin1Char(','));
+inline std::optional<QStringList> componentsOfCsvUsingSemicolonRow(QStringView row) {
     return componentsOfCsvRow(row, QLatin1Char(';'));
 }
-// Field totals of each dialect; the strictly greatest of comma and semicolon wins, ties fall
-// to tab (code 1).
-int detectDialect(const QStringList& lines);
+// Field totals of each dialect over the rows of `text` (cut at "\n"); the strictly greatest of
+// comma and semicolon wins, ties fall to tab (code 1).
+int detectDialect(QStringView text);
 }  // namespace rows
 
 class ZKDataImportManager {
