@@ -440,6 +440,7 @@ QWidget* PreferencesWindow::buildTiming() {
 
     auto* saving = new QGroupBox(QStringLiteral("Saving"), w);
     auto* savingForm = new QFormLayout(saving);
+    savingForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     savingForm->addRow(QStringLiteral("Save edited documents after:"), seconds(prefs::autosavingDelay, 0, 3600));
     savingForm->addRow(note(QStringLiteral("0 turns saving by itself off. A change takes effect when Quorvane starts "
                                            "again."),
@@ -448,6 +449,7 @@ QWidget* PreferencesWindow::buildTiming() {
 
     auto* lock = new QGroupBox(QStringLiteral("Automatic lock"), w);
     auto* lockForm = new QFormLayout(lock);
+    lockForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     auto* lockEnabled = new QCheckBox(QStringLiteral("Lock documents when Quorvane is in the background"), lock);
     lockEnabled->setObjectName(prefs::autolocBackgroundEnabled);
     connect(lockEnabled, &QCheckBox::toggled, this, [this](bool b) { set(prefs::autolocBackgroundEnabled, Value::boolean(b)); });
@@ -461,11 +463,13 @@ QWidget* PreferencesWindow::buildTiming() {
 
     auto* push = new QGroupBox(QStringLiteral("Push and Pull"), w);
     auto* pushForm = new QFormLayout(push);
+    pushForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     pushForm->addRow(QStringLiteral("Remove the password icon after:"), seconds(prefs::disposePasswordIconAfter, 1, 3600));
     layout->addWidget(push);
 
     auto* notice = new QGroupBox(QStringLiteral("Copy notice"), w);
     auto* noticeForm = new QFormLayout(notice);
+    noticeForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
     auto* useNotice = new QCheckBox(QStringLiteral("Show a notice when a value is copied"), notice);
     useNotice->setObjectName(prefs::useHudNotifyForCopy);
     noticeForm->addRow(useNotice);
