@@ -1,0 +1,83 @@
+#!/usr/bin/env python3
+"""Our `qvane` and the peer's command line on the same entries, interleaved in one run.
+
+For each size: open and export everything to CSV, and open and search one word. Prints the
+median of each, the ratio ours/peer, and the same with each side's fixed cost (the median on a
+document of three entries, measured in the same run) taken off.
+
+Usage: side_by_side.py QVANE WORKDIR [--runs R] [--sizes 1000,10000,100000]
+"""
+import argparse
+import os
+import statistics
+import subprocess
+import sys
+import time
+
+here = os.path.dirname(os.path.abspath(__file__))
+ap = argparse.ArgumentParser()
+ap.add_argument("qvane")
+ap.add_argument("workdir")
+ap.add_argument("--runs", type=int, default=5)
+ap.add_argument("--sizes", default="1000,10000,100000")
+args = ap.parse_args()
+PW = "bench password"
+os.makedirs(args.workdir, exist_ok=True)
+
+
+def run(cmd, stdin):
+    t = time.perf_counter()
+    r = subprocess.run(cmd, input=stdin.encode(), stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+    elapsed = time.perf_counter() - t
+    if r.returncode != 0:
+        sys.exit(f"failed: {' '.join(cmd)}: {r.stderr.decode()[:300]}")
+    return elapsed
+
+
+def prepare(n):
+    prefix = os.path.join(args.workdir, f"e{n}")
+    doc, kdbx = prefix + ".qvane", prefix + ".kdbx"
+    if not (os.path.exists(doc) and os.path.exists(kdbx)):
+        for p in (doc, kdbx):
+            if os.path.exists(p):
+                os.remove(p)
+        subprocess.run([sys.executable, os.path.join(here, "make_bench_data.py"), str(n), prefix], check=True)
+        run([args.qvane, "new", doc, "--password-stdin"], PW + "\n")
+        run([args.qvane, "import", doc, prefix + ".csv", "--map", "header", "--password-stdin"], PW + "\n")
+        # The peer's key derivation can't be set below 100 ms.
+        run(["keepassxc-cli", "import", "-q", "-p", "-t", "100", prefix + ".xml", kdbx], f"{PW}\n{PW}\n")
+    return doc, kdbx
+
+
+out_csv = os.path.join(args.workdir, "out.csv")
+tasks = lambda: {
+    "export csv": (lambda d: [args.qvane, "export", d, "--format", "2", "-o", out_csv, "--password-stdin"],
+                   lambda k: ["keepassxc-cli", "export", "-q", "--format", "csv", k]),
+    "search word": (lambda d: [args.qvane, "ls", d, "--search", WORD, "--password-stdin"],
+                    lambda k: ["keepassxc-cli", "search", "-q", k, WORD]),
+}
+sizes = [3] + [int(s) for s in args.sizes.split(",")]
+files = {n: prepare(n) for n in sizes}
+# The same seed makes the same first entries at every size: search the site word of the second,
+# which a few entries share at the larger sizes (oscar1, oscar10, oscar100...).
+with open(os.path.join(args.workdir, "e3.csv"), encoding="utf-8") as f:
+    WORD = f.read().splitlines()[2].split(",")[1].split()[0].lower()
+tasks = tasks()
+times = {(task, n, side): [] for task in tasks for n in sizes for side in ("ours", "peer")}
+for r in range(args.runs):
+    for n in sizes:
+        for task, (ours, peer) in tasks.items():
+            doc, kdbx = files[n]
+            times[(task, n, "ours")].append(run(ours(doc), PW + "\n"))
+            times[(task, n, "peer")].append(run(peer(kdbx), PW + "\n"))
+
+med = {k: statistics.median(v) for k, v in times.items()}
+print(f"{'task':12} {'entries':>8} {'ours ms':>9} {'peer ms':>9} {'ratio':>6} {'ours-fixed':>11} "
+      f"{'peer-fixed':>11} {'ratio':>6}")
+for task in tasks:
+    fixed_ours, fixed_peer = med[(task, 3, "ours")], med[(task, 3, "peer")]
+    for n in sizes:
+        o, p = med[(task, n, "ours")], med[(task, n, "peer")]
+        oo, pp = max(o - fixed_ours, 0.0), max(p - fixed_peer, 0.0)
+        net = f"{oo / pp:6.2f}" if pp > 0.0005 else "     -"
+        print(f"{task:12} {n:8d} {o * 1000:9.1f} {p * 1000:9.1f} {o / p:6.2f} {oo * 1000:11.1f} {pp * 1000:11.1f} {net}")
