@@ -9,6 +9,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
+#include <QEvent>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QGuiApplication>
@@ -208,6 +209,11 @@ void PreferencesWindow::openPreferences() {
     show();
     raise();
     activateWindow();
+}
+
+void PreferencesWindow::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::ActivationChange && isActiveWindow()) reloadFromDefaults();
 }
 
 void PreferencesWindow::openPreferencesAtTab(int index) {

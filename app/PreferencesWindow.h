@@ -79,6 +79,7 @@ public:
     // openPreferences:, openPreferencesAtSenderTagTab:, openPreferencesAtTab:
     void openPreferences();
     void openPreferencesAtTab(int index);
+    void openPreferencesAtSenderTagTab(const Sender& sender) { openPreferencesAtTab(sender.tag); }
 
     // Every control shows what the preferences hold now.
     void reloadFromDefaults();
@@ -87,6 +88,10 @@ public:
 
 Q_SIGNALS:
     void preferenceChanged(const QString& key);
+
+protected:
+    // Coming back to the window shows what changed meanwhile, such as the date of a check.
+    void changeEvent(QEvent* event) override;
 
 private:
     QWidget* buildGeneral();
