@@ -97,8 +97,6 @@ void Application::applicationDidFinishLaunching() {
 
 void Application::showWelcomeIfNothingOpen() {
     if (hasDocuments()) return;
-    for (QWidget* w : QApplication::topLevelWidgets())
-        if (w->isVisible() && w->isWindow() && !w->inherits("QMenu")) return;
     if (!welcome_) {
         welcome_ = std::make_unique<MainWindow>(&documents_);
         addApplicationCommands(welcome_.get());

@@ -36,7 +36,8 @@ public:
     // After the files given at launch are open: the start-up document action and the daily
     // update check. Tests that build an Application don't call it, so they never go online.
     void applicationDidFinishLaunching();
-    // Shows the window for no document when nothing else is on screen.
+    // Shows the window for no document when no document is open, so that the program never runs
+    // without a window of its own.
     void showWelcomeIfNothingOpen();
     MainWindow* welcomeWindow() const { return welcome_.get(); }
 
