@@ -1,7 +1,9 @@
 #include "ZKCommonCrypto.h"
 
+#include "SecretMemory.h"
 #include "ZKRandom.h"
 
+#include <openssl/crypto.h>
 #include <openssl/evp.h>
 #include <openssl/rand.h>
 
@@ -38,7 +40,8 @@ constexpr int kRoundsUsed = ZKCommonCrypto::kRounds;
 
 QByteArray ZKCommonCrypto::AESKeyForPassword(const QString& password, const QByteArray& salt) {
     QByteArray key(kKeyLength, '\0');
-    const QByteArray utf8 = password.toUtf8();
+    QByteArray utf8 = password.toUtf8();
+    const secrets::WipeOnExit wipeUtf8(utf8);
     const int length = int(std::min<qsizetype>(password.size(), utf8.size()));
     // The status is not looked at: the key is whatever the derivation left, as in every file
     // written so far.
@@ -62,10 +65,28 @@ ZKCommonCrypto::ZKCommonCrypto() : ZKCommonCrypto(QString()) {}
 
 ZKCommonCrypto::ZKCommonCrypto(const QString& password) : password_(password) { freshParameters(); }
 
+ZKCommonCrypto::~ZKCommonCrypto() {
+    secrets::wipe(password_);
+    secrets::wipe(AESKey_);
+}
+
+// The new value is taken first: it may be the very one being replaced.
+void ZKCommonCrypto::setPassword(const QString& p) {
+    QString next = p;
+    secrets::wipe(password_);
+    password_ = std::move(next);
+}
+
+void ZKCommonCrypto::setAESKey(const QByteArray& k) {
+    QByteArray next = k;
+    secrets::wipe(AESKey_);
+    AESKey_ = std::move(next);
+}
+
 void ZKCommonCrypto::freshParameters() {
     IV_ = randomDataOfLength(kIVLength).value_or(QByteArray());
     salt_ = randomDataOfLength(kSaltLength).value_or(QByteArray());
-    AESKey_ = AESKeyForPassword(password_, salt_);
+    setAESKey(AESKeyForPassword(password_, salt_));
 }
 
 void ZKCommonCrypto::recalcIV_Salt_AESKey() { freshParameters(); }
@@ -76,7 +97,7 @@ void ZKCommonCrypto::setPasswordToEncrypt(const QString& password) {
 }
 
 void ZKCommonCrypto::setPasswordToDecrypt(const QString& password, const QByteArray& iv, const QByteArray& salt) {
-    password_ = password;
+    setPassword(password);
     IV_ = iv;
     salt_ = salt;
 }
@@ -87,14 +108,25 @@ struct CipherContextFree {
     void operator()(EVP_CIPHER_CTX* c) const { EVP_CIPHER_CTX_free(c); }
 };
 
+// The local copies of key and vector are overwritten however the cipher call ends.
+struct KeyMaterial {
+    unsigned char key[ZKCommonCrypto::kKeyLength] = {};
+    unsigned char iv[ZKCommonCrypto::kIVLength] = {};
+    KeyMaterial() = default;
+    KeyMaterial(const KeyMaterial&) = delete;
+    KeyMaterial& operator=(const KeyMaterial&) = delete;
+    ~KeyMaterial() { OPENSSL_cleanse(this, sizeof *this); }
+};
+
 }  // namespace
 
 std::optional<QByteArray> ZKCommonCrypto::doCipher(const QByteArray& data, const QByteArray& /*key*/,
                                                    std::uint32_t context, std::uint32_t* padding,
                                                    std::int32_t* error) {
-    AESKey_ = AESKeyForPassword(password_, salt_);
-    unsigned char key[kKeyLength] = {};
-    unsigned char iv[kIVLength] = {};
+    setAESKey(AESKeyForPassword(password_, salt_));
+    KeyMaterial m;
+    unsigned char* const key = m.key;
+    unsigned char* const iv = m.iv;
     std::copy_n(AESKey_.constData(), std::min<qsizetype>(AESKey_.size(), kKeyLength), key);
     std::copy_n(IV_.constData(), std::min<qsizetype>(IV_.size(), kIVLength), iv);
 
@@ -127,23 +159,22 @@ std::optional<QByteArray> ZKCommonCrypto::doCipher(const QByteArray& data, const
         return std::nullopt;
     }
     QByteArray out(inLength + kBlockSize, '\0');
+    // Partial output of a failed call may hold plain text: it is wiped, never handed out.
+    auto fail = [&out, error](std::int32_t status) -> std::optional<QByteArray> {
+        *error = status;
+        secrets::wipe(out);
+        return std::nullopt;
+    };
     int written = 0;
     if (EVP_CipherUpdate(ctx.get(), reinterpret_cast<unsigned char*>(out.data()), &written,
-                         reinterpret_cast<const unsigned char*>(data.constData()), int(inLength)) != 1) {
-        *error = kParamError;
-        return std::nullopt;
-    }
+                         reinterpret_cast<const unsigned char*>(data.constData()), int(inLength)) != 1)
+        return fail(kParamError);
     *error = kSuccess;
     // Without padding, and always when deciphering, the input must be whole blocks.
-    if ((!pkcs7 || context == kContextDecrypt) && inLength % kBlockSize != 0) {
-        *error = kAlignmentError;
-        return std::nullopt;
-    }
+    if ((!pkcs7 || context == kContextDecrypt) && inLength % kBlockSize != 0) return fail(kAlignmentError);
     int finalWritten = 0;
-    if (EVP_CipherFinal_ex(ctx.get(), reinterpret_cast<unsigned char*>(out.data()) + written, &finalWritten) != 1) {
-        *error = kDecodeError;
-        return std::nullopt;
-    }
+    if (EVP_CipherFinal_ex(ctx.get(), reinterpret_cast<unsigned char*>(out.data()) + written, &finalWritten) != 1)
+        return fail(kDecodeError);
     *error = kSuccess;
     out.truncate(written + finalWritten);
     return out;
@@ -151,12 +182,16 @@ std::optional<QByteArray> ZKCommonCrypto::doCipher(const QByteArray& data, const
 
 std::optional<QByteArray> ZKCommonCrypto::encrypt(const QByteArray& data, std::int32_t* error) {
     std::uint32_t padding = kPaddingPKCS7;
-    return doCipher(data, password_.toUtf8(), kContextEncrypt, &padding, error);
+    QByteArray key = password_.toUtf8();
+    const secrets::WipeOnExit wipeKey(key);
+    return doCipher(data, key, kContextEncrypt, &padding, error);
 }
 
 std::optional<QByteArray> ZKCommonCrypto::decrypt(const QByteArray& data, std::int32_t* error) {
     std::uint32_t padding = kPaddingPKCS7;
-    return doCipher(data, password_.toUtf8(), kContextDecrypt, &padding, error);
+    QByteArray key = password_.toUtf8();
+    const secrets::WipeOnExit wipeKey(key);
+    return doCipher(data, key, kContextDecrypt, &padding, error);
 }
 
 std::optional<QByteArray> ZKCommonCrypto::encrypt(const QByteArray& data, const QByteArray& key,

@@ -4,7 +4,8 @@
 // derived from the master password by PBKDF2-HMAC-SHA1 with 10000 rounds and an 8-byte salt.
 // It knows nothing of files; it takes bytes and gives bytes. Statuses are those of the platform
 // cipher service the format was made with (0 success, negative codes for failures), so that
-// callers and files see the same numbers.
+// callers and files see the same numbers. Password, key and the working copies of both are
+// wiped when they are replaced or dropped.
 
 #include <QByteArray>
 #include <QString>
@@ -47,16 +48,20 @@ public:
     // init / initWithPassword:: fresh IV, salt and key.
     ZKCommonCrypto();
     explicit ZKCommonCrypto(const QString& password);
+    // The password and the derived key are wiped.
+    ~ZKCommonCrypto();
+    ZKCommonCrypto(const ZKCommonCrypto&) = delete;
+    ZKCommonCrypto& operator=(const ZKCommonCrypto&) = delete;
     static std::unique_ptr<ZKCommonCrypto> initWithPassword(const QString& password) {
         return std::make_unique<ZKCommonCrypto>(password);
     }
 
     const QString& password() const { return password_; }
-    void setPassword(const QString& p) { password_ = p; }
+    void setPassword(const QString& p);
     const QByteArray& salt() const { return salt_; }
     void setSalt(const QByteArray& s) { salt_ = s; }
     const QByteArray& AESKey() const { return AESKey_; }
-    void setAESKey(const QByteArray& k) { AESKey_ = k; }
+    void setAESKey(const QByteArray& k);
     const QByteArray& IV() const { return IV_; }
     void setIV(const QByteArray& iv) { IV_ = iv; }
 

@@ -1,5 +1,7 @@
 #include "ZKCrypto.h"
 
+#include "SecretMemory.h"
+
 #include "foundation/MacRoman.h"
 
 #include <openssl/err.h>
@@ -50,6 +52,14 @@ ZKCrypto::ZKCrypto(const unsigned char* vector, const QString& password) : myPas
     setInitVector(vector);
 }
 
+ZKCrypto::~ZKCrypto() { secrets::wipe(myPassword); }
+
+void ZKCrypto::setPassword(const QString& password) {
+    QString next = password;  // taken first: it may be the very one being replaced
+    secrets::wipe(myPassword);
+    myPassword = std::move(next);
+}
+
 void ZKCrypto::setInitVector(const unsigned char* vector) {
     if (vector) myIV = QByteArray(reinterpret_cast<const char*>(vector), kIVLength);
     else myIV.reset();
@@ -60,8 +70,9 @@ QString ZKCrypto::availabilityError() { return providers().error; }
 // The password's Mac OS Roman bytes, as many as the password has UTF-16 units, in a zeroed
 // buffer of at least the 16 bytes that the key schedule reads.
 std::optional<QByteArray> ZKCrypto::keyBuffer() const {
-    const auto bytes = MacRoman::encode(myPassword);
+    auto bytes = MacRoman::encode(myPassword);
     if (!bytes) return std::nullopt;
+    const secrets::WipeOnExit wipeBytes(*bytes);
     const qsizetype n = myPassword.size();
     QByteArray key(std::max<qsizetype>(n, kEffectiveKeyLength), '\0');
     std::memcpy(key.data(), bytes->constData(), size_t(std::min(n, bytes->size())));
@@ -78,7 +89,9 @@ std::optional<QByteArray> ZKCrypto::decryptCore(const QByteArray& data, std::int
         return QByteArray();
     }
     if (data.size() > INT_MAX - kBlockSize) return fail(kUpdateFailed);
-    const auto key = keyBuffer();
+    auto key = keyBuffer();
+    QByteArray wiped;
+    const secrets::WipeOnExit wipeKey(key ? *key : wiped);
     const Providers& p = providers();
     if (!key || !p.cipher) return fail(kUpdateFailed);
     unsigned char iv[kIVLength] = {};
@@ -98,10 +111,12 @@ std::optional<QByteArray> ZKCrypto::decryptCore(const QByteArray& data, std::int
     if (EVP_DecryptUpdate(ctx.get(), reinterpret_cast<unsigned char*>(out.data()), &written,
                           reinterpret_cast<const unsigned char*>(data.constData()), int(data.size())) != 1) {
         ERR_clear_error();
+        secrets::wipe(out);
         return fail(kUpdateFailed);
     }
     if (EVP_DecryptFinal_ex(ctx.get(), reinterpret_cast<unsigned char*>(out.data()) + written, &last) != 1) {
         ERR_clear_error();
+        secrets::wipe(out);  // all but the last block was plain text already
         return fail(kFinalFailed);
     }
     out.truncate(written + last);
@@ -112,7 +127,9 @@ std::optional<QByteArray> ZKCrypto::decryptCore(const QByteArray& data, std::int
 std::optional<QByteArray> ZKCrypto::encryptCore(const QByteArray& plain) const {
     if (plain.size() < 1) return QByteArray();
     if (plain.size() > INT_MAX - kBlockSize) return std::nullopt;
-    const auto key = keyBuffer();
+    auto key = keyBuffer();
+    QByteArray wiped;
+    const secrets::WipeOnExit wipeKey(key ? *key : wiped);
     const Providers& p = providers();
     if (!key || !p.cipher) return std::nullopt;
     unsigned char iv[kIVLength] = {};

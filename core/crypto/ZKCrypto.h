@@ -29,9 +29,12 @@ public:
 
     ZKCrypto() = default;  // init: no vector, password ""
     ZKCrypto(const unsigned char* vector, const QString& password);  // initWithVector:password:
+    ~ZKCrypto();  // the password is wiped
+    ZKCrypto(const ZKCrypto&) = default;
+    ZKCrypto& operator=(const ZKCrypto&) = default;
 
     void setInitVector(const unsigned char* vector);  // 8 bytes copied; nullptr clears
-    void setPassword(const QString& password) { myPassword = password; }
+    void setPassword(const QString& password);
     const QString& password() const { return myPassword; }
     const std::optional<QByteArray>& IV() const { return myIV; }
     bool isReady() const { return !myPassword.isEmpty() && myIV.has_value(); }

@@ -1,6 +1,7 @@
 #include "ZKCryptoDoc.h"
 
 #include "CryptoTexts.h"
+#include "SecretMemory.h"
 
 namespace qv {
 
@@ -26,6 +27,7 @@ void ZKCryptoDoc::sheetAlert(const Alert& alert, std::function<void(int)> done) 
 void ZKCryptoDoc::submitPasswordToDecrypt(const Sender& sender) {
     plainPasswordInserted = sender.stringValue;
     if (plainPasswordInserted.isEmpty()) return;
+    secrets::wipe(plainPassword);  // the last attempt, or the password being replaced
     plainPassword = plainPasswordInserted;
     if (ui_) ui_->setDecryptProgressAnimating(true);
     if (Decript() != 0) {
@@ -36,9 +38,9 @@ void ZKCryptoDoc::submitPasswordToDecrypt(const Sender& sender) {
     } else {
         decryptDone();
         if (ui_) ui_->setDecryptProgressAnimating(false);
-        plainPasswordInserted.clear();
-        plainPasswordInsertedRetype.clear();
-        plainPasswordPrevious.clear();
+        secrets::wipe(plainPasswordInserted);
+        secrets::wipe(plainPasswordInsertedRetype);
+        secrets::wipe(plainPasswordPrevious);
     }
     updateChangeCount(kChangeCleared);
 }
@@ -49,9 +51,9 @@ void ZKCryptoDoc::documentPassword(const Sender&) {
         return;
     }
     showClearPasswordInInsertPasswordSheet = Value::boolean(false);
-    plainPasswordPrevious.clear();
-    plainPasswordInserted.clear();
-    plainPasswordInsertedRetype.clear();
+    secrets::wipe(plainPasswordPrevious);
+    secrets::wipe(plainPasswordInserted);
+    secrets::wipe(plainPasswordInsertedRetype);
     showChangePasswordSheet();
 }
 
@@ -68,10 +70,11 @@ void ZKCryptoDoc::confirmChangePasswordSheet() {
     if (plainPasswordPrevious != plainPassword) return passwordMustMatch();
     if (plainPasswordInserted != plainPasswordInsertedRetype) return passwordNotEqualSheet();
     if (!isLongEnough(plainPasswordInserted)) return passwordMustBe6CharLong();
+    secrets::wipe(plainPassword);  // the last attempt, or the password being replaced
     plainPassword = plainPasswordInserted;
-    plainPasswordInserted.clear();
-    plainPasswordInsertedRetype.clear();
-    plainPasswordPrevious.clear();
+    secrets::wipe(plainPasswordInserted);
+    secrets::wipe(plainPasswordInsertedRetype);
+    secrets::wipe(plainPasswordPrevious);
     updateChangeCount(kChangeDone);
     sheetAlert(Alert{texts::passwordChangedMessage, texts::passwordChangedInformative, {texts::ok}});
     updateChangeCount(kChangeDone);
@@ -85,9 +88,10 @@ void ZKCryptoDoc::showInsertPasswordSheet() {
         if (sheetWasConfirmed == 0) return;
         if (plainPasswordInserted != plainPasswordInsertedRetype) return passwordNotEqualSheet();
         if (!isLongEnough(plainPasswordInserted)) return passwordMustBe6CharLong();
+        secrets::wipe(plainPassword);  // the last attempt, or the password being replaced
         plainPassword = plainPasswordInserted;
-        plainPasswordInserted.clear();
-        plainPasswordInsertedRetype.clear();
+        secrets::wipe(plainPasswordInserted);
+        secrets::wipe(plainPasswordInsertedRetype);
         updateChangeCount(kChangeDone);
         sheetAlert(Alert{texts::passwordAcceptedMessage, texts::passwordAcceptedInsertInformative, {texts::ok}});
     });
@@ -105,9 +109,10 @@ void ZKCryptoDoc::askMandatoryPasswordToProtectDocument() {
         }
         if (plainPasswordInserted != plainPasswordInsertedRetype) return mandatoryPasswordNonEqual();
         if (!isLongEnough(plainPasswordInserted)) return mandatoryPasswordMustBe6CharLong();
+        secrets::wipe(plainPassword);  // the last attempt, or the password being replaced
         plainPassword = plainPasswordInserted;
-        plainPasswordInserted.clear();
-        plainPasswordInsertedRetype.clear();
+        secrets::wipe(plainPasswordInserted);
+        secrets::wipe(plainPasswordInsertedRetype);
         updateChangeCount(kChangeDone);
         sheetAlert(Alert{texts::passwordAcceptedMessage, texts::passwordAcceptedMandatoryInformative, {texts::ok}});
         updateChangeCount(kChangeDone);

@@ -4,6 +4,7 @@
 #include "DocumentTexts.h"
 #include "RecordModel.h"
 
+#include "crypto/SecretMemory.h"
 #include "foundation/KeyedArchive.h"
 #include "foundation/ZKAppSupportUtility.h"
 
@@ -19,6 +20,16 @@ bool isCurrentGeneration(std::uint64_t n) { return n == 30000 || n == 40000 || n
 
 Value dataOrAbsent(const std::optional<QByteArray>& d) { return d ? Value::data(*d) : Value(); }
 
+// A category lists its records and each record points at its category, so the two hold each
+// other. Tables that are let go are unlinked first, or they would stay in memory, secrets and
+// all, for as long as the process runs.
+void unlinkCategories(const Array& categories) {
+    for (const Value& c : categories) {
+        const Value records = c.toDictionary().value(keys::records);
+        if (records.isArray()) records.toArray().clear();
+    }
+}
+
 }  // namespace
 
 MyDocument::MyDocument() {
@@ -27,9 +38,18 @@ MyDocument::MyDocument() {
     myKeyArrayForExport = RecordModel::keyArray();
     YouCanSave = true;
     appReleaseString = ZKAppSupportUtility::calcReleaseString(kReleaseNumber);
+    secrets::keepOutOfCoreDumps();
 }
 
-MyDocument::~MyDocument() = default;
+MyDocument::~MyDocument() {
+    unlinkCategories(myCategoryArray);
+    // The engines let go of their copies first, so that the document's own is the last one and
+    // can be wiped.
+    myCommonCrypto.reset();
+    myCryptoEngine.setPassword(QString());
+    for (QString* s : {&plainPassword, &plainPasswordInserted, &plainPasswordInsertedRetype, &plainPasswordPrevious})
+        secrets::wipe(*s);
+}
 
 void MyDocument::prepareNewDocument() {
     documentCreationDate = Value::date(nowSince2001());
@@ -60,7 +80,8 @@ void MyDocument::updateChangeCount(int change) {
 // Writing
 
 void MyDocument::makeCheckValues() {
-    const QByteArray p = ZKCommonCrypto::generateRandom256AsciiString().toUtf8();
+    QByteArray p = ZKCommonCrypto::generateRandom256AsciiString().toUtf8();
+    const secrets::WipeOnExit wipeP(p);
     mySha1_RcData = dataOrAbsent(ZKCommonCrypto::dataSHA1(p));
     std::int32_t status = 0;
     myRCDataEncrypted = dataOrAbsent(myCommonCrypto->encrypt(p, &status));
@@ -153,14 +174,17 @@ void MyDocument::encryptData() {
     keepEngineForPassword();
     const Array records = getCopyOfContentArrayForSaveOperation();
     const Array categories = getCopyOfCategoryArrayForSaveOperation();
-    const auto a1 = KeyedArchiver::archivedDataWithRootObject(Value(records));
-    const auto a2 = KeyedArchiver::archivedDataWithRootObject(Value(categories));
-    const auto a3 = KeyedArchiver::archivedDataWithRootObject(Value(emailArray));
-    const auto a4 = KeyedArchiver::archivedDataWithRootObject(documentCreationDate);
+    auto a1 = KeyedArchiver::archivedDataWithRootObject(Value(records));
+    auto a2 = KeyedArchiver::archivedDataWithRootObject(Value(categories));
+    auto a3 = KeyedArchiver::archivedDataWithRootObject(Value(emailArray));
+    auto a4 = KeyedArchiver::archivedDataWithRootObject(documentCreationDate);
     // A failed member is left out of the file, as it always was; the status is not looked at.
+    // The plain archive is wiped once sealed.
     std::int32_t status = 0;
-    auto seal = [&](const std::optional<QByteArray>& plain) {
-        return plain ? dataOrAbsent(myCommonCrypto->encrypt(*plain, &status)) : Value();
+    auto seal = [&](std::optional<QByteArray>& plain) {
+        if (!plain) return Value();
+        const secrets::WipeOnExit wipePlain(*plain);
+        return dataOrAbsent(myCommonCrypto->encrypt(*plain, &status));
     };
     myEncryptedArrayData = seal(a1);
     myEncryptedCategoryArrayData = seal(a2);
@@ -333,21 +357,24 @@ std::int32_t MyDocument::Decript() {
         if (ui()) ui()->setDecryptProgressAnimating(false);
     };
     std::int32_t s = 0;
-    const auto p = myCommonCrypto->decrypt(myRCDataEncrypted.toData(), &s);
+    auto p = myCommonCrypto->decrypt(myRCDataEncrypted.toData(), &s);
     if (s != 0 || !p) {
         stopProgress();
         return s != 0 ? s : 1;
     }
-    if (ZKCommonCrypto::dataSHA1(*p) != mySha1_RcData.toData() || !mySha1_RcData.isData()) return 1;
+    const bool checked = ZKCommonCrypto::dataSHA1(*p) == mySha1_RcData.toData() && mySha1_RcData.isData();
+    secrets::wipe(*p);
+    if (!checked) return 1;
 
     // Each member is consumed as it succeeds: a later failure leaves the earlier ones gone.
     auto open = [&](Value& member, Value* out) -> std::int32_t {
-        const auto plain = myCommonCrypto->decrypt(member.toData(), &s);
+        auto plain = myCommonCrypto->decrypt(member.toData(), &s);
         if (s != 0 || !plain) {
             stopProgress();
             return s != 0 ? s : 1;
         }
         const auto v = KeyedUnarchiver::unarchiveObjectWithData(*plain);
+        secrets::wipe(*plain);
         if (!v) return 1;  // deciphered to something that is not an archive: garbage
         *out = *v;
         member = Value();
@@ -370,6 +397,7 @@ std::int32_t MyDocument::Decript() {
             r.toDictionary().set(keys::security, Value(QString()));
         }
     }
+    if (!myCategoryArray.isSameObject(categoryArray)) unlinkCategories(myCategoryArray);
     myArray = recordArray;
     myCategoryArray = categoryArray;
     if (onTablesInstalled) onTablesInstalled();
