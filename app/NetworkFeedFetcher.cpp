@@ -1,16 +1,28 @@
 #include "NetworkFeedFetcher.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QPointer>
 #include <QThreadPool>
+#include <QTimer>
 #include <QUrl>
 
 namespace qv::app {
 
-std::optional<QByteArray> NetworkFeedFetcher::fetchNow(const QString& url, int timeoutMs, qint64 maximumSize) {
+NetworkFeedFetcher::NetworkFeedFetcher(QObject* parent) : QObject(parent) {
+    if (auto* app = QCoreApplication::instance())
+        connect(app, &QCoreApplication::aboutToQuit, this, [state = state_] { state->cancelled = true; });
+}
+
+NetworkFeedFetcher::~NetworkFeedFetcher() {
+    state_->alive = false;
+    state_->cancelled = true;
+}
+
+std::optional<QByteArray> NetworkFeedFetcher::fetchNow(const QString& url, int timeoutMs, qint64 maximumSize,
+                                                       const std::atomic<bool>* cancel) {
     QNetworkAccessManager manager;
     QNetworkRequest request{QUrl(url)};
     request.setTransferTimeout(timeoutMs);
@@ -19,6 +31,13 @@ std::optional<QByteArray> NetworkFeedFetcher::fetchNow(const QString& url, int t
     QNetworkReply* reply = manager.get(request);
     QEventLoop loop;
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    QTimer watch;
+    if (cancel) {
+        QObject::connect(&watch, &QTimer::timeout, reply, [reply, cancel] {
+            if (*cancel) reply->abort();
+        });
+        watch.start(100);
+    }
     QObject::connect(reply, &QNetworkReply::downloadProgress, reply, [reply, maximumSize](qint64 received, qint64) {
         if (received > maximumSize) reply->abort();
     });
@@ -30,15 +49,13 @@ std::optional<QByteArray> NetworkFeedFetcher::fetchNow(const QString& url, int t
 }
 
 void NetworkFeedFetcher::fetch(const QString& url, std::function<void(std::optional<QByteArray>)> done) {
-    QPointer<NetworkFeedFetcher> self(this);
     const int timeout = transferTimeoutMs;
     const qint64 limit = maximumSize;
-    QThreadPool::globalInstance()->start([self, url, timeout, limit, done = std::move(done)]() mutable {
-        auto bytes = fetchNow(url, timeout, limit);
-        if (!self) return;
-        // Back on the main thread; dropped if the fetcher has gone meanwhile.
-        QMetaObject::invokeMethod(self.data(), [bytes = std::move(bytes), done = std::move(done)]() mutable {
-            done(std::move(bytes));
+    QThreadPool::globalInstance()->start([state = state_, url, timeout, limit, done = std::move(done)]() mutable {
+        auto bytes = fetchNow(url, timeout, limit, &state->cancelled);
+        // Back on the main thread, where `alive` is kept.
+        QMetaObject::invokeMethod(QCoreApplication::instance(), [state, bytes = std::move(bytes), done = std::move(done)]() mutable {
+            if (state->alive) done(std::move(bytes));
         }, Qt::QueuedConnection);
     });
 }
