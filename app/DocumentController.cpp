@@ -1,8 +1,11 @@
 #include "DocumentController.h"
 
 #include "DocumentWindow.h"
+#include "PlatformServices.h"
 
 #include "document/DocumentTexts.h"
+#include "foundation/UserDefaults.h"
+#include "shell/MyAppDelegate.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,9 +14,12 @@
 #include <QMessageBox>
 #include <QSaveFile>
 #include <QPointer>
+#include <QPushButton>
 #include <QScreen>
 #include <QSettings>
 #include <QTimer>
+
+#include <sys/stat.h>
 
 namespace qv::app {
 
@@ -30,6 +36,7 @@ DocumentWindow* DocumentController::newDocument() {
     w->document().prepareNewDocument();
     w->refresh();
     windows_.push_back(w);
+    applyLockWhenSessionLocks();
     Q_EMIT documentAdded(w);
     w->show();
     return w;
@@ -64,9 +71,11 @@ DocumentWindow* DocumentController::openDocument(const QString& path) {
         return nullptr;
     }
     w->document().fileURL = absolute;
+    noteFileOnDisk(w);
     noteRecentDocument(absolute);
     w->refresh();
     windows_.push_back(w);
+    applyLockWhenSessionLocks();
     Q_EMIT documentAdded(w);
     // A document from a file shows only its locked page, at the smallest size, centred.
     w->shrinkToMinimumSizeAndPin();
@@ -77,6 +86,32 @@ DocumentWindow* DocumentController::openDocument(const QString& path) {
         w->move(g.topLeft());
     }
     return w;
+}
+
+void DocumentController::setServices(AppServices* services) {
+    services_ = services;
+    if (!services_ || !services_->defaults) return;
+    UserDefaults* defaults = services_->defaults;
+    defaults->registerDefaults(prefs::optInDefaults());
+    if (auto* clipboard = dynamic_cast<ClipboardPasteboard*>(services_->pasteboard))
+        clipboard->setClearAfter([defaults] { return defaults->integerForKey(prefs::clearClipboardAfter); });
+}
+
+void DocumentController::applyLockWhenSessionLocks() {
+    // Nothing is asked of the desktop's buses until the user wants it.
+    if (sessionWatcher_ || !services_ || !services_->defaults ||
+        !services_->defaults->boolForKey(prefs::lockDocumentsWhenSessionLocks))
+        return;
+    sessionWatcher_ = new SessionLockWatcher(this);
+    connect(sessionWatcher_, &SessionLockWatcher::sessionLocking, this, [this] {
+        if (services_ && services_->defaults && services_->defaults->boolForKey(prefs::lockDocumentsWhenSessionLocks))
+            lockAllForSession();
+    });
+}
+
+void DocumentController::lockAllForSession() {
+    // As the background lock does: locked, passwordless and never-saved documents are skipped.
+    for (DocumentWindow* w : windows_) w->document().lockAutomatically();
 }
 
 void DocumentController::openDocumentWithPanel(QWidget* parent) {
@@ -93,19 +128,76 @@ bool DocumentController::writeAtomically(const QString& path, const QByteArray& 
     return true;
 }
 
-bool DocumentController::saveDocument(DocumentWindow* w) {
-    if (w->filePath().isEmpty()) return saveDocumentAs(w);
+bool DocumentController::writeDocumentSafely(const QString& path, const QByteArray& bytes, const QString& password,
+                                             QString* error) {
+    MyDocument check;
+    QString why;
+    bool opens = check.read(bytes, &why) == MyDocument::ReadResult::Taken;
+    if (opens) {
+        check.plainPassword = password;
+        opens = check.Decript() == 0;
+    }
+    if (!opens) {
+        if (error)
+            *error = QStringLiteral("The new contents could not be read back with the document's password, so the "
+                                    "file was left as it was.");
+        return false;
+    }
+    return writeAtomically(path, bytes, error);
+}
+
+DocumentController::FileStamp DocumentController::stampOf(const QString& path) {
+    FileStamp s;
+    struct stat st {};
+    if (::stat(QFile::encodeName(path).constData(), &st) != 0) return s;
+    s.exists = true;
+    s.size = std::int64_t(st.st_size);
+    s.modifiedNs = std::int64_t(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+    s.inode = std::uint64_t(st.st_ino);
+    s.device = std::uint64_t(st.st_dev);
+    return s;
+}
+
+void DocumentController::noteFileOnDisk(const DocumentWindow* w) { known_[w] = KnownFile{w->filePath(), stampOf(w->filePath())}; }
+
+bool DocumentController::fileChangedOnDisk(const DocumentWindow* w) const {
+    const auto it = known_.find(w);
+    // A file this program never read or wrote for the window (a new path of Save As) is the
+    // file panel's business.
+    if (it == known_.end() || it->second.path != w->filePath()) return false;
+    return stampOf(w->filePath()) != it->second.stamp;
+}
+
+bool DocumentController::saveDocument(DocumentWindow* w) { return save(w, SaveMode::Asking); }
+
+bool DocumentController::save(DocumentWindow* w, SaveMode mode) {
+    if (w->filePath().isEmpty()) return mode == SaveMode::Asking && saveDocumentAs(w);
     MyDocument& doc = w->document();
     // A locked document or one without a password must not be written: the file could not be
     // opened again.
     if (!doc.canAutosave()) return false;
+    if (fileChangedOnDisk(w)) {
+        // Autosaving never overwrites another program's work; the next save by hand asks.
+        if (mode == SaveMode::Autosaving) return false;
+        QMessageBox box(QMessageBox::Warning, QStringLiteral("Quorvane"),
+                        QStringLiteral("The document \"%1\" was changed by another program since it was opened or "
+                                       "last saved.")
+                            .arg(QFileInfo(w->filePath()).fileName()),
+                        QMessageBox::NoButton, w);
+        box.setInformativeText(QStringLiteral("If you save it now, the changes made by the other program will be lost."));
+        QPushButton* overwrite = box.addButton(QStringLiteral("Save Anyway"), QMessageBox::DestructiveRole);
+        box.setDefaultButton(box.addButton(QMessageBox::Cancel));
+        box.exec();
+        if (box.clickedButton() != overwrite) return false;
+    }
     const auto bytes = doc.dataOfType(QStringLiteral("qvane"));
     QString error;
-    if (!bytes || !writeAtomically(w->filePath(), *bytes, &error)) {
+    if (!bytes || !writeDocumentSafely(w->filePath(), *bytes, doc.plainPassword, &error)) {
         QMessageBox::warning(w, QStringLiteral("Quorvane"),
                              QStringLiteral("The document could not be saved.\n%1").arg(error));
         return false;
     }
+    noteFileOnDisk(w);
     doc.fileURL = w->filePath();
     doc.updateChangeCount(ZKCryptoDoc::kChangeCleared);
     noteRecentDocument(w->filePath());
@@ -132,6 +224,7 @@ void DocumentController::revertDocumentToSaved(DocumentWindow* w) {
     if (w->filePath().isEmpty() || !f.open(QIODevice::ReadOnly)) return;
     MyDocument& doc = w->document();
     if (!doc.readFromData(f.readAll(), QStringLiteral("qvane"))) return;
+    noteFileOnDisk(w);
     w->clearPasswordToDecryptField();
     doc.myArray = Array();
     doc.myCategoryArray = Array();
@@ -146,7 +239,7 @@ void DocumentController::scheduleAutosave(DocumentWindow* w) {
     QTimer::singleShot(int(autosavingDelay_ * 1000), this, [this, target] {
         if (!target || target->filePath().isEmpty()) return;
         MyDocument& doc = target->document();
-        if (doc.isDocumentEdited() && doc.canAutosave() && doc.YouCanSave) saveDocument(target);
+        if (doc.isDocumentEdited() && doc.canAutosave() && doc.YouCanSave) save(target, SaveMode::Autosaving);
     });
 }
 
@@ -166,6 +259,7 @@ void DocumentController::noteRecentDocument(const QString& path) {
 }
 
 void DocumentController::forget(DocumentWindow* window) {
+    known_.erase(window);
     std::erase(windows_, window);
 }
 

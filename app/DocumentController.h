@@ -2,12 +2,17 @@
 
 // The program's open documents: new, open, save, save as, revert and close, each document in a
 // window of its own. Saves are atomic: the new file is written beside the old one, flushed to
-// disk and renamed over it, so a crash or a kill during a save leaves the previous file whole.
+// disk and renamed over it, so a crash, a kill or a full disk during a save leaves the previous
+// file whole. The new bytes are opened with the password before they may replace the file, and a
+// file that another program changed since it was opened or saved is not overwritten without
+// asking.
 
 #include <QObject>
 #include <QString>
 
+#include <cstdint>
 #include <functional>
+#include <unordered_map>
 #include <vector>
 
 namespace qv {
@@ -46,7 +51,14 @@ public:
     const std::vector<DocumentWindow*>& documents() const { return windows_; }
     // Null without a running application (some tests): copy and open commands are then absent.
     AppServices* services() const { return services_; }
-    void setServices(AppServices* services) { services_ = services; }
+    // Also registers the defaults of the opt-in preferences read here and hands the clipboard
+    // its clearing delay.
+    void setServices(AppServices* services);
+    // Starts listening to the desktop's screen lock and sleep when the preference asks for it;
+    // run when a document comes and when the preference changes.
+    void applyLockWhenSessionLocks();
+    // Every document that can lock, locks: the desktop's screen locked or the machine sleeps.
+    void lockAllForSession();
 
     // Documents with a file are saved in place this many seconds after an edit; 0 turns
     // autosaving off. Locked documents and documents without a password are never autosaved.
@@ -61,13 +73,38 @@ public:
 
     // Writes the file atomically; false with a message when it could not be written.
     static bool writeAtomically(const QString& path, const QByteArray& bytes, QString* error);
+    // As writeAtomically, once the bytes have been read and decrypted with `password` as an
+    // opening would; bytes that don't open never reach the disk.
+    static bool writeDocumentSafely(const QString& path, const QByteArray& bytes, const QString& password,
+                                    QString* error);
+
+    // What identifies the file as it was when it was last read or written by this program.
+    struct FileStamp {
+        bool exists = false;
+        std::int64_t size = 0, modifiedNs = 0;
+        std::uint64_t inode = 0, device = 0;
+        bool operator==(const FileStamp&) const = default;
+    };
+    static FileStamp stampOf(const QString& path);
+    // Whether another program changed, replaced or removed the window's file since then.
+    bool fileChangedOnDisk(const DocumentWindow* window) const;
 
 Q_SIGNALS:
     // A new or opened document has its window, before it is shown.
     void documentAdded(DocumentWindow* window);
 
 private:
+    enum class SaveMode { Asking, Autosaving };
+    bool save(DocumentWindow* window, SaveMode mode);
+    void noteFileOnDisk(const DocumentWindow* window);
+
     std::vector<DocumentWindow*> windows_;
+    struct KnownFile {
+        QString path;
+        FileStamp stamp;
+    };
+    std::unordered_map<const DocumentWindow*, KnownFile> known_;
+    class SessionLockWatcher* sessionWatcher_ = nullptr;
     int untitledCount_ = 0;
     double autosavingDelay_ = 20;
     AppServices* services_ = nullptr;

@@ -1,5 +1,7 @@
 #include "PlatformServices.h"
 
+#include "crypto/SecretMemory.h"
+
 #include <QDir>
 #include <QFileDialog>
 
@@ -8,6 +10,7 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QLabel>
+#include <QMimeData>
 #include <QMouseEvent>
 #include <QScreen>
 #include <QSystemTrayIcon>
@@ -16,7 +19,79 @@
 
 namespace qv::app {
 
-void ClipboardPasteboard::setString(const QString& text) { QGuiApplication::clipboard()->setText(text); }
+ClipboardPasteboard::ClipboardPasteboard() {
+    clearTimer_.setSingleShot(true);
+    connect(&clearTimer_, &QTimer::timeout, this, &ClipboardPasteboard::clearIfStillCopied);
+}
+
+ClipboardPasteboard::~ClipboardPasteboard() { secrets::wipe(copied_); }
+
+void ClipboardPasteboard::setString(const QString& text) {
+    auto* mime = new QMimeData;
+    mime->setText(text);
+    mime->setData(kSecretHintType, QByteArrayLiteral("secret"));
+    QGuiApplication::clipboard()->setMimeData(mime);
+    secrets::wipe(copied_);
+    clearTimer_.stop();
+    const std::int64_t seconds = clearAfter_ ? clearAfter_() : 0;
+    if (seconds <= 0) return;
+    copied_ = text;
+    clearTimer_.start(int(std::min<std::int64_t>(seconds, 24 * 3600)) * 1000);
+}
+
+void ClipboardPasteboard::clearIfStillCopied() {
+    clearTimer_.stop();
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    if (const QMimeData* now = clipboard->mimeData();
+        now && now->hasText() && now->text() == copied_ && now->data(kSecretHintType) == "secret")
+        clipboard->clear();
+    secrets::wipe(copied_);
+}
+
+namespace {
+const QString kScreenSaverPath = QStringLiteral("/org/freedesktop/ScreenSaver");
+const QString kScreenSaverInterface = QStringLiteral("org.freedesktop.ScreenSaver");
+const QString kGnomeScreenSaverPath = QStringLiteral("/org/gnome/ScreenSaver");
+const QString kGnomeScreenSaverInterface = QStringLiteral("org.gnome.ScreenSaver");
+const QString kLogin1 = QStringLiteral("org.freedesktop.login1");
+const QString kLogin1Path = QStringLiteral("/org/freedesktop/login1");
+const QString kLogin1Manager = QStringLiteral("org.freedesktop.login1.Manager");
+const QString kLogin1Session = QStringLiteral("org.freedesktop.login1.Session");
+}  // namespace
+
+SessionLockWatcher::SessionLockWatcher(QObject* parent)
+    : SessionLockWatcher(QDBusConnection::sessionBus(), QDBusConnection::systemBus(), parent) {}
+
+SessionLockWatcher::SessionLockWatcher(QDBusConnection session, QDBusConnection system, QObject* parent)
+    : QObject(parent) {
+    // Whichever of these the desktop has; a missing bus or service just means fewer signals.
+    if (session.isConnected()) {
+        listening_ += session.connect(QString(), kScreenSaverPath, kScreenSaverInterface, QStringLiteral("ActiveChanged"),
+                                      this, SLOT(screenSaverActiveChanged(bool)));
+        // KDE sends it from a second path as well.
+        listening_ += session.connect(QString(), QStringLiteral("/ScreenSaver"), kScreenSaverInterface,
+                                      QStringLiteral("ActiveChanged"), this, SLOT(screenSaverActiveChanged(bool)));
+        listening_ += session.connect(QString(), kGnomeScreenSaverPath, kGnomeScreenSaverInterface,
+                                      QStringLiteral("ActiveChanged"), this, SLOT(screenSaverActiveChanged(bool)));
+    }
+    if (system.isConnected()) {
+        listening_ += system.connect(QString(), kLogin1Path, kLogin1Manager, QStringLiteral("PrepareForSleep"), this,
+                                     SLOT(prepareForSleep(bool)));
+        // "loginctl lock-session" and the desktops that use it: sent by the session's own object,
+        // whose path is not known in advance.
+        listening_ += system.connect(QString(), QString(), kLogin1Session, QStringLiteral("Lock"), this, SLOT(lock()));
+    }
+}
+
+void SessionLockWatcher::screenSaverActiveChanged(bool active) {
+    if (active) Q_EMIT sessionLocking();
+}
+
+void SessionLockWatcher::prepareForSleep(bool sleeping) {
+    if (sleeping) Q_EMIT sessionLocking();
+}
+
+void SessionLockWatcher::lock() { Q_EMIT sessionLocking(); }
 
 namespace {
 

@@ -1,25 +1,69 @@
 #pragma once
 
 // The desktop's services behind the program's ports: the clipboard, the status-area icon (or,
-// where the desktop has no tray, a small always-on-top window to click), and the handlers for
-// URLs and files.
+// where the desktop has no tray, a small always-on-top window to click), the handlers for URLs
+// and files, and the desktop's word that the screen locks or the machine goes to sleep.
 
 #include "foundation/FilePanel.h"
 #include "foundation/Pasteboard.h"
 #include "foundation/StatusItem.h"
 #include "foundation/Workspace.h"
 
+#include <QDBusConnection>
 #include <QObject>
 #include <QPointer>
+#include <QTimer>
+
+#include <functional>
 
 class QSystemTrayIcon;
 class QWidget;
 
 namespace qv::app {
 
-class ClipboardPasteboard : public Pasteboard {
+// Every value goes out marked as secret, so that clipboard managers that honour the mark keep
+// it out of their history. When the user asks for it (clearAfter gives a number of seconds
+// above 0) the clipboard is emptied that long after a copy, if it still holds what was copied.
+class ClipboardPasteboard : public QObject, public Pasteboard {
+    Q_OBJECT
 public:
+    static inline const QString kSecretHintType = QStringLiteral("x-kde-passwordManagerHint");
+
+    ClipboardPasteboard();
+    ~ClipboardPasteboard() override;
     void setString(const QString& text) override;
+    void setClearAfter(std::function<std::int64_t()> seconds) { clearAfter_ = std::move(seconds); }
+    bool isClearPending() const { return clearTimer_.isActive(); }
+    // What the timer does: empties the clipboard unless something else was copied meanwhile.
+    void clearIfStillCopied();
+
+private:
+    std::function<std::int64_t()> clearAfter_;
+    QTimer clearTimer_;
+    QString copied_;
+};
+
+// Tells when the desktop locks the screen (the freedesktop and GNOME screen savers, or the login
+// manager's lock of the session) or the machine is about to sleep.
+class SessionLockWatcher : public QObject {
+    Q_OBJECT
+public:
+    // The user's session bus and the system bus; tests hand in a private bus for both.
+    SessionLockWatcher(QDBusConnection session, QDBusConnection system, QObject* parent = nullptr);
+    SessionLockWatcher(QObject* parent = nullptr);
+    // How many of the desktop's signals are being listened to.
+    int listening() const { return listening_; }
+
+Q_SIGNALS:
+    void sessionLocking();
+
+private Q_SLOTS:
+    void screenSaverActiveChanged(bool active);
+    void prepareForSleep(bool sleeping);
+    void lock();
+
+private:
+    int listening_ = 0;
 };
 
 class TrayStatusItem : public QObject, public StatusItem {

@@ -43,6 +43,17 @@ inline const QString enableDisambiguator = QStringLiteral("enableDisambiguator")
 inline const QString StartupSelectedDocPath = QStringLiteral("StartupSelectedDocPath");
 inline const QString StartupSelectedDocBookmark = QStringLiteral("StartupSelectedDocBookmark");
 inline const QString lastCheckDateForUpdate = QStringLiteral("lastCheckDateForUpdate");
+// This program's own opt-in additions, off by default and registered apart from the table above:
+// seconds after which a copied value is cleared from the clipboard (0: never), and locking every
+// document when the screen locks or the machine goes to sleep.
+inline const QString clearClipboardAfter = QStringLiteral("clearClipboardAfter");
+inline const QString lockDocumentsWhenSessionLocks = QStringLiteral("lockDocumentsWhenSessionLocks");
+inline Dictionary optInDefaults() {
+    Dictionary d;
+    d.set(clearClipboardAfter, Value::integer(0));
+    d.set(lockDocumentsWhenSessionLocks, Value::boolean(false));
+    return d;
+}
 }  // namespace prefs
 
 class ZKPhoneHome;
