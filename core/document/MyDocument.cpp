@@ -347,7 +347,10 @@ std::int32_t MyDocument::Decript() {
         myCommonCrypto->setPasswordToDecrypt(plainPassword, myIV.toData(), mySalt.toData());
     }
     if (const int group = LegacyMigration::groupOf(docVersionRapresentation)) {
+        const Array before = myCategoryArray;
         const std::int32_t result = LegacyMigration::decript(*this, group);
+        // A failed attempt's categories, replaced by this one's, are let go.
+        if (!myCategoryArray.isSameObject(before)) unlinkCategories(before);
         if (result == 0 && onTablesInstalled) onTablesInstalled();
         return result;
     }

@@ -22,6 +22,10 @@ struct Lists {
         recordController.setContent(records);
         recordController.now = [] { return 1000.0; };
     }
+    // Categories and their records hold each other; a document unlinks them when it goes.
+    ~Lists() {
+        for (const Value& c : categories) c.toDictionary().value(keys::records).toArray().clear();
+    }
     Dictionary category(qsizetype i) const { return categories.at(i).toDictionary(); }
     std::int64_t count(qsizetype i) const { return category(i).value(keys::cat_howManyUsingThis).toInt64(); }
     // Records get distinct names: lists of records compare by value, and two records equal in
