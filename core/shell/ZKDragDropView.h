@@ -5,6 +5,8 @@
 // widget that owns one of these.
 
 #include "foundation/ArrayController.h"
+#include "foundation/DocumentUi.h"
+#include "foundation/Sender.h"
 
 #include <QString>
 #include <QStringList>
@@ -73,5 +75,15 @@ bool setFileToOpen(ArrayController& records, const QString& path);
 void setUrlToOpen(ArrayController& records, const QString& url);
 bool observeDropArea(ArrayController& records, const QString& key, const QString& value,
                      const std::function<bool(const QString&)>& fileExists = {});
+
+namespace texts {
+inline const QString cantDropDirectoryMessage = QStringLiteral("Can't Accept a Directory Here");
+inline const QString cantDropDirectoryInformative = QStringLiteral(
+    "You dropped here a directory.\nYou can only drop here a file to open it via Quorvane with the open button");
+}  // namespace texts
+
+// The document's sheet for a drop area that refuses directories. Kept ready, though no drop
+// area refuses them today: a dropped directory becomes a file URL like any file.
+void openAlertPanelCantDropDirectoryHere(DocumentUi& ui, const Sender& sender = {});
 
 }  // namespace qv
