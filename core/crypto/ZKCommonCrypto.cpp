@@ -123,6 +123,16 @@ struct KeyMaterial {
 std::optional<QByteArray> ZKCommonCrypto::doCipher(const QByteArray& data, const QByteArray& /*key*/,
                                                    std::uint32_t context, std::uint32_t* padding,
                                                    std::int32_t* error) {
+    return cipher(const_cast<QByteArray&>(data), false, context, padding, error);
+}
+
+std::optional<QByteArray> ZKCommonCrypto::encryptInPlace(QByteArray&& plain, std::int32_t* error) {
+    std::uint32_t padding = kPaddingPKCS7;
+    return cipher(plain, true, kContextEncrypt, &padding, error);
+}
+
+std::optional<QByteArray> ZKCommonCrypto::cipher(QByteArray& data, bool inPlace, std::uint32_t context,
+                                                 std::uint32_t* padding, std::int32_t* error) {
     setAESKey(AESKeyForPassword(password_, salt_));
     KeyMaterial m;
     unsigned char* const key = m.key;
@@ -158,7 +168,19 @@ std::optional<QByteArray> ZKCommonCrypto::doCipher(const QByteArray& data, const
         *error = kParamError;
         return std::nullopt;
     }
-    QByteArray out(inLength + kBlockSize, '\0');
+    // Enciphering in place takes over the caller's buffer: the plain text is overwritten as it
+    // goes, and a large document needs no second buffer of its size.
+    QByteArray out;
+    const unsigned char* in;
+    if (inPlace) {
+        out = std::move(data);
+        out.reserve(inLength + kBlockSize);
+        out.resize(inLength + kBlockSize);
+        in = reinterpret_cast<const unsigned char*>(out.constData());
+    } else {
+        out = QByteArray(inLength + kBlockSize, Qt::Uninitialized);
+        in = reinterpret_cast<const unsigned char*>(data.constData());
+    }
     // Partial output of a failed call may hold plain text: it is wiped, never handed out.
     auto fail = [&out, error](std::int32_t status) -> std::optional<QByteArray> {
         *error = status;
@@ -166,8 +188,7 @@ std::optional<QByteArray> ZKCommonCrypto::doCipher(const QByteArray& data, const
         return std::nullopt;
     };
     int written = 0;
-    if (EVP_CipherUpdate(ctx.get(), reinterpret_cast<unsigned char*>(out.data()), &written,
-                         reinterpret_cast<const unsigned char*>(data.constData()), int(inLength)) != 1)
+    if (EVP_CipherUpdate(ctx.get(), reinterpret_cast<unsigned char*>(out.data()), &written, in, int(inLength)) != 1)
         return fail(kParamError);
     *error = kSuccess;
     // Without padding, and always when deciphering, the input must be whole blocks.

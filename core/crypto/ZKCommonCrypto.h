@@ -75,11 +75,16 @@ public:
     std::optional<QByteArray> doCipher(const QByteArray& data, const QByteArray& key, std::uint32_t context,
                                        std::uint32_t* padding, std::int32_t* error);
     std::optional<QByteArray> encrypt(const QByteArray& data, std::int32_t* error);
+    // The same, overwriting `plain` with the cipher text (wiped if the call fails); for the
+    // large archives of a save, which then need no second buffer.
+    std::optional<QByteArray> encryptInPlace(QByteArray&& plain, std::int32_t* error);
     std::optional<QByteArray> decrypt(const QByteArray& data, std::int32_t* error);
     std::optional<QByteArray> encrypt(const QByteArray& data, const QByteArray& key, std::uint32_t* padding);
     std::optional<QByteArray> decrypt(const QByteArray& data, const QByteArray& key, std::uint32_t* padding);
 
 private:
+    std::optional<QByteArray> cipher(QByteArray& data, bool inPlace, std::uint32_t context, std::uint32_t* padding,
+                                     std::int32_t* error);
     void freshParameters();
     QString password_;
     QByteArray salt_;

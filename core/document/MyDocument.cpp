@@ -172,9 +172,28 @@ Array MyDocument::getCopyOfCategoryArrayForSaveOperation() const {
 
 void MyDocument::encryptData() {
     keepEngineForPassword();
-    const Array records = getCopyOfContentArrayForSaveOperation();
     const Array categories = getCopyOfCategoryArrayForSaveOperation();
-    auto a1 = KeyedArchiver::archivedDataWithRootObject(Value(records));
+    // The records are written as getCopyOfContentArrayForSaveOperation() would copy them, without
+    // making the copies: a large document would otherwise hold a second set of its records.
+    const QString* categoryIDKey = &internKey(keys::categoryID);
+    auto a1 = KeyedArchiver::archivedArrayWithRewrittenElements(
+        myArray, [categoryIDKey](const Dictionary& record, std::vector<std::pair<const QString*, Value>>& entries) {
+            const Dictionary* category = record.get(keys::categoryPtr).dictionaryIfAny();
+            const Value id = Value::integer(category ? category->get(keys::cat_uniqueID).toInt64() : 0);
+            bool hadID = false;
+            entries.reserve(size_t(record.count()) + 1);
+            for (qsizetype i = 0; i < record.count(); ++i) {
+                const QString& key = record.keyAt(i);
+                if (key == keys::categoryPtr) continue;
+                if (key == keys::categoryID) {
+                    entries.emplace_back(&key, id);
+                    hadID = true;
+                } else {
+                    entries.emplace_back(&key, record.valueAt(i));
+                }
+            }
+            if (!hadID) entries.emplace_back(categoryIDKey, id);
+        });
     auto a2 = KeyedArchiver::archivedDataWithRootObject(Value(categories));
     auto a3 = KeyedArchiver::archivedDataWithRootObject(Value(emailArray));
     auto a4 = KeyedArchiver::archivedDataWithRootObject(documentCreationDate);
@@ -184,7 +203,7 @@ void MyDocument::encryptData() {
     auto seal = [&](std::optional<QByteArray>& plain) {
         if (!plain) return Value();
         const secrets::WipeOnExit wipePlain(*plain);
-        return dataOrAbsent(myCommonCrypto->encrypt(*plain, &status));
+        return dataOrAbsent(myCommonCrypto->encryptInPlace(std::move(*plain), &status));
     };
     myEncryptedArrayData = seal(a1);
     myEncryptedCategoryArrayData = seal(a2);
@@ -376,11 +395,21 @@ std::int32_t MyDocument::Decript() {
             stopProgress();
             return s != 0 ? s : 1;
         }
-        const auto v = KeyedUnarchiver::unarchiveObjectWithData(*plain);
-        secrets::wipe(*plain);
-        if (!v) return 1;  // deciphered to something that is not an archive: garbage
-        *out = *v;
+        const secrets::WipeOnExit wipePlain(*plain);
+        // The cipher text is let go before the plain text is decoded, so that a large document
+        // never holds both next to its records.
+        const bool mutableClass = member.isMutableClass();
         member = Value();
+        const auto v = KeyedUnarchiver::unarchiveObjectWithData(*plain);
+        if (!v) {
+            // Deciphered to something that is not an archive: garbage. The member stays as it
+            // was; the same key and vector encipher the plain text back to the very same bytes.
+            std::int32_t again = 0;
+            if (auto restored = myCommonCrypto->encrypt(*plain, &again))
+                member = Value::data(*restored).withMutableClass(mutableClass);
+            return 1;
+        }
+        *out = *v;
         return 0;
     };
     Value records, categories, emails, created;

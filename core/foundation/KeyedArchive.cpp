@@ -211,14 +211,6 @@ private:
         }
         const Ref slot = w_.reserve();
         const std::uint64_t uid = push(slot);
-        auto uids = [&](const std::vector<std::uint64_t>& list) {
-            std::vector<Ref> refs;
-            refs.reserve(list.size());
-            for (auto u : list) refs.push_back(w_.uid(u));
-            const Ref arr = w_.reserve();
-            w_.setArray(arr, refs);
-            return arr;
-        };
         if (isArray) {
             const Array a = v.toArray();
             std::vector<std::uint64_t> elements;
@@ -231,21 +223,73 @@ private:
             object({{"NS.objects", uids(elements)}}, classFor("Array", !a.isImmutableClass()), slot);
         } else {
             const Dictionary d = v.toDictionary();
-            std::vector<std::uint64_t> keys, values;
-            keys.reserve(size_t(d.count()));
-            values.reserve(size_t(d.count()));
-            for (qsizetype i = 0; i < d.count(); ++i) keys.push_back(keyUid(d.keyAt(i)));
-            for (qsizetype i = 0; i < d.count(); ++i) {
-                auto u = encode(d.valueAt(i), depth + 1, error);
-                if (!u) return std::nullopt;
-                values.push_back(*u);
-            }
-            const Ref k = uids(keys);
-            const Ref o = uids(values);
-            object({{"NS.keys", k}, {"NS.objects", o}}, classFor("Dictionary", !d.isImmutableClass()), slot);
+            if (!dictionaryBody(d.count(), [&d](qsizetype i) -> const QString& { return d.keyAt(i); },
+                                [&d](qsizetype i) -> const Value& { return d.valueAt(i); }, d.isImmutableClass(),
+                                slot, depth, error))
+                return std::nullopt;
         }
         inProgress_.erase(id);
         containers_.insert(id, uid);
+        return uid;
+    }
+
+    template <typename KeyAt, typename ValueAt>
+    bool dictionaryBody(qsizetype count, KeyAt keyAt, ValueAt valueAt, bool immutable, Ref slot, int depth,
+                        QString* error) {
+        std::vector<std::uint64_t> keys, values;
+        keys.reserve(size_t(count));
+        values.reserve(size_t(count));
+        for (qsizetype i = 0; i < count; ++i) keys.push_back(keyUid(keyAt(i)));
+        for (qsizetype i = 0; i < count; ++i) {
+            auto u = encode(valueAt(i), depth + 1, error);
+            if (!u) return false;
+            values.push_back(*u);
+        }
+        const Ref k = uids(keys);
+        const Ref o = uids(values);
+        object({{"NS.keys", k}, {"NS.objects", o}}, classFor("Dictionary", !immutable), slot);
+        return true;
+    }
+
+    Ref uids(const std::vector<std::uint64_t>& list) {
+        std::vector<Ref> refs;
+        refs.reserve(list.size());
+        for (auto u : list) refs.push_back(w_.uid(u));
+        const Ref arr = w_.reserve();
+        w_.setArray(arr, refs);
+        return arr;
+    }
+
+    // The root is written as a new mutable array whose dictionaries are new copies with the
+    // entries the rewrite gives: each element is its own object, as a fresh copy would be,
+    // while what the entries hold is shared and uniqued as usual.
+    std::optional<std::uint64_t> encodeRewritten(const Array& a, const KeyedArchiver::ElementRewrite& rewrite,
+                                                 QString* error) {
+        const Ref slot = w_.reserve();
+        const std::uint64_t uid = push(slot);
+        std::vector<std::uint64_t> elements;
+        elements.reserve(size_t(a.count()));
+        std::vector<std::pair<const QString*, Value>> entries;
+        for (const Value& e : a) {
+            const Dictionary* d = e.dictionaryIfAny();
+            if (!d) {
+                auto u = encode(e, 1, error);
+                if (!u) return std::nullopt;
+                elements.push_back(*u);
+                continue;
+            }
+            entries.clear();
+            rewrite(*d, entries);
+            const Ref elementSlot = w_.reserve();
+            const std::uint64_t elementUid = push(elementSlot);
+            if (!dictionaryBody(qsizetype(entries.size()),
+                                [&entries](qsizetype i) -> const QString& { return *entries[size_t(i)].first; },
+                                [&entries](qsizetype i) -> const Value& { return entries[size_t(i)].second; },
+                                d->isImmutableClass(), elementSlot, 1, error))
+                return std::nullopt;
+            elements.push_back(elementUid);
+        }
+        object({{"NS.objects", uids(elements)}}, classFor("Array", true), slot);
         return uid;
     }
 
@@ -260,10 +304,11 @@ public:
         mutableData_.clear();
     }
 
-    std::optional<QByteArray> archive(const Value& root, QString* error) {
+    std::optional<QByteArray> archive(const Value& root, QString* error,
+                                      const KeyedArchiver::ElementRewrite* rewrite = nullptr) {
         const Ref top = w_.reserve();
         objects_.push_back(w_.string(QStringLiteral("$null")));
-        auto rootUid = encode(root, 0, error);
+        auto rootUid = rewrite ? encodeRewritten(root.toArray(), *rewrite, error) : encode(root, 0, error);
         if (!rootUid) return std::nullopt;
         finishMutableObjects();
         const Ref objectsArray = w_.reserve();
@@ -334,7 +379,7 @@ public:
         if (!uidOf(*rootRef, &rootUid)) return std::nullopt;
 
         state_.assign(size_t(objects_.count), 0);
-        memo_.assign(size_t(objects_.count), Value());
+        countReferences(rootUid);
         return decode(rootUid, 0);
     }
 
@@ -346,6 +391,34 @@ private:
     std::nullopt_t failed(const QString& text) {
         if (error_) *error_ = text;
         return std::nullopt;
+    }
+
+    // Most archived objects are referred to once: only those referred to more often are kept
+    // after decoding, so that they are shared (and containers keep their identity) without a
+    // table of every object of a large archive. The count reads each archived object's fields
+    // that hold UIDs, directly or in an array; counting more than decoding follows is harmless.
+    void countReferences(std::uint64_t rootUid) {
+        auto count = [this](std::uint64_t uid) {
+            if (uid < objects_.count && state_[uid] < kReferredTwice) state_[uid] += kReferredOnce;
+        };
+        count(rootUid);
+        for (std::uint64_t i = 1; i < objects_.count; ++i) {
+            Obj o;
+            if (!r_.object(r_.reference(objects_, i), &o, nullptr) || o.kind != Kind::Dictionary) continue;
+            for (std::uint64_t k = 0; k < o.count; ++k) {
+                Obj v;
+                if (!r_.object(r_.reference(o, o.count + k), &v, nullptr)) continue;
+                if (v.kind == Kind::Uid) {
+                    count(std::uint64_t(v.intBits));
+                } else if (v.kind == Kind::Array) {
+                    for (std::uint64_t e = 0; e < v.count; ++e) {
+                        Obj u;
+                        if (r_.object(r_.reference(v, e), &u, nullptr) && u.kind == Kind::Uid)
+                            count(std::uint64_t(u.intBits));
+                    }
+                }
+            }
+        }
     }
 
     bool uidOf(std::uint64_t plistRef, std::uint64_t* uid) {
@@ -424,12 +497,17 @@ private:
         if (uid == 0) return Value();
         if (uid >= objects_.count)
             return failed(damaged(QStringLiteral("a reference points past the last archived object")));
-        if (state_[uid] == 2) return memo_[uid];
-        if (state_[uid] == 1) return failed(damaged(QStringLiteral("a reference loop")));
+        std::uint8_t& state = state_[uid];
+        if (state & kDecoded) {
+            if (auto it = memo_.find(uid); it != memo_.end()) return it->second;
+            // Decoded before although counted once: only a damaged archive gets here.
+            return failed(damaged(QStringLiteral("an object referred to more often than it is listed")));
+        }
+        if (state & kBeingDecoded) return failed(damaged(QStringLiteral("a reference loop")));
         if (depth > kMaxPropertyListDepth) return failed(damaged(QStringLiteral("nesting too deep")));
         Obj o;
         if (!archivedObject(uid, &o)) return std::nullopt;
-        state_[uid] = 1;
+        state_[uid] |= kBeingDecoded;
         std::optional<Value> v;
         switch (o.kind) {
         case Kind::AsciiString:
@@ -447,8 +525,8 @@ private:
         case Kind::Array: return failed(damaged(QStringLiteral("an unexpected object among the archived objects")));
         }
         if (!v) return std::nullopt;
-        state_[uid] = 2;
-        memo_[uid] = *v;
+        state_[uid] = std::uint8_t((state_[uid] & ~kBeingDecoded) | kDecoded);
+        if ((state_[uid] & kReferredTwice) == kReferredTwice) memo_.emplace(uid, *v);
         return v;
     }
 
@@ -531,8 +609,11 @@ private:
 
     BinaryPlistReader r_;
     Obj objects_;
-    std::vector<std::uint8_t> state_;  // 0 not read, 1 being read, 2 read
-    std::vector<Value> memo_;
+    // Per archived object: how often it is referred to (none, once, more: the low two bits),
+    // and whether it is being decoded or has been.
+    static constexpr std::uint8_t kReferredOnce = 1, kReferredTwice = 2, kBeingDecoded = 4, kDecoded = 8;
+    std::vector<std::uint8_t> state_;
+    std::unordered_map<std::uint64_t, Value> memo_;
     QHash<std::uint64_t, ClassInfo> classMemo_;
     QString* error_ = nullptr;
 };
@@ -542,6 +623,13 @@ private:
 std::optional<QByteArray> KeyedArchiver::archivedDataWithRootObject(const Value& root, QString* error) {
     Archiver a;
     return a.archive(root, error);
+}
+
+std::optional<QByteArray> KeyedArchiver::archivedArrayWithRewrittenElements(const Array& root,
+                                                                          const ElementRewrite& rewrite,
+                                                                          QString* error) {
+    Archiver a;
+    return a.archive(Value(root), error, &rewrite);
 }
 
 std::optional<Value> KeyedUnarchiver::unarchiveObjectWithData(const QByteArray& data, QString* error) {

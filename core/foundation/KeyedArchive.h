@@ -17,7 +17,10 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
 #include <optional>
+#include <utility>
+#include <vector>
 
 namespace qv {
 
@@ -32,6 +35,15 @@ public:
     // as immutable; strings and data marked as mutable get their mutable object form.
     // Fails (nullopt) only for a value that contains itself.
     static std::optional<QByteArray> archivedDataWithRootObject(const Value& root, QString* error = nullptr);
+
+    // Saving writes every record as a copy with a few keys changed. Instead of making a hundred
+    // thousand copies first, the archiver asks the rewrite for each dictionary of the array what
+    // its copy would hold (keys from the interned pool, in order) and writes that. The bytes are
+    // the same as archiving a new mutable array of such copies.
+    using ElementRewrite =
+        std::function<void(const Dictionary& element, std::vector<std::pair<const QString*, Value>>& entries)>;
+    static std::optional<QByteArray> archivedArrayWithRewrittenElements(const Array& root, const ElementRewrite& rewrite,
+                                                                        QString* error = nullptr);
 };
 
 class KeyedUnarchiver {

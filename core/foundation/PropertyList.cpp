@@ -460,18 +460,53 @@ int byteCount(std::uint64_t v) {
     return 8;
 }
 
-void putUInt(QByteArray& out, std::uint64_t v, int size) {
-    for (int i = size - 1; i >= 0; --i) out.append(char((v >> (8 * i)) & 0xFF));
+// The writer measures the list before writing it, so the output is allocated once at its final
+// size: a large document's archive is tens of megabytes, and growing it step by step would copy
+// it several times over and briefly need twice its size.
+struct SizeSink {
+    std::uint64_t n = 0;
+    void put(char) { ++n; }
+    void put(const char*, std::size_t len) { n += len; }
+    void putUtf16(const QString& s) { n += 2 * std::uint64_t(s.size()); }
+    void putLatin1(const QString& s) { n += std::uint64_t(s.size()); }
+};
+
+struct BufferSink {
+    char* base;
+    char* p;
+    std::uint64_t position() const { return std::uint64_t(p - base); }
+    void put(char c) { *p++ = c; }
+    void put(const char* d, std::size_t len) {
+        if (len) std::memcpy(p, d, len);
+        p += len;
+    }
+    void putUtf16(const QString& s) {
+        const char16_t* u = reinterpret_cast<const char16_t*>(s.constData());
+        for (qsizetype i = 0; i < s.size(); ++i) {
+            *p++ = char(u[i] >> 8);
+            *p++ = char(u[i] & 0xFF);
+        }
+    }
+    void putLatin1(const QString& s) {
+        const char16_t* u = reinterpret_cast<const char16_t*>(s.constData());
+        for (qsizetype i = 0; i < s.size(); ++i) *p++ = char(u[i]);
+    }
+};
+
+template <typename Sink>
+void putUInt(Sink& out, std::uint64_t v, int size) {
+    for (int i = size - 1; i >= 0; --i) out.put(char((v >> (8 * i)) & 0xFF));
 }
 
-void putMarkerAndCount(QByteArray& out, unsigned high, std::uint64_t count) {
+template <typename Sink>
+void putMarkerAndCount(Sink& out, unsigned high, std::uint64_t count) {
     if (count < 15) {
-        out.append(char((high << 4) | unsigned(count)));
+        out.put(char((high << 4) | unsigned(count)));
         return;
     }
-    out.append(char((high << 4) | 0x0F));
+    out.put(char((high << 4) | 0x0F));
     const int n = byteCount(count);
-    out.append(char(0x10 | (n == 1 ? 0 : n == 2 ? 1 : n == 4 ? 2 : 3)));
+    out.put(char(0x10 | (n == 1 ? 0 : n == 2 ? 1 : n == 4 ? 2 : 3)));
     putUInt(out, count, n);
 }
 
@@ -498,10 +533,34 @@ BinaryPlistWriter::Ref BinaryPlistWriter::scalar(Kind kind, std::uint64_t bits) 
 }
 
 BinaryPlistWriter::Ref BinaryPlistWriter::string(const QString& s) {
-    if (auto it = uniqueStrings_.constFind(s); it != uniqueStrings_.cend()) return *it;
+    // An open-addressing table of (hash, reference) pairs: a document has a string object per
+    // field, and a hash node holding a copy of every string was a large part of saving's memory.
+    // Keeping the hash in the slot means a probe rarely has to look at another string.
+    constexpr std::uint64_t kFree = ~std::uint64_t(0);
+    if (stringSlots_.size() < 2 * (strings_.size() + 1)) {
+        std::vector<std::uint64_t> grown(std::max<std::size_t>(64, stringSlots_.size() * 2), kFree);
+        const std::size_t mask = grown.size() - 1;
+        for (std::uint64_t slot : stringSlots_) {
+            if (slot == kFree) continue;
+            std::size_t i = std::size_t(slot >> 32) & mask;
+            while (grown[i] != kFree) i = (i + 1) & mask;
+            grown[i] = slot;
+        }
+        stringSlots_.swap(grown);
+    }
+    const std::uint32_t hash = std::uint32_t(qHash(s));
+    const std::size_t mask = stringSlots_.size() - 1;
+    std::size_t i = hash & mask;
+    for (; stringSlots_[i] != kFree; i = (i + 1) & mask) {
+        const std::uint64_t slot = stringSlots_[i];
+        if (std::uint32_t(slot >> 32) != hash) continue;
+        const Ref r = Ref(slot & 0xFFFFFFFFu);
+        if (strings_[objects_[r].index] == s) return r;
+    }
     strings_.push_back(s);
-    const Ref r = add(Kind::String, std::uint32_t(strings_.size() - 1));
-    uniqueStrings_.insert(s, r);
+    // The count field of a string entry says whether it is written as ASCII.
+    const Ref r = add(Kind::String, std::uint32_t(strings_.size() - 1), isAscii(s) ? 1 : 0);
+    stringSlots_[i] = (std::uint64_t(hash) << 32) | r;
     return r;
 }
 
@@ -581,75 +640,88 @@ void BinaryPlistWriter::setDictionary(Ref container, const std::vector<Ref>& key
 
 QByteArray BinaryPlistWriter::finish(Ref top) const {
     const int refSize = byteCount(objects_.size());
+    SizeSink size;
+    writeObjects(size, refSize, nullptr);
+    const std::uint64_t offsetTable = size.n + 8;
+    const int offsetSize = byteCount(offsetTable);
+    const std::uint64_t total = offsetTable + std::uint64_t(offsetSize) * objects_.size() + 32;
+    // Room for one more block, so that a cipher can work on the archive where it lies.
     QByteArray out;
-    out.reserve(qsizetype(objects_.size()) * 8 + 64);
-    out.append(kMagic, 8);
-    std::vector<std::uint64_t> offsets;
-    offsets.reserve(objects_.size());
-    for (const Entry& e : objects_) {
-        offsets.push_back(std::uint64_t(out.size()));
+    out.reserve(qsizetype(total) + 16);
+    out.resize(qsizetype(total));
+    BufferSink sink{out.data(), out.data()};
+    sink.put(kMagic, 8);
+    writeObjects(sink, refSize, [&](std::size_t i, std::uint64_t at) {
+        // Offsets are written straight into their table, behind the objects.
+        char* o = out.data() + offsetTable + i * std::size_t(offsetSize);
+        for (int k = offsetSize - 1; k >= 0; --k) *o++ = char((at >> (8 * k)) & 0xFF);
+    });
+    sink.p = out.data() + offsetTable + std::uint64_t(offsetSize) * objects_.size();
+    sink.put("\0\0\0\0\0\0", 6);
+    sink.put(char(offsetSize));
+    sink.put(char(refSize));
+    putUInt(sink, objects_.size(), 8);
+    putUInt(sink, top, 8);
+    putUInt(sink, offsetTable, 8);
+    return out;
+}
+
+template <typename Sink, typename OnOffset>
+void BinaryPlistWriter::writeObjects(Sink& out, int refSize, OnOffset onOffset) const {
+    for (std::size_t i = 0; i < objects_.size(); ++i) {
+        const Entry& e = objects_[i];
+        if constexpr (!std::is_same_v<OnOffset, std::nullptr_t>) onOffset(i, out.position());
         switch (e.kind) {
         case Kind::Null:
-        case Kind::Unset: out.append(char(0x00)); break;
-        case Kind::False: out.append(char(0x08)); break;
-        case Kind::True: out.append(char(0x09)); break;
+        case Kind::Unset: out.put(char(0x00)); break;
+        case Kind::False: out.put(char(0x08)); break;
+        case Kind::True: out.put(char(0x09)); break;
         case Kind::Int: {
             const auto v = std::int64_t(scalars_[e.index]);
             if (v < 0) {
-                out.append(char(0x13));
+                out.put(char(0x13));
                 putUInt(out, std::uint64_t(v), 8);
             } else {
                 const int n = byteCount(std::uint64_t(v));
-                out.append(char(0x10 | (n == 1 ? 0 : n == 2 ? 1 : n == 4 ? 2 : 3)));
+                out.put(char(0x10 | (n == 1 ? 0 : n == 2 ? 1 : n == 4 ? 2 : 3)));
                 putUInt(out, std::uint64_t(v), n);
             }
             break;
         }
         case Kind::UInt:
-            out.append(char(0x14));
+            out.put(char(0x14));
             putUInt(out, 0, 8);
             putUInt(out, scalars_[e.index], 8);
             break;
         case Kind::Real64:
-            out.append(char(0x23));
+            out.put(char(0x23));
             putUInt(out, scalars_[e.index], 8);
             break;
         case Kind::Real32:
-            out.append(char(0x22));
+            out.put(char(0x22));
             putUInt(out, scalars_[e.index], 4);
             break;
         case Kind::Date:
-            out.append(char(0x33));
+            out.put(char(0x33));
             putUInt(out, scalars_[e.index], 8);
             break;
         case Kind::Data: {
             const QByteArray& b = blobs_[e.index];
             putMarkerAndCount(out, 0x4, std::uint64_t(b.size()));
-            out.append(b);
+            out.put(b.constData(), std::size_t(b.size()));
             break;
         }
         case Kind::String: {
             const QString& s = strings_[e.index];
-            if (isAscii(s)) {
-                putMarkerAndCount(out, 0x5, std::uint64_t(s.size()));
-                out.append(s.toLatin1());
-            } else {
-                putMarkerAndCount(out, 0x6, std::uint64_t(s.size()));
-                const qsizetype start = out.size();
-                out.resize(start + 2 * s.size());
-                char* d = out.data() + start;
-                for (qsizetype i = 0; i < s.size(); ++i) {
-                    const char16_t u = s[i].unicode();
-                    d[2 * i] = char(u >> 8);
-                    d[2 * i + 1] = char(u & 0xFF);
-                }
-            }
+            putMarkerAndCount(out, e.count ? 0x5 : 0x6, std::uint64_t(s.size()));
+            if (e.count) out.putLatin1(s);
+            else out.putUtf16(s);
             break;
         }
         case Kind::Uid: {
             const std::uint64_t v = scalars_[e.index];
             const int n = byteCount(v);
-            out.append(char(0x80 | (n - 1)));
+            out.put(char(0x80 | (n - 1)));
             putUInt(out, v, n);
             break;
         }
@@ -657,21 +729,11 @@ QByteArray BinaryPlistWriter::finish(Ref top) const {
         case Kind::Dictionary: {
             putMarkerAndCount(out, e.kind == Kind::Array ? 0xA : 0xD, e.count);
             const std::uint32_t n = e.kind == Kind::Array ? e.count : 2 * e.count;
-            for (std::uint32_t i = 0; i < n; ++i) putUInt(out, refs_[e.index + i], refSize);
+            for (std::uint32_t k = 0; k < n; ++k) putUInt(out, refs_[e.index + k], refSize);
             break;
         }
         }
     }
-    const std::uint64_t offsetTable = std::uint64_t(out.size());
-    const int offsetSize = byteCount(offsetTable);
-    for (std::uint64_t off : offsets) putUInt(out, off, offsetSize);
-    out.append(QByteArray(6, '\0'));
-    out.append(char(offsetSize));
-    out.append(char(refSize));
-    putUInt(out, objects_.size(), 8);
-    putUInt(out, top, 8);
-    putUInt(out, offsetTable, 8);
-    return out;
 }
 
 // ---------------------------------------------------------------------------------------------

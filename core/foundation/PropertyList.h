@@ -125,6 +125,8 @@ private:
         std::uint32_t count;  // elements of a container
     };
     Ref add(Kind kind, std::uint32_t index, std::uint32_t count = 0);
+    template <typename Sink, typename OnOffset>
+    void writeObjects(Sink& out, int refSize, OnOffset onOffset) const;
     Ref scalar(Kind kind, std::uint64_t bits);
 
     std::vector<Entry> objects_;
@@ -132,7 +134,7 @@ private:
     std::vector<QByteArray> blobs_;
     std::vector<QString> strings_;
     std::vector<Ref> refs_;
-    QHash<QString, Ref> uniqueStrings_;
+    std::vector<std::uint64_t> stringSlots_;  // (hash << 32 | reference) of strings, all ones when free
     QHash<QByteArray, Ref> uniqueData_;
     QHash<QPair<int, quint64>, Ref> uniqueScalars_;
     std::vector<Ref> uidRefs_;

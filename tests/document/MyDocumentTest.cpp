@@ -95,6 +95,59 @@ TEST(MyDocument, ACategoryIdThatMatchesNothingIsSavedAsZero) {
     EXPECT_TRUE(copies.at(0).toDictionary().value(keys::categoryID).isInteger());
 }
 
+TEST(MyDocument, TheSavedRecordsAreExactlyTheArchiveOfTheirSaveCopies) {
+    // Saving writes the records without copying them first; the bytes must be those of the
+    // copies: keys in place, categoryID given or added last, categoryPtr gone, a nested
+    // container shared by two records written once, and the same record twice written twice.
+    MyDocument doc;
+    doc.prepareNewDocument();
+    doc.plainPassword = QStringLiteral("secret");
+    const Value generic = doc.myCategoryArray.at(0);
+    const Array shared{Value("a"), Value::integer(2)};
+    Dictionary withID = RecordModel::newRecord(0);
+    withID.set(keys::categoryID, Value::integer(77));
+    withID.set(keys::categoryPtr, generic);
+    withID.set(QStringLiteral("extra"), Value(shared));
+    Dictionary withoutID = RecordModel::newRecord(0);
+    withoutID.set(keys::categoryPtr, generic);
+    withoutID.set(QStringLiteral("extra"), Value(shared));
+    withoutID.set(keys::name, Value(QStringLiteral("Zoë")));
+    Dictionary orphan = RecordModel::newRecord(0);
+    orphan.setImmutableClass(true);
+    for (const Dictionary& r : {withID, withoutID, orphan, withID}) doc.myArray.append(Value(r));
+
+    const QByteArray expected = KeyedArchiver::archivedDataWithRootObject(
+                                    Value(doc.getCopyOfContentArrayForSaveOperation())).value();
+    ASSERT_TRUE(doc.dataOfType(QString()));
+    std::int32_t status = -1;
+    const auto plain = doc.myCommonCrypto->decrypt(doc.myEncryptedArrayData.toData(), &status);
+    ASSERT_EQ(status, 0);
+    EXPECT_EQ(plain.value(), expected);
+}
+
+TEST(MyDocument, AMemberThatDeciphersToGarbageStaysAsItWasForTheNextAttempt) {
+    MyDocument writer;
+    writer.prepareNewDocument();
+    writer.plainPassword = QStringLiteral("secret");
+    ASSERT_TRUE(writer.dataOfType(QString()));
+    std::int32_t status = -1;
+    // Same key and vector, so the document's own check still passes.
+    const auto garbage = writer.myCommonCrypto->encrypt(QByteArray("not an archive at all"), &status);
+    ASSERT_TRUE(garbage);
+    writer.myEncryptedArrayData = Value::data(*garbage).withMutableClass(true);
+    writer.setIsEncrypted(true);  // write the members as they stand
+    const QByteArray file = writer.dataOfType(QString()).value();
+
+    MyDocument doc;
+    ASSERT_TRUE(doc.readFromData(file, QString()));
+    const Value member = doc.myEncryptedArrayData;
+    doc.plainPassword = QStringLiteral("secret");
+    EXPECT_EQ(doc.Decript(), 1);
+    EXPECT_TRUE(isStrictlyEqual(doc.myEncryptedArrayData, member));
+    EXPECT_EQ(doc.Decript(), 1);
+    EXPECT_TRUE(isStrictlyEqual(doc.myEncryptedArrayData, member));
+}
+
 TEST(MyDocument, DecryptDoneRestoresTheRememberedLayoutInOrder) {
     // A document whose layout block names a sort column and a split position.
     MyDocument writer;
