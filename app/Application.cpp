@@ -177,6 +177,9 @@ void Application::preferenceChanged(const QString& key) {
                 w->browser().orderByColumnWithidentifier(doc.latestOrderedColumn.toString(),
                                                          doc.latestOrderedColumnAscending);
         }
+    } else if (key == prefs::lockDocumentsWhenSessionLocks) {
+        // Turned on with documents already open: start listening now, not at the next opening.
+        documents_.applyLockWhenSessionLocks();
     }
 }
 

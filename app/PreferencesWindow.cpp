@@ -11,11 +11,13 @@
 #include <QDoubleSpinBox>
 #include <QEvent>
 #include <QFormLayout>
+#include <QGridLayout>
 #include <QGroupBox>
 #include <QGuiApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPropertyAnimation>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QScreen>
@@ -55,6 +57,8 @@ void ZKPrefToolbarDelegate::awakeFromNib() {
         connect(item, &QAction::triggered, this, [this, item] { PanelAction(item); });
     }
     myHeightArray = heightArray();
+    // Nobody watches an offscreen window, and whoever drives one reads its size at once.
+    animatesResize = QGuiApplication::platformName() != QLatin1String("offscreen");
     AttachToWindow();
     PanelAction(nullptr);
 }
@@ -95,12 +99,32 @@ void ZKPrefToolbarDelegate::SetPanelTab(int index) {
 
 void ZKPrefToolbarDelegate::resizeToPane(int index) {
     if (index < 0 || index >= myHeightArray.size()) return;
+    // A pane chosen while the window is still sliding starts from wherever the window is now.
+    if (resizeAnimation_) resizeAnimation_->stop();
     const int wanted = int(myHeightArray.at(index)) + kFrameAllowance;
     const QRect frame = myWindow->frameGeometry();
     const QRect inner = myWindow->geometry();
     // The frame takes the pane's height; its top edge stays where it is.
     const int d = int(wanted - frame.height());
-    myWindow->setFixedSize(inner.width(), inner.height() + d);
+    QRect target = inner;
+    target.setHeight(inner.height() + d);
+    if (!animatesResize || d == 0 || !myWindow->isVisible()) {
+        myWindow->setFixedSize(target.size());
+        return;
+    }
+    if (!resizeAnimation_) {
+        resizeAnimation_ = new QPropertyAnimation(myWindow, "geometry", this);
+        resizeAnimation_->setDuration(150);
+        resizeAnimation_->setEasingCurve(QEasingCurve::OutCubic);
+        connect(resizeAnimation_, &QPropertyAnimation::finished, this,
+                [this] { myWindow->setFixedSize(resizeAnimation_->endValue().toRect().size()); });
+    }
+    // The size is fixed at either end; on the way the window must be free to pass between them.
+    myWindow->setMinimumSize(inner.width(), std::min(inner.height(), target.height()));
+    myWindow->setMaximumSize(inner.width(), std::max(inner.height(), target.height()));
+    resizeAnimation_->setStartValue(inner);
+    resizeAnimation_->setEndValue(target);
+    resizeAnimation_->start();
 }
 
 QStringList MyPrefToolbarDelegate::returnAllkeys() const {
@@ -191,10 +215,12 @@ void PreferencesWindow::reloadFromDefaults() {
 }
 
 void PreferencesWindow::restoreDefaults() {
-    const Dictionary registered = MyAppDelegate::registeredDefaults();
-    for (const QString& key : registered.keys()) defaults_.removeObject(key);
+    // This program's opt-in settings go back to off with the rest.
+    QStringList keys = MyAppDelegate::registeredDefaults().keys();
+    keys += prefs::optInDefaults().keys();
+    for (const QString& key : keys) defaults_.removeObject(key);
     reloadFromDefaults();
-    for (const QString& key : registered.keys()) Q_EMIT preferenceChanged(key);
+    for (const QString& key : keys) Q_EMIT preferenceChanged(key);
 }
 
 void PreferencesWindow::openPreferences() {
@@ -430,9 +456,35 @@ QWidget* PreferencesWindow::buildPasswordCreate() {
 
 QWidget* PreferencesWindow::buildTiming() {
     QWidget* w = page(this);
-    auto* layout = new QVBoxLayout(w);
-    layout->setContentsMargins(24, 12, 24, 10);
-    layout->setSpacing(10);
+    // One grid for the whole pane, so that every labelled field lines up, with plain headings
+    // instead of group boxes: the pane has to hold eight settings in its fixed height.
+    auto* grid = new QGridLayout(w);
+    grid->setContentsMargins(24, 10, 24, 10);
+    grid->setHorizontalSpacing(8);
+    grid->setVerticalSpacing(5);
+    grid->setColumnMinimumWidth(0, 12);
+    grid->setColumnStretch(3, 1);
+    int row = 0;
+    auto heading = [&](const QString& text) {
+        auto* l = new QLabel(text, w);
+        QFont f = l->font();
+        f.setBold(true);
+        l->setFont(f);
+        if (row > 0) l->setContentsMargins(0, 8, 0, 0);
+        grid->addWidget(l, row++, 0, 1, 4);
+    };
+    auto labelled = [&](const QString& text, QWidget* field) {
+        grid->addWidget(new QLabel(text, w), row, 1);
+        grid->addWidget(field, row++, 2, Qt::AlignLeft);
+    };
+    auto spanning = [&](QWidget* item) { grid->addWidget(item, row++, 1, 1, 3); };
+    // A check box in the place of the label, and the field it turns on or off.
+    auto checkedField = [&](QCheckBox* box, QWidget* field, const QString& after = {}) {
+        grid->addWidget(box, row, 1);
+        grid->addWidget(field, row, 2, Qt::AlignLeft);
+        if (!after.isEmpty()) grid->addWidget(new QLabel(after, w), row, 3);
+        ++row;
+    };
     auto seconds = [this, w](const QString& key, int min, int max) {
         auto* spin = new QSpinBox(w);
         spin->setObjectName(key);
@@ -443,50 +495,41 @@ QWidget* PreferencesWindow::buildTiming() {
         reloaders_.push_back([this, spin, key] { spin->setValue(int(defaults_.integerForKey(key))); });
         return spin;
     };
+    auto check = [this, w](const QString& key, const QString& text) {
+        auto* box = new QCheckBox(text, w);
+        box->setObjectName(key);
+        connect(box, &QCheckBox::toggled, this, [this, key](bool b) { set(key, Value::boolean(b)); });
+        reloaders_.push_back([this, box, key] { box->setChecked(defaults_.boolForKey(key)); });
+        return box;
+    };
 
-    auto* saving = new QGroupBox(QStringLiteral("Saving"), w);
-    auto* savingForm = new QFormLayout(saving);
-    savingForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
-    savingForm->addRow(QStringLiteral("Save edited documents after:"), seconds(prefs::autosavingDelay, 0, 3600));
-    savingForm->addRow(note(QStringLiteral("0 turns saving by itself off. A change takes effect when Quorvane starts "
-                                           "again."),
-                            saving));
-    layout->addWidget(saving);
+    heading(QStringLiteral("Saving"));
+    labelled(QStringLiteral("Save edited documents after:"), seconds(prefs::autosavingDelay, 0, 3600));
+    labelled(QStringLiteral("Automatic saving interval:"), seconds(prefs::automaticSavingInterval, 0, 3600));
+    spanning(note(QStringLiteral("0 turns saving by itself off. A change takes effect when Quorvane starts again."), w));
 
-    auto* lock = new QGroupBox(QStringLiteral("Automatic lock"), w);
-    auto* lockForm = new QFormLayout(lock);
-    lockForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
-    auto* lockEnabled = new QCheckBox(QStringLiteral("Lock documents when Quorvane is in the background"), lock);
-    lockEnabled->setObjectName(prefs::autolocBackgroundEnabled);
-    connect(lockEnabled, &QCheckBox::toggled, this, [this](bool b) { set(prefs::autolocBackgroundEnabled, Value::boolean(b)); });
-    reloaders_.push_back([this, lockEnabled] { lockEnabled->setChecked(defaults_.boolForKey(prefs::autolocBackgroundEnabled)); });
-    lockForm->addRow(lockEnabled);
+    heading(QStringLiteral("Locking"));
+    QCheckBox* lockEnabled =
+        check(prefs::autolocBackgroundEnabled, QStringLiteral("Lock documents in the background after"));
     QSpinBox* lockAfter = seconds(prefs::autolocBackgroundInterval, 30, 86400);
-    lockForm->addRow(QStringLiteral("Lock after:"), lockAfter);
+    checkedField(lockEnabled, lockAfter);
     connect(lockEnabled, &QCheckBox::toggled, lockAfter, &QWidget::setEnabled);
-    lockForm->addRow(note(QStringLiteral("Only saved documents lock; one with unsaved changes stays open."), lock));
-    layout->addWidget(lock);
+    spanning(check(prefs::lockDocumentsWhenSessionLocks,
+                   QStringLiteral("Lock all documents when the screen locks or the computer sleeps")));
+    spanning(note(QStringLiteral("Only saved documents lock; one with unsaved changes stays open."), w));
 
-    auto* push = new QGroupBox(QStringLiteral("Push and Pull"), w);
-    auto* pushForm = new QFormLayout(push);
-    pushForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
-    pushForm->addRow(QStringLiteral("Remove the password icon after:"), seconds(prefs::disposePasswordIconAfter, 1, 3600));
-    layout->addWidget(push);
-
-    auto* notice = new QGroupBox(QStringLiteral("Copy notice"), w);
-    auto* noticeForm = new QFormLayout(notice);
-    noticeForm->setFieldGrowthPolicy(QFormLayout::FieldsStayAtSizeHint);
-    auto* useNotice = new QCheckBox(QStringLiteral("Show a notice when a value is copied"), notice);
+    heading(QStringLiteral("Copying"));
+    labelled(QStringLiteral("Remove the password icon after:"), seconds(prefs::disposePasswordIconAfter, 1, 3600));
+    auto* useNotice = new QCheckBox(QStringLiteral("Show the copy notice for"), w);
     useNotice->setObjectName(prefs::useHudNotifyForCopy);
-    noticeForm->addRow(useNotice);
-    auto* noticeTime = new QDoubleSpinBox(notice);
+    auto* noticeTime = new QDoubleSpinBox(w);
     noticeTime->setObjectName(prefs::notifyHudTimer);
     noticeTime->setRange(0.3, 3.0);
     noticeTime->setDecimals(1);
     noticeTime->setSingleStep(0.1);
     noticeTime->setSuffix(QStringLiteral(" s"));
     noticeTime->setMinimumWidth(90);
-    noticeForm->addRow(QStringLiteral("Show it for:"), noticeTime);
+    checkedField(useNotice, noticeTime);
     // Kept in tenths of a second.
     connect(noticeTime, &QDoubleSpinBox::valueChanged, this,
             [this](double v) { set(prefs::notifyHudTimer, Value::integer(std::lround(v * 10))); });
@@ -494,14 +537,36 @@ QWidget* PreferencesWindow::buildTiming() {
         noticeTime->setEnabled(b);
         set(prefs::useHudNotifyForCopy, Value::boolean(b));
     });
-    reloaders_.push_back([this, useNotice, noticeTime, lockAfter, lockEnabled] {
+
+    // 0 seconds means never: the box says whether, the field how long. Unticking keeps the
+    // number on view for the next time.
+    auto* clearClipboard = new QCheckBox(QStringLiteral("Clear the clipboard after"), w);
+    clearClipboard->setObjectName(QStringLiteral("clearClipboardEnabled"));
+    auto* clearAfter = new QSpinBox(w);
+    clearAfter->setObjectName(prefs::clearClipboardAfter);
+    clearAfter->setRange(1, 3600);
+    clearAfter->setValue(30);
+    clearAfter->setMinimumWidth(90);
+    checkedField(clearClipboard, clearAfter, QStringLiteral("seconds"));
+    connect(clearClipboard, &QCheckBox::toggled, this, [this, clearAfter](bool b) {
+        clearAfter->setEnabled(b);
+        set(prefs::clearClipboardAfter, Value::integer(b ? clearAfter->value() : 0));
+    });
+    connect(clearAfter, &QSpinBox::valueChanged, this, [this, clearClipboard](int v) {
+        if (clearClipboard->isChecked()) set(prefs::clearClipboardAfter, Value::integer(v));
+    });
+
+    reloaders_.push_back([this, useNotice, noticeTime, lockAfter, lockEnabled, clearClipboard, clearAfter] {
         useNotice->setChecked(defaults_.boolForKey(prefs::useHudNotifyForCopy));
         noticeTime->setEnabled(useNotice->isChecked());
         noticeTime->setValue(double(defaults_.integerForKey(prefs::notifyHudTimer)) / 10.0);
         lockAfter->setEnabled(lockEnabled->isChecked());
+        const auto after = defaults_.integerForKey(prefs::clearClipboardAfter);
+        if (after > 0) clearAfter->setValue(int(std::min<qint64>(after, clearAfter->maximum())));
+        clearClipboard->setChecked(after > 0);
+        clearAfter->setEnabled(after > 0);
     });
-    layout->addWidget(notice);
-    layout->addStretch();
+    grid->setRowStretch(row, 1);
     return w;
 }
 
@@ -516,12 +581,22 @@ QWidget* PreferencesWindow::buildAdvanced() {
     compare->addItem(QStringLiteral("Language order"), 1);
     compare->addItem(QStringLiteral("Language order, ignoring case"), 2);
     form->addRow(QStringLiteral("Sort text columns by:"), compare);
+    auto* opening = new QComboBox(w);
+    opening->setObjectName(prefs::openingSortBy);
+    opening->addItem(QStringLiteral("The column last sorted"), 0);
+    opening->addItem(QStringLiteral("Name"), 1);
+    opening->addItem(QStringLiteral("Category"), 2);
+    form->addRow(QStringLiteral("Order opened documents by:"), opening);
     layout->addLayout(form);
     connect(compare, &QComboBox::activated, this,
             [this, compare](int i) { set(prefs::tableSortCompare, Value::integer(compare->itemData(i).toInt())); });
-    reloaders_.push_back([this, compare] {
+    connect(opening, &QComboBox::activated, this,
+            [this, opening](int i) { set(prefs::openingSortBy, Value::integer(opening->itemData(i).toInt())); });
+    reloaders_.push_back([this, compare, opening] {
         const auto v = defaults_.integerForKey(prefs::tableSortCompare);
         compare->setCurrentIndex(v == 0 ? 0 : v == 1 ? 1 : 2);  // any other value sorts as the last
+        // A value this window does not offer shows as the first choice, and is kept until one is picked.
+        opening->setCurrentIndex(std::max(0, opening->findData(int(defaults_.integerForKey(prefs::openingSortBy)))));
     });
     layout->addStretch();
     auto* row = new QHBoxLayout;

@@ -20,6 +20,7 @@ class QTabWidget;
 class QToolBar;
 class QLabel;
 class QActionGroup;
+class QPropertyAnimation;
 
 namespace qv::app {
 
@@ -52,9 +53,13 @@ public:
 
     // Room the title bar and the toolbar take, added to a pane's height.
     static constexpr int kFrameAllowance = 78;
+    // A shown window slides to its new height; a hidden one, or any on the offscreen platform,
+    // takes it at once. The final frame is the same either way.
+    bool animatesResize = false;
 
 private:
     void resizeToPane(int index);
+    QPropertyAnimation* resizeAnimation_ = nullptr;
     QList<QAction*> toolbarItems() const;
     QActionGroup* group_ = nullptr;
 };

@@ -17,6 +17,7 @@
 #include <QComboBox>
 #include <QDoubleSpinBox>
 #include <QRadioButton>
+#include <QSpinBox>
 #include <QToolBar>
 #include <QDir>
 #include <QDropEvent>
@@ -83,11 +84,24 @@ TEST(PreferencesWindow, PanesSetTheirHeightWithTheTopEdgeStill) {
     EXPECT_EQ(w.tabView()->currentIndex(), 2);
     w.openPreferencesAtTab(5);
     EXPECT_EQ(w.windowTitle(), QStringLiteral("Software Update"));
+
+    // On a real screen the window slides there; a pane chosen on the way wins, and the slide
+    // it cut short does not come back to resize the window once more.
+    panes.animatesResize = true;
+    panes.SetPanelTab(3);
+    EXPECT_LT(frameHeight(w), 424 + 78);
+    panes.SetPanelTab(4);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return frameHeight(w) == 140 + 78; }, 2000));
+    QTest::qWait(300);
+    EXPECT_EQ(frameHeight(w), 140 + 78);
+    EXPECT_EQ(w.minimumSize(), w.maximumSize());
+    EXPECT_EQ(w.frameGeometry().topLeft(), QPoint(40, 60));
 }
 
 TEST(PreferencesWindow, EveryUserSetKeyHasALiveControlAndDefaultsComeBack) {
     MemoryUserDefaults defaults;
     MyAppDelegate::initialize(defaults);
+    defaults.registerDefaults(prefs::optInDefaults());
     MyAppDelegate delegate;
     delegate.buildUpFontMenuAndBindProgrammatically({QStringLiteral("DejaVu Sans"), QStringLiteral("DejaVu Serif")});
     PreferencesWindow w(defaults, delegate);
@@ -97,7 +111,9 @@ TEST(PreferencesWindow, EveryUserSetKeyHasALiveControlAndDefaultsComeBack) {
                                prefs::tableFontItalic, prefs::autosavingDelay, prefs::autolocBackgroundEnabled,
                                prefs::autolocBackgroundInterval, prefs::disposePasswordIconAfter,
                                prefs::noCharStringDisambiguator, prefs::tableSortCompare, prefs::notifyHudTimer,
-                               prefs::useHudNotifyForCopy, prefs::enableDisambiguator, prefs::StartupSelectedDocPath})
+                               prefs::useHudNotifyForCopy, prefs::enableDisambiguator, prefs::StartupSelectedDocPath,
+                               prefs::automaticSavingInterval, prefs::openingSortBy, prefs::clearClipboardAfter,
+                               prefs::lockDocumentsWhenSessionLocks})
         EXPECT_NE(w.findChild<QWidget*>(key), nullptr) << key.toStdString();
     for (int tag = 0; tag < 4; ++tag)
         EXPECT_NE(w.findChild<QWidget*>(QStringLiteral("startupAction%1").arg(tag)), nullptr);
@@ -119,12 +135,36 @@ TEST(PreferencesWindow, EveryUserSetKeyHasALiveControlAndDefaultsComeBack) {
     w.findChild<QRadioButton*>(QStringLiteral("startupAction2"))->click();
     EXPECT_EQ(defaults.integerForKey(prefs::StartupActionTag), 2);
 
+    // Clearing the clipboard: 0 is never, the box turns the shown number on and off.
+    auto* clearAfter = w.findChild<QSpinBox*>(prefs::clearClipboardAfter);
+    auto* clearBox = w.findChild<QCheckBox*>(QStringLiteral("clearClipboardEnabled"));
+    EXPECT_FALSE(clearBox->isChecked());
+    EXPECT_FALSE(clearAfter->isEnabled());
+    clearAfter->setValue(45);
+    EXPECT_EQ(defaults.integerForKey(prefs::clearClipboardAfter), 0);
+    clearBox->click();
+    EXPECT_EQ(defaults.integerForKey(prefs::clearClipboardAfter), 45);
+    clearAfter->setValue(12);
+    EXPECT_EQ(defaults.integerForKey(prefs::clearClipboardAfter), 12);
+    w.findChild<QCheckBox*>(prefs::lockDocumentsWhenSessionLocks)->click();
+    EXPECT_TRUE(defaults.boolForKey(prefs::lockDocumentsWhenSessionLocks));
+    w.findChild<QSpinBox*>(prefs::automaticSavingInterval)->setValue(90);
+    EXPECT_EQ(defaults.integerForKey(prefs::automaticSavingInterval), 90);
+
+    changed.clear();
     w.findChild<QPushButton*>(QStringLiteral("restoreDefaults"))->click();
     EXPECT_TRUE(defaults.boolForKey(prefs::useHudNotifyForCopy));
     EXPECT_EQ(defaults.integerForKey(prefs::notifyHudTimer), 10);
     EXPECT_EQ(defaults.integerForKey(prefs::StartupActionTag), 0);
     EXPECT_TRUE(w.findChild<QCheckBox*>(prefs::useHudNotifyForCopy)->isChecked());
     EXPECT_TRUE(w.findChild<QRadioButton*>(QStringLiteral("startupAction0"))->isChecked());
+    EXPECT_EQ(defaults.integerForKey(prefs::automaticSavingInterval), 40);
+    // The opt-in settings are off again, and so are their controls.
+    EXPECT_EQ(defaults.integerForKey(prefs::clearClipboardAfter), 0);
+    EXPECT_FALSE(defaults.boolForKey(prefs::lockDocumentsWhenSessionLocks));
+    EXPECT_TRUE(changed.contains(prefs::lockDocumentsWhenSessionLocks));
+    EXPECT_FALSE(clearBox->isChecked());
+    EXPECT_FALSE(w.findChild<QCheckBox*>(prefs::lockDocumentsWhenSessionLocks)->isChecked());
     // Not registered, so not restored: the user's own choice stays.
     EXPECT_TRUE(defaults.boolForKey(prefs::enableDisambiguator));
 }
