@@ -2,6 +2,10 @@
 
 #include "document/DocumentKeys.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <unicode/coll.h>
 #include <unicode/locid.h>
 
@@ -26,22 +30,52 @@ namespace {
 
 inline char16_t lowerAscii(char16_t c) { return (c >= u'A' && c <= u'Z') ? char16_t(c + 32) : c; }
 
-// -1: the text is not ASCII (the careful path decides); 0: not found; 1: found. One pass, and
-// the needle is already folded (lower case).
+// Whether the needle (folded, lower case ASCII) stands at t[at], case aside.
+inline bool asciiMatchAt(const char16_t* t, qsizetype at, const char16_t* n, qsizetype nn) {
+    for (qsizetype k = 1; k < nn; ++k)
+        if (t[at + k] >= 0x80 || lowerAscii(t[at + k]) != n[k]) return false;
+    return true;
+}
+
+// -1: the text is not plain ASCII where it matters (the careful path decides); 0: not found;
+// 1: found. The needle is already folded (lower case).
+//
+// A match followed by an ASCII character or the end is a match for the careful path too:
+// folding and composing characters further on cannot undo it, and nothing before it is other
+// than ASCII. So the scan stops at the first such match, and otherwise at the first character
+// beyond ASCII. Eight characters are looked at a time where the processor allows.
 int asciiContains(const QString& text, const QString& needle) {
     const char16_t* t = reinterpret_cast<const char16_t*>(text.constData());
     const char16_t* n = reinterpret_cast<const char16_t*>(needle.constData());
     const qsizetype tn = text.size(), nn = needle.size();
-    bool found = false;
-    for (qsizetype i = 0; i < tn; ++i) {
-        if (t[i] >= 0x80) return -1;
-        if (!found && i + nn <= tn && lowerAscii(t[i]) == n[0]) {
-            qsizetype k = 1;
-            while (k < nn && t[i + k] < 0x80 && lowerAscii(t[i + k]) == n[k]) ++k;
-            found = k == nn;
+    const char16_t first = n[0];
+    const char16_t firstUpper = (first >= u'a' && first <= u'z') ? char16_t(first - 32) : first;
+    auto foundAt = [&](qsizetype i) {
+        return i + nn <= tn && asciiMatchAt(t, i, n, nn) && (i + nn == tn || t[i + nn] < 0x80);
+    };
+    qsizetype i = 0;
+#if defined(__SSE2__)
+    const __m128i highBits = _mm_set1_epi16(short(0xFF80));
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i lower = _mm_set1_epi16(short(first));
+    const __m128i upper = _mm_set1_epi16(short(firstUpper));
+    for (; i + 8 <= tn; i += 8) {
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(t + i));
+        if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(c, highBits), zero)) != 0xFFFF) break;
+        unsigned candidates = unsigned(
+            _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi16(c, lower), _mm_cmpeq_epi16(c, upper))));
+        while (candidates) {
+            const int at = __builtin_ctz(candidates) / 2;
+            if (foundAt(i + at)) return 1;
+            candidates &= ~(3u << (2 * at));
         }
     }
-    return found ? 1 : 0;
+#endif
+    for (; i < tn; ++i) {
+        if (t[i] >= 0x80) return -1;
+        if ((t[i] == first || t[i] == firstUpper) && foundAt(i)) return 1;
+    }
+    return 0;
 }
 
 }  // namespace

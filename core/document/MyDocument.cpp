@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <unordered_map>
 
 namespace qv {
 
@@ -448,9 +449,13 @@ void MyDocument::restoreFromSaveOperationContent(const Array& records, const Arr
         cat.set(keys::records, Value(Array()));
         cat.set(keys::cat_howManyUsingThis, Value::integer(0));
     }
+    // catInArray's answer for every id at once: the first category with it.
+    std::unordered_map<std::int64_t, Value> byID;
+    for (const Value& c : categories) byID.emplace(c.toDictionary().value(keys::cat_uniqueID).toInt64(), c);
     for (const Value& r : records) {
         Dictionary record = r.toDictionary();
-        const Value cat = catInArray(categories, record.value(keys::categoryID).toInt64());
+        const auto found = byID.find(record.get(keys::categoryID).toInt64());
+        const Value cat = found == byID.end() ? Value() : found->second;
         record.set(keys::categoryPtr, cat);
         if (cat.isDictionary()) {
             Dictionary c = cat.toDictionary();

@@ -422,6 +422,7 @@ private:
     }
 
     bool uidOf(std::uint64_t plistRef, std::uint64_t* uid) {
+        if (r_.uidAt(plistRef, uid)) return true;
         Obj o;
         QString e;
         if (!r_.object(plistRef, &o, &e)) return failed(e), false;
@@ -530,6 +531,18 @@ private:
         return v;
     }
 
+    // A dictionary key as the shared key string. The same few keys recur in every record, so
+    // the last answer for each is remembered by its UID (a key read once is never asked again).
+    const QString* internedKey(std::uint64_t uid, int depth) {
+        KeyCacheEntry& slot = keyCache_[uid % std::size(keyCache_)];
+        if (slot.key && slot.uid == uid) return slot.key;
+        auto k = decode(uid, depth);
+        if (!k) return nullptr;
+        if (!k->isString()) return failed(damaged(QStringLiteral("a dictionary key that is not a string"))), nullptr;
+        slot = KeyCacheEntry{uid, &internKey(k->stringRef())};
+        return slot.key;
+    }
+
     // A field that must hold a plain object of one of the given kinds.
     bool field(const Obj& owner, const char* key, Obj* out) {
         const auto ref = r_.lookup(owner, key);
@@ -549,14 +562,15 @@ private:
                 return failed(damaged(QStringLiteral("a dictionary with unequal numbers of keys and values")));
             Dictionary d;
             d.setImmutableClass(!ci.isMutable);
+            // Room for one more key: a document's records gain their category link right after.
+            d.reserve(qsizetype(keys.size()) + 1);
             for (size_t i = 0; i < keys.size(); ++i) {
-                auto k = decode(keys[i], depth + 1);
-                if (!k) return std::nullopt;
-                if (!k->isString()) return failed(damaged(QStringLiteral("a dictionary key that is not a string")));
+                const QString* key = internedKey(keys[i], depth + 1);
+                if (!key) return std::nullopt;
                 auto v = decode(values[i], depth + 1);
                 if (!v) return std::nullopt;
                 if (v->isAbsent()) return failed(damaged(QStringLiteral("a dictionary value that is null")));
-                d.set(k->stringRef(), *v);
+                d.setInternedKey(*key, std::move(*v));
             }
             return Value(d);
         }
@@ -570,7 +584,7 @@ private:
                 auto v = decode(e, depth + 1);
                 if (!v) return std::nullopt;
                 if (v->isAbsent()) return failed(damaged(QStringLiteral("an array element that is null")));
-                a.append(*v);
+                a.append(std::move(*v));
             }
             return Value(a);
         }
@@ -614,6 +628,11 @@ private:
     static constexpr std::uint8_t kReferredOnce = 1, kReferredTwice = 2, kBeingDecoded = 4, kDecoded = 8;
     std::vector<std::uint8_t> state_;
     std::unordered_map<std::uint64_t, Value> memo_;
+    struct KeyCacheEntry {
+        std::uint64_t uid = 0;
+        const QString* key = nullptr;
+    };
+    KeyCacheEntry keyCache_[64];
     QHash<std::uint64_t, ClassInfo> classMemo_;
     QString* error_ = nullptr;
 };

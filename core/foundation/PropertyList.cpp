@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QTimeZone>
 #include <QXmlStreamReader>
+#include <QtEndian>
 
 #include <cmath>
 #include <cstring>
@@ -37,6 +38,7 @@ QString damaged(const QString& what) {
 
 bool BinaryPlistReader::open(const QByteArray& bytes, QString* error) {
     keep_ = bytes;
+    keyRefs_.clear();
     p_ = reinterpret_cast<const unsigned char*>(keep_.constData());
     size_ = std::uint64_t(keep_.size());
     if (size_ < kHeaderSize + kTrailerSize || std::memcmp(p_, kMagic, 8) != 0)
@@ -61,9 +63,33 @@ bool BinaryPlistReader::open(const QByteArray& bytes, QString* error) {
 }
 
 std::uint64_t BinaryPlistReader::readUInt(std::uint64_t at, int size) const {
+    const unsigned char* b = p_ + at;
+    switch (size) {
+    case 1: return b[0];
+    case 2: return qFromBigEndian<quint16>(b);
+    case 4: return qFromBigEndian<quint32>(b);
+    case 8: return qFromBigEndian<quint64>(b);
+    default: break;
+    }
     std::uint64_t v = 0;
-    for (int i = 0; i < size; ++i) v = (v << 8) | p_[at + std::uint64_t(i)];
+    for (int i = 0; i < size; ++i) v = (v << 8) | b[i];
     return v;
+}
+
+bool BinaryPlistReader::uidAt(std::uint64_t ref, std::uint64_t* uid) const {
+    // The common case of archives, read without the general parser: a UID object of 1 to 8
+    // bytes. Anything unusual goes through object(), which checks and explains.
+    if (ref >= objectCount_) return false;
+    const std::uint64_t at = readUInt(offsetTable_ + ref * std::uint64_t(offsetSize_), offsetSize_);
+    if (at < kHeaderSize || at >= offsetTable_) return false;
+    const unsigned marker = p_[at];
+    if ((marker >> 4) != 0x8) return false;
+    const std::uint64_t n = (marker & 0x0F) + 1;
+    if (n > 8 || n > offsetTable_ - at - 1) return false;
+    std::uint64_t v = 0;
+    for (std::uint64_t i = 0; i < n; ++i) v = (v << 8) | p_[at + 1 + i];
+    *uid = v;
+    return true;
 }
 
 std::uint64_t BinaryPlistReader::reference(const Object& container, std::uint64_t i) const {
@@ -214,10 +240,24 @@ bool BinaryPlistReader::stringEquals(const Object& o, const char* key) const {
 
 std::optional<std::uint64_t> BinaryPlistReader::lookup(const Object& dictionary, const char* key) const {
     if (dictionary.kind != Kind::Dictionary) return std::nullopt;
+    // Writers store each key string once, so the reference found for a key last time is almost
+    // always the one this dictionary uses: compare references before reading strings.
+    KeyRef* cached = nullptr;
+    for (KeyRef& k : keyRefs_)
+        if (k.key == key) cached = &k;
+    if (cached) {
+        for (std::uint64_t i = 0; i < dictionary.count; ++i)
+            if (reference(dictionary, i) == cached->ref) return reference(dictionary, dictionary.count + i);
+    }
     for (std::uint64_t i = 0; i < dictionary.count; ++i) {
         Object k;
-        if (!object(reference(dictionary, i), &k, nullptr)) continue;
-        if (stringEquals(k, key)) return reference(dictionary, dictionary.count + i);
+        const std::uint64_t ref = reference(dictionary, i);
+        if (!object(ref, &k, nullptr)) continue;
+        if (stringEquals(k, key)) {
+            if (cached) cached->ref = ref;
+            else if (keyRefs_.size() < 16) keyRefs_.push_back(KeyRef{std::string(key), ref});
+            return reference(dictionary, dictionary.count + i);
+        }
     }
     return std::nullopt;
 }

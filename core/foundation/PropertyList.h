@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace qv {
@@ -75,6 +76,8 @@ public:
     bool stringEquals(const Object& o, const char* key) const;
     // The value reference under an ASCII key of a dictionary, or nullopt.
     std::optional<std::uint64_t> lookup(const Object& dictionary, const char* key) const;
+    // The value of the UID object at `ref`; false when it is not a well-formed UID.
+    bool uidAt(std::uint64_t ref, std::uint64_t* uid) const;
 
 private:
     std::uint64_t readUInt(std::uint64_t at, int size) const;
@@ -86,6 +89,11 @@ private:
     std::uint64_t objectCount_ = 0;
     std::uint64_t topObject_ = 0;
     std::uint64_t offsetTable_ = 0;
+    struct KeyRef {
+        std::string key;
+        std::uint64_t ref;
+    };
+    mutable std::vector<KeyRef> keyRefs_;
 };
 
 // Builds a binary property list object by object. Strings, numbers, dates, data and UIDs are

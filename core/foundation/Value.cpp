@@ -106,9 +106,48 @@ const Value& Dictionary::get(const QString& key) const {
     return i < 0 ? absent : d_->entries[size_t(i)].second;
 }
 
+void Dictionary::setInternedKey(const QString& key, Value&& value) {
+    if (value.isAbsent() || d_->index) {
+        set(key, value);
+        return;
+    }
+    // Every stored key is interned, so the same text is the same pointer.
+    for (auto& e : d_->entries) {
+        if (e.first == &key) {
+            e.second = std::move(value);
+            return;
+        }
+    }
+    d_->entries.emplace_back(&key, std::move(value));
+    if (qsizetype(d_->entries.size()) > detail::DictionaryStorage::kIndexThreshold) d_->reindex();
+}
+
 void Dictionary::set(const QString& key, const Value& value) {
     if (value.isAbsent()) {
         remove(key);
+        return;
+    }
+    if (!d_->index) {
+        // Stored keys are interned: once the key's own storage isn't among them, its interned
+        // copy is the only thing left to look for, and no text needs comparing.
+        const QChar* data = key.constData();
+        for (auto& e : d_->entries) {
+            if (e.first->constData() == data && e.first->size() == key.size()) {
+                e.second = value;
+                return;
+            }
+        }
+        const QString* interned = &internKey(key);
+        if (interned->constData() != data) {
+            for (auto& e : d_->entries) {
+                if (e.first == interned) {
+                    e.second = value;
+                    return;
+                }
+            }
+        }
+        d_->entries.emplace_back(interned, value);
+        if (qsizetype(d_->entries.size()) > detail::DictionaryStorage::kIndexThreshold) d_->reindex();
         return;
     }
     const qsizetype i = d_->find(key);
@@ -193,6 +232,7 @@ Value Array::value(qsizetype i) const {
     return (i >= 0 && i < count()) ? d_->items[size_t(i)] : Value();
 }
 void Array::append(const Value& v) { d_->items.push_back(v); }
+void Array::append(Value&& v) { d_->items.push_back(std::move(v)); }
 void Array::insert(qsizetype i, const Value& v) { d_->items.insert(d_->items.begin() + i, v); }
 void Array::replace(qsizetype i, const Value& v) { d_->items.at(size_t(i)) = v; }
 void Array::removeAt(qsizetype i) { d_->items.erase(d_->items.begin() + i); }

@@ -57,6 +57,8 @@ public:
     bool contains(const QString& key) const;
     // An absent value removes the key; a new key goes last, an existing one keeps its place.
     void set(const QString& key, const Value& value);
+    // set() for a key that internKey() returned, as readers building many records use it.
+    void setInternedKey(const QString& internedKey, Value&& value);
     void remove(const QString& key);
     void clear();
     // Room for n keys, for dictionaries made by the thousand whose size is known.
@@ -101,6 +103,7 @@ public:
     const Value& at(qsizetype i) const;  // index must be valid
     Value value(qsizetype i) const;      // absent when out of range
     void append(const Value& v);
+    void append(Value&& v);
     void insert(qsizetype i, const Value& v);
     void replace(qsizetype i, const Value& v);
     void removeAt(qsizetype i);

@@ -35,6 +35,27 @@ TEST(RecordTest, CaseIgnoredAccentsKeptCanonicalFormsEqual) {
     EXPECT_FALSE(RecordSearch(QStringLiteral(" bank")).matches(QStringLiteral("bank")));
 }
 
+TEST(RecordTest, PlainTextShortcutsAgreeWithFoldingAtEveryPosition) {
+    // The fast scan of plain text stops at a match or at the first other character; these put
+    // matches, marks and foreign letters before, across and after blocks of eight characters.
+    const QString pad = QStringLiteral("zzzzzzzzzzzzz");  // 13: shifts matches across blocks
+    for (int shift = 0; shift < 9; ++shift) {
+        const QString lead = pad.left(shift);
+        const auto m = [&](const char* needle, const QString& text) {
+            return RecordSearch(QString::fromUtf8(needle)).matches(lead + text);
+        };
+        EXPECT_TRUE(m("account", QStringLiteral("my ACCOUNT at the bank"))) << shift;
+        EXPECT_TRUE(m("abc", QString::fromUtf8("xABCd and then caf\xC3\xA9")));  // foreign letters later
+        EXPECT_FALSE(m("cafe", QString::fromUtf8("the Cafe\xCC\x81 by the sea")));  // é, composed
+        EXPECT_TRUE(m("cafe", QString::fromUtf8("Cafe\xCC\x81 and a plain cafe")));   // the second one
+        EXPECT_FALSE(m("x", QString::fromUtf8("x\xCC\x81")));
+        EXPECT_TRUE(m("k", QString::fromUtf8("\xE2\x84\xAA")));                     // the Kelvin sign folds to k
+        EXPECT_TRUE(m("zzzzzzzzzzzzzzzzzzzzzzq", pad + pad + QStringLiteral("q")));
+        EXPECT_FALSE(m("account", QStringLiteral("accoun")));
+        EXPECT_FALSE(m("@", QStringLiteral("`abc")));  // '@' | 0x20 is '`': not a letter
+    }
+}
+
 TEST(RecordTest, CategoryAndFieldsCombineAsTheFilterSays) {
     Dictionary bank{{keys::cat_category, Value("Bank")}};
     Dictionary bankTwin{{keys::cat_category, Value("Bank")}};
