@@ -6,6 +6,7 @@
 #include "ImportExportSheets.h"
 #include "CategoryView.h"
 #include "PasswordSheet.h"
+#include "PlainViews.h"
 #include "PlatformServices.h"
 #include "RecordTableModel.h"
 #include "TablePrinter.h"
@@ -153,7 +154,7 @@ void DocumentWindow::buildPages() {
     });
 
     // Page 1: locked, only the password field.
-    auto* locked = new QWidget(pages_);
+    auto* locked = new ZKGrayView(pages_);
     auto* l = new QVBoxLayout(locked);
     l->addStretch(1);
     auto* prompt = new QLabel(QStringLiteral("Enter the master password to open this document:"), locked);

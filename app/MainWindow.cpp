@@ -1,6 +1,7 @@
 #include "MainWindow.h"
 
 #include "DocumentController.h"
+#include "PlainViews.h"
 
 #include "foundation/ZKAppSupportUtility.h"
 #include "shell/MyAppDelegate.h"
@@ -47,7 +48,7 @@ MainWindow::MainWindow(DocumentController* controller, QWidget* parent) : QMainW
         });
     }
 
-    auto* page = new QWidget(this);
+    auto* page = new ZKGrayView(this);
     auto* layout = new QVBoxLayout(page);
     layout->addStretch(2);
     auto* title = new QLabel(QStringLiteral("Quorvane"), page);

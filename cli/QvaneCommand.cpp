@@ -4,6 +4,9 @@
 
 #include "foundation/ZKAppSupportUtility.h"
 
+#include <new>
+#include <stdexcept>
+
 namespace qv::cli {
 
 namespace {
@@ -55,8 +58,26 @@ QString usageText() {
         "  -V, --version  Show the release and exit.\n"
         "\n"
         "Exit status: 0 success, 1 wrong password, 2 usage error, 3 document made by a newer\n"
-        "release, 4 file that cannot be read as a document.\n");
+        "release, 4 file that cannot be read as a document, 5 not enough memory (no file changed).\n");
 }
+
+namespace {
+
+int dispatch(const QStringList& args, const Streams& io) {
+    const QString& first = args.first();
+    if (first == QLatin1String("info")) return runInfo(args.mid(1), io);
+    if (first == QLatin1String("dump")) return runDump(args.mid(1), io);
+    if (first == QLatin1String("convert")) return runConvert(args.mid(1), io);
+    if (first == QLatin1String("new")) return runNew(args.mid(1), io);
+    if (first == QLatin1String("ls")) return runLs(args.mid(1), io);
+    if (first == QLatin1String("generate")) return runGenerate(args.mid(1), io);
+    if (first == QLatin1String("import")) return runImport(args.mid(1), io);
+    if (first == QLatin1String("export")) return runExport(args.mid(1), io);
+    print(io.err, QStringLiteral("qvane: unknown command \"%1\"\n\n").arg(first) + usageText());
+    return kExitUsage;
+}
+
+}  // namespace
 
 int run(const QStringList& args, const Streams& io) {
     if (args.isEmpty()) {
@@ -72,16 +93,22 @@ int run(const QStringList& args, const Streams& io) {
         print(io.out, versionText());
         return kExitOk;
     }
-    if (first == QLatin1String("info")) return runInfo(args.mid(1), io);
-    if (first == QLatin1String("dump")) return runDump(args.mid(1), io);
-    if (first == QLatin1String("convert")) return runConvert(args.mid(1), io);
-    if (first == QLatin1String("new")) return runNew(args.mid(1), io);
-    if (first == QLatin1String("ls")) return runLs(args.mid(1), io);
-    if (first == QLatin1String("generate")) return runGenerate(args.mid(1), io);
-    if (first == QLatin1String("import")) return runImport(args.mid(1), io);
-    if (first == QLatin1String("export")) return runExport(args.mid(1), io);
-    print(io.err, QStringLiteral("qvane: unknown command \"%1\"\n\n").arg(first) + usageText());
-    return kExitUsage;
+    // A document, an import file or a note bigger than the memory the system grants ends here
+    // rather than in an abort. Unwinding lets go of everything the verb had built, and every file
+    // is written to a temporary beside its target that is renamed only once complete, so no file
+    // has changed. The message is made before the verb runs: there may be no memory to make it
+    // afterwards.
+    const QByteArray failure = QStringLiteral("qvane: not enough memory to finish \"%1\"; no file was changed\n")
+                                   .arg(first)
+                                   .toUtf8();
+    try {
+        return dispatch(args, io);
+    } catch (const std::bad_alloc&) {
+    } catch (const std::length_error&) {  // a size beyond what any container can hold
+    }
+    std::fflush(io.out);
+    std::fwrite(failure.constData(), 1, size_t(failure.size()), io.err);
+    return kExitNoMemory;
 }
 
 }  // namespace qv::cli

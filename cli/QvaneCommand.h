@@ -16,6 +16,7 @@ enum ExitStatus : int {
     kExitUsage = 2,
     kExitTooNew = 3,
     kExitUnreadable = 4,
+    kExitNoMemory = 5,
 };
 
 struct Streams {

@@ -7,6 +7,8 @@
 #include <QSaveFile>
 #include <QTimeZone>
 
+#include <utility>
+
 namespace qv {
 
 ZKDataExportManager::ZKDataExportManager(Array dataArray, Array keyArray)
@@ -119,6 +121,66 @@ QString cleaned(QString s, int format) {
     return s;
 }
 
+// UTF-8 without a mark, made as the text is produced and handed to the file a buffer at a time. A
+// surrogate without its partner becomes "?", as when a whole string is converted at once; a pair
+// may arrive in two pieces.
+class Utf8Writer {
+public:
+    explicit Utf8Writer(QIODevice& file) : file_(file), buffer_(1 << 18, Qt::Uninitialized) {}
+
+    void put(QStringView piece) {
+        for (const QChar c : piece) {
+            if (used_ + 4 > buffer_.size()) flush();
+            const char16_t u = c.unicode();
+            if (high_) {
+                const char32_t h = std::exchange(high_, 0);
+                if (QChar::isLowSurrogate(u)) {
+                    const char32_t cp = QChar::surrogateToUcs4(char16_t(h), u);
+                    byte(0xF0 | (cp >> 18));
+                    byte(0x80 | ((cp >> 12) & 0x3F));
+                    byte(0x80 | ((cp >> 6) & 0x3F));
+                    byte(0x80 | (cp & 0x3F));
+                    continue;
+                }
+                byte('?');
+            }
+            if (u < 0x80) {
+                byte(u);
+            } else if (u < 0x800) {
+                byte(0xC0 | (u >> 6));
+                byte(0x80 | (u & 0x3F));
+            } else if (QChar::isHighSurrogate(u)) {
+                high_ = u;
+            } else if (QChar::isLowSurrogate(u)) {
+                byte('?');
+            } else {
+                byte(0xE0 | (u >> 12));
+                byte(0x80 | ((u >> 6) & 0x3F));
+                byte(0x80 | (u & 0x3F));
+            }
+        }
+    }
+    // False when a write failed.
+    bool finish() {
+        if (high_) byte('?');
+        high_ = 0;
+        flush();
+        return ok_;
+    }
+
+private:
+    void byte(char32_t b) { buffer_[used_++] = char(b); }
+    void flush() {
+        if (ok_ && used_ > 0) ok_ = file_.write(buffer_.constData(), used_) == used_;
+        used_ = 0;
+    }
+    QIODevice& file_;
+    QByteArray buffer_;
+    qsizetype used_ = 0;
+    char32_t high_ = 0;
+    bool ok_ = true;
+};
+
 QString unescapeTag(QString s) {
     s.replace(QStringLiteral("\\n"), QStringLiteral("\n"));
     s.replace(QStringLiteral("\\t"), QStringLiteral("\t"));
@@ -127,7 +189,10 @@ QString unescapeTag(QString s) {
 
 }  // namespace
 
-QString ZKDataExportManager::exportText(const std::function<void(double)>& progress) const {
+// The text goes out piece by piece to `emit`, which either gathers it or encodes it straight to
+// the file: a large export then never holds its text twice over, or a field three times.
+template <typename Emit>
+void ZKDataExportManager::produce(Emit&& emit, const std::function<void(double)>& progress) const {
     struct Params {
         QString sof, eof, sor, eor, open, close, sep;
         bool last;
@@ -158,20 +223,20 @@ QString ZKDataExportManager::exportText(const std::function<void(double)>& progr
     for (const Value& f : rightKeyArray)
         paths.push_back(f.toDictionary().value(keys::innerKey).toString().split(QLatin1Char('.')));
 
-    QString out;
-    out.reserve(records * fields * 16);
-    out += p.sof;
+    emit(p.sof);
     if (useFieldNamesAsFirstRow) {
-        out += p.sor;
+        emit(p.sor);
         for (qsizetype i = 0; i < fields; ++i) {
-            out += p.open + rightKeyArray.at(i).toDictionary().value(keys::publicKey).toString() + p.close;
-            if (i + 1 < fields) out += p.sep;
+            emit(p.open);
+            emit(rightKeyArray.at(i).toDictionary().value(keys::publicKey).toString());
+            emit(p.close);
+            if (i + 1 < fields) emit(p.sep);
         }
-        if (!(!p.last && records == 0)) out += p.eor;
+        if (!(!p.last && records == 0)) emit(p.eor);
     }
     const QLocale locale;
     for (qsizetype r = 0; r < records; ++r) {
-        out += p.sor;
+        emit(p.sor);
         for (qsizetype i = 0; i < fields; ++i) {
             Value v = dataArray_.at(r);
             for (const QString& step : paths[size_t(i)]) v = v.isDictionary() ? v.toDictionary().get(step) : Value();
@@ -181,21 +246,33 @@ QString ZKDataExportManager::exportText(const std::function<void(double)>& progr
                                        QLocale::ShortFormat);
             else
                 text = v.toString();
-            out += p.open + cleaned(std::move(text), fileFormatToSave) + p.close;
-            if (i + 1 < fields) out += p.sep;
+            emit(p.open);
+            emit(cleaned(std::move(text), fileFormatToSave));
+            emit(p.close);
+            if (i + 1 < fields) emit(p.sep);
         }
-        if (p.last || r + 1 < records) out += p.eor;
+        if (p.last || r + 1 < records) emit(p.eor);
         if (progress && r % 4096 == 0) progress(double(r) / double(records));
     }
-    out += p.eof;
+    emit(p.eof);
+}
+
+QString ZKDataExportManager::exportText(const std::function<void(double)>& progress) const {
+    QString out;
+    out.reserve(dataArray_.count() * rightKeyArray.count() * 16);
+    produce([&out](QStringView piece) { out += piece; }, progress);
     return out;
 }
 
 bool ZKDataExportManager::writeToFile(const QString& path, QString* error) {
     willExport();
     QSaveFile file(path);
-    const QByteArray bytes = exportText().toUtf8();  // no byte-order mark
-    const bool ok = file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+    bool ok = file.open(QIODevice::WriteOnly);
+    if (ok) {
+        Utf8Writer out(file);
+        produce([&out](QStringView piece) { out.put(piece); });
+        ok = out.finish() && file.commit();
+    }
     if (!ok && error) *error = file.errorString();
     didExport();
     return ok;

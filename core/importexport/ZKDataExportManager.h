@@ -2,7 +2,8 @@
 
 // Export of records to a UTF-8 text file in one of six formats: tab, quoted comma, an HTML table,
 // a web page, plain comma, or a custom format of the user's own tags. The chosen fields go out
-// in the order of the right-hand list. The whole text is built in memory and written at once.
+// in the order of the right-hand list. The file appears whole or not at all: it is written beside
+// its target and renamed over it once complete.
 
 #include "foundation/Value.h"
 
@@ -50,6 +51,9 @@ protected:
     virtual void didExport() {}
 
 private:
+    template <typename Emit>
+    void produce(Emit&& emit, const std::function<void(double)>& progress = {}) const;
+
     Array dataArray_;
     Array allKeyArray_;
 };

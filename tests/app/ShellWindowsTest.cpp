@@ -4,6 +4,7 @@
 #include "DropArea.h"
 #include "MainWindow.h"
 #include "NetworkFeedFetcher.h"
+#include "PlainViews.h"
 #include "PreferencesWindow.h"
 
 #include "document/DocumentKeys.h"
@@ -308,6 +309,31 @@ TEST(Application, MenusOfferPreferencesUpdatesAndTheGuide) {
     ASSERT_TRUE(copied.open(QIODevice::ReadOnly));
     EXPECT_EQ(copied.readAll(), pdf);
     EXPECT_EQ(workspace.openedFiles.size(), 1u);
+}
+
+TEST(PlainViews, FramesStayInsideAndGradientsRunTheWayTheirAngleSays) {
+    auto pixel = [](QWidget& v, int x, int y) { return v.grab().toImage().pixelColor(x, y); };
+    ZKWhiteView framed;
+    framed.resize(40, 30);
+    EXPECT_EQ(pixel(framed, 0, 0), QColor(128, 128, 128));
+    EXPECT_EQ(pixel(framed, 39, 29), QColor(128, 128, 128));
+    EXPECT_EQ(pixel(framed, 20, 15), QColor(Qt::white));
+    ZKWhiteViewNoFrame plain;
+    plain.resize(40, 30);
+    EXPECT_EQ(pixel(plain, 0, 0), QColor(Qt::white));
+
+    ZKDarkGrayView view;
+    view.resize(40, 100);
+    EXPECT_LT(pixel(view, 20, 99).lightness(), pixel(view, 20, 0).lightness());
+    view.myGradient = {{0.0, Qt::black}, {1.0, Qt::white}};
+    EXPECT_LT(pixel(view, 20, 99).lightness(), 10);  // 90 degrees: the first colour at the bottom
+    EXPECT_GT(pixel(view, 20, 0).lightness(), 245);
+    view.angle = 0;
+    EXPECT_LT(pixel(view, 0, 50).lightness(), 10);
+    EXPECT_GT(pixel(view, 39, 50).lightness(), 245);
+    view.isRadial = true;
+    EXPECT_LT(pixel(view, 20, 50).lightness(), 10);
+    EXPECT_GT(pixel(view, 0, 0).lightness(), 235);
 }
 
 void dropOn(QWidget* target, QMimeData* data, Qt::DropActions actions) {
