@@ -3,11 +3,13 @@
 #include "DocumentWindow.h"
 #include "SingleInstance.h"
 
+#include "foundation/LargePages.h"
 #include "foundation/ZKAppSupportUtility.h"
 
 #include <QApplication>
 
 int main(int argc, char** argv) {
+    qv::useLargeMemoryPages(argv);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Quorvane"));
     QApplication::setOrganizationName(QStringLiteral("Quorvane"));

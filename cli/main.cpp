@@ -1,8 +1,10 @@
 #include "QvaneCommand.h"
+#include "foundation/LargePages.h"
 
 #include <QCoreApplication>
 
 int main(int argc, char** argv) {
+    qv::useLargeMemoryPages(argv);
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("qvane"));
     QStringList args = QCoreApplication::arguments();

@@ -6,6 +6,7 @@
 #include <QLocale>
 
 #include <cstring>
+#include <deque>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -135,6 +136,15 @@ private:
     }
 
     std::uint64_t classFor(const char* base, bool isMutable) {
+        // Asked for every container and date: remembered by the literal's address.
+        for (const ClassCacheEntry& c : classCache_)
+            if (c.base == base && c.isMutable == isMutable) return c.uid;
+        const std::uint64_t uid = classForName(base, isMutable);
+        classCache_.push_back(ClassCacheEntry{base, isMutable, uid});
+        return uid;
+    }
+
+    std::uint64_t classForName(const char* base, bool isMutable) {
         const QString b = QLatin1String(base);
         if (isMutable) {
             const QString m = QStringLiteral("NSMutable") + b;
@@ -145,16 +155,15 @@ private:
 
     // An object with a class: its slot is taken first, so that it precedes what it contains.
     void object(const std::vector<std::pair<const char*, Ref>>& fields, std::uint64_t cls, Ref slot) {
-        std::vector<Ref> keys, values;
-        keys.reserve(fields.size() + 1);
-        values.reserve(fields.size() + 1);
+        Ref keys[4], values[4];
+        std::size_t n = 0;
         for (const auto& [k, v] : fields) {
-            keys.push_back(key(k));
-            values.push_back(v);
+            keys[n] = key(k);
+            values[n++] = v;
         }
-        keys.push_back(key("$class"));
-        values.push_back(w_.uid(cls));
-        w_.setDictionary(slot, keys, values);
+        keys[n] = key("$class");
+        values[n++] = w_.uid(cls);
+        w_.setDictionary(slot, keys, values, n);
     }
 
     std::optional<std::uint64_t> encode(const Value& v, int depth, QString* error) {
@@ -236,9 +245,12 @@ private:
     template <typename KeyAt, typename ValueAt>
     bool dictionaryBody(qsizetype count, KeyAt keyAt, ValueAt valueAt, bool immutable, Ref slot, int depth,
                         QString* error) {
-        std::vector<std::uint64_t> keys, values;
-        keys.reserve(size_t(count));
-        values.reserve(size_t(count));
+        // Lists reused from one dictionary to the next at the same depth (a deque keeps the
+        // deeper ones in place while they are added).
+        while (scratch_.size() <= size_t(depth)) scratch_.emplace_back();
+        auto& [keys, values] = scratch_[size_t(depth)];
+        keys.clear();
+        values.clear();
         for (qsizetype i = 0; i < count; ++i) keys.push_back(keyUid(keyAt(i)));
         for (qsizetype i = 0; i < count; ++i) {
             auto u = encode(valueAt(i), depth + 1, error);
@@ -252,11 +264,10 @@ private:
     }
 
     Ref uids(const std::vector<std::uint64_t>& list) {
-        std::vector<Ref> refs;
-        refs.reserve(list.size());
-        for (auto u : list) refs.push_back(w_.uid(u));
+        uidRefs_.clear();
+        for (auto u : list) uidRefs_.push_back(w_.uid(u));
         const Ref arr = w_.reserve();
-        w_.setArray(arr, refs);
+        w_.setArray(arr, uidRefs_.data(), uidRefs_.size());
         return arr;
     }
 
@@ -325,6 +336,14 @@ public:
 
 private:
     BinaryPlistWriter w_;
+    struct ClassCacheEntry {
+        const char* base;
+        bool isMutable;
+        std::uint64_t uid;
+    };
+    std::vector<ClassCacheEntry> classCache_;
+    std::deque<std::pair<std::vector<std::uint64_t>, std::vector<std::uint64_t>>> scratch_;
+    std::vector<Ref> uidRefs_;
     std::vector<Ref> objects_;
     std::vector<std::uint64_t> plainUids_;  // writer reference -> UID, 0 when not yet archived
     std::unordered_map<const char*, Ref> keyRefs_;

@@ -506,6 +506,8 @@ int byteCount(std::uint64_t v) {
 struct SizeSink {
     std::uint64_t n = 0;
     void put(char) { ++n; }
+    void putUInt(std::uint64_t, int size) { n += std::uint64_t(size); }
+    void putRefs(const std::uint32_t*, std::uint32_t count, int size) { n += std::uint64_t(count) * std::uint64_t(size); }
     void put(const char*, std::size_t len) { n += len; }
     void putUtf16(const QString& s) { n += 2 * std::uint64_t(s.size()); }
     void putLatin1(const QString& s) { n += std::uint64_t(s.size()); }
@@ -515,6 +517,30 @@ struct BufferSink {
     char* base;
     char* p;
     std::uint64_t position() const { return std::uint64_t(p - base); }
+    void putUInt(std::uint64_t v, int size) {
+        for (int i = size - 1; i >= 0; --i) *p++ = char((v >> (8 * i)) & 0xFF);
+    }
+    void putRefs(const std::uint32_t* refs, std::uint32_t count, int size) {
+        switch (size) {
+        case 1:
+            for (std::uint32_t i = 0; i < count; ++i) *p++ = char(refs[i]);
+            break;
+        case 2:
+            for (std::uint32_t i = 0; i < count; ++i) {
+                qToBigEndian<quint16>(quint16(refs[i]), p);
+                p += 2;
+            }
+            break;
+        case 4:
+            for (std::uint32_t i = 0; i < count; ++i) {
+                qToBigEndian<quint32>(refs[i], p);
+                p += 4;
+            }
+            break;
+        default:
+            for (std::uint32_t i = 0; i < count; ++i) putUInt(refs[i], size);
+        }
+    }
     void put(char c) { *p++ = c; }
     void put(const char* d, std::size_t len) {
         if (len) std::memcpy(p, d, len);
@@ -535,7 +561,7 @@ struct BufferSink {
 
 template <typename Sink>
 void putUInt(Sink& out, std::uint64_t v, int size) {
-    for (int i = size - 1; i >= 0; --i) out.put(char((v >> (8 * i)) & 0xFF));
+    out.putUInt(v, size);
 }
 
 template <typename Sink>
@@ -548,6 +574,29 @@ void putMarkerAndCount(Sink& out, unsigned high, std::uint64_t count) {
     const int n = byteCount(count);
     out.put(char(0x10 | (n == 1 ? 0 : n == 2 ? 1 : n == 4 ? 2 : 3)));
     putUInt(out, count, n);
+}
+
+// A quick hash of the UTF-16 text, eight bytes at a time, for the writer's own table.
+std::uint32_t textHash(const QString& s) {
+    const char* p = reinterpret_cast<const char*>(s.constData());
+    const std::size_t n = std::size_t(s.size()) * 2;
+    std::uint64_t h = 0x9E3779B97F4A7C15ull ^ n;
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        std::uint64_t w;
+        std::memcpy(&w, p + i, 8);
+        h = (h ^ w) * 0xBF58476D1CE4E5B9ull;
+        h ^= h >> 29;
+    }
+    if (i < n) {
+        std::uint64_t w = 0;
+        std::memcpy(&w, p + i, n - i);
+        h = (h ^ w) * 0xBF58476D1CE4E5B9ull;
+    }
+    h ^= h >> 32;
+    h *= 0x94D049BB133111EBull;
+    h ^= h >> 29;
+    return std::uint32_t(h);
 }
 
 bool isAscii(const QString& s) {
@@ -588,7 +637,7 @@ BinaryPlistWriter::Ref BinaryPlistWriter::string(const QString& s) {
         }
         stringSlots_.swap(grown);
     }
-    const std::uint32_t hash = std::uint32_t(qHash(s));
+    const std::uint32_t hash = textHash(s);
     const std::size_t mask = stringSlots_.size() - 1;
     std::size_t i = hash & mask;
     for (; stringSlots_[i] != kFree; i = (i + 1) & mask) {
@@ -661,21 +710,21 @@ BinaryPlistWriter::Ref BinaryPlistWriter::null() {
 
 BinaryPlistWriter::Ref BinaryPlistWriter::reserve() { return add(Kind::Unset, 0); }
 
-void BinaryPlistWriter::setArray(Ref container, const std::vector<Ref>& elements) {
+void BinaryPlistWriter::setArray(Ref container, const Ref* elements, std::size_t count) {
     Entry& e = objects_.at(container);
     e.kind = Kind::Array;
     e.index = std::uint32_t(refs_.size());
-    e.count = std::uint32_t(elements.size());
-    refs_.insert(refs_.end(), elements.begin(), elements.end());
+    e.count = std::uint32_t(count);
+    refs_.insert(refs_.end(), elements, elements + count);
 }
 
-void BinaryPlistWriter::setDictionary(Ref container, const std::vector<Ref>& keys, const std::vector<Ref>& values) {
+void BinaryPlistWriter::setDictionary(Ref container, const Ref* keys, const Ref* values, std::size_t count) {
     Entry& e = objects_.at(container);
     e.kind = Kind::Dictionary;
     e.index = std::uint32_t(refs_.size());
-    e.count = std::uint32_t(keys.size());
-    refs_.insert(refs_.end(), keys.begin(), keys.end());
-    refs_.insert(refs_.end(), values.begin(), values.end());
+    e.count = std::uint32_t(count);
+    refs_.insert(refs_.end(), keys, keys + count);
+    refs_.insert(refs_.end(), values, values + count);
 }
 
 QByteArray BinaryPlistWriter::finish(Ref top) const {
@@ -769,7 +818,7 @@ void BinaryPlistWriter::writeObjects(Sink& out, int refSize, OnOffset onOffset) 
         case Kind::Dictionary: {
             putMarkerAndCount(out, e.kind == Kind::Array ? 0xA : 0xD, e.count);
             const std::uint32_t n = e.kind == Kind::Array ? e.count : 2 * e.count;
-            for (std::uint32_t k = 0; k < n; ++k) putUInt(out, refs_[e.index + k], refSize);
+            out.putRefs(refs_.data() + e.index, n, refSize);
             break;
         }
         }

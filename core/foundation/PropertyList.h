@@ -117,8 +117,12 @@ public:
 
     // A container is reserved first, so that it precedes its contents, and filled later.
     Ref reserve();
-    void setArray(Ref container, const std::vector<Ref>& elements);
-    void setDictionary(Ref container, const std::vector<Ref>& keys, const std::vector<Ref>& values);
+    void setArray(Ref container, const std::vector<Ref>& elements) { setArray(container, elements.data(), elements.size()); }
+    void setArray(Ref container, const Ref* elements, std::size_t count);
+    void setDictionary(Ref container, const std::vector<Ref>& keys, const std::vector<Ref>& values) {
+        setDictionary(container, keys.data(), values.data(), keys.size());
+    }
+    void setDictionary(Ref container, const Ref* keys, const Ref* values, std::size_t count);
 
     std::size_t objectCount() const { return objects_.size(); }
     QByteArray finish(Ref top) const;

@@ -1,0 +1,43 @@
+#include "LargePages.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <unistd.h>
+
+namespace qv {
+
+namespace {
+constexpr char kTunables[] = "GLIBC_TUNABLES";
+constexpr char kHugePages[] = "glibc.malloc.hugetlb=1";
+// Set for the second process: "-" when the caller had no tunables, else "+" and their value.
+constexpr char kRestarted[] = "QV_LARGE_PAGES_RESTARTED";
+}  // namespace
+
+void useLargeMemoryPages(char** argv) {
+    if (const char* restarted = std::getenv(kRestarted)) {
+        if (restarted[0] == '+') setenv(kTunables, restarted + 1, 1);
+        else unsetenv(kTunables);
+        unsetenv(kRestarted);
+        return;
+    }
+    const char* off = std::getenv("QV_NO_LARGE_PAGES");
+    if (off && *off && std::strcmp(off, "0") != 0) return;
+    const char* preload = std::getenv("LD_PRELOAD");
+    if (preload && std::strstr(preload, "vgpreload")) return;  // valgrind would lose the program
+    const char* tunables = std::getenv(kTunables);
+    if (tunables && std::strstr(tunables, "glibc.malloc.hugetlb")) return;  // the user decided
+
+    const std::string before = tunables ? std::string("+") + tunables : std::string("-");
+    const std::string with = tunables && *tunables ? std::string(tunables) + ":" + kHugePages : std::string(kHugePages);
+    setenv(kRestarted, before.c_str(), 1);
+    setenv(kTunables, with.c_str(), 1);
+    execv("/proc/self/exe", argv);
+    // Could not start again: go on as we are, with the environment as it was.
+    unsetenv(kRestarted);
+    if (tunables) setenv(kTunables, before.c_str() + 1, 1);
+    else unsetenv(kTunables);
+}
+
+}  // namespace qv

@@ -1,0 +1,18 @@
+#pragma once
+
+// Large documents are built from millions of small allocations, and on the virtual machines many
+// users run, every 4 KiB page touched for the first time costs a trip to the hypervisor: opening
+// a document of 100 000 records spent more time in those faults than in reading it. The C
+// library can back its heap with 2 MiB pages when told so by a tunable, which it reads only when
+// a program starts; so the program starts itself once more with the tunable set.
+//
+// Call first thing in main(). Returns only in the process that goes on running (exec failing
+// leaves the first one running, as before). The caller's own GLIBC_TUNABLES is given back to it
+// in the second process, so programs it starts see the environment they would have seen.
+// QV_NO_LARGE_PAGES=1 turns this off; it is also off under valgrind.
+
+namespace qv {
+
+void useLargeMemoryPages(char** argv);
+
+}  // namespace qv
