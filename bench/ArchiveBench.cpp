@@ -43,4 +43,4 @@ BENCHMARK(BM_ArchiveDecode)->Unit(benchmark::kMillisecond)->MinTime(2.0);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+QV_BENCHMARK_MAIN()

@@ -46,3 +46,15 @@ inline Array makeRecords(int count) {
 
 
 }  // namespace qv::bench
+
+// The benchmarks run the way the programs do: with large memory pages (see LargePages.h).
+#include "foundation/LargePages.h"
+#define QV_BENCHMARK_MAIN()                                         \
+    int main(int argc, char** argv) {                               \
+        qv::useLargeMemoryPages(argv);                              \
+        benchmark::Initialize(&argc, argv);                         \
+        if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1; \
+        benchmark::RunSpecifiedBenchmarks();                        \
+        benchmark::Shutdown();                                      \
+        return 0;                                                   \
+    }

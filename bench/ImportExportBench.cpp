@@ -81,4 +81,4 @@ BENCHMARK(BM_Export100k)->DenseRange(0, 5)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+QV_BENCHMARK_MAIN()

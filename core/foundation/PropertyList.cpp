@@ -691,7 +691,9 @@ BinaryPlistWriter::Ref BinaryPlistWriter::data(const QByteArray& bytes) {
 BinaryPlistWriter::Ref BinaryPlistWriter::uid(std::uint64_t v) {
     // Archives refer to every object by UID, often many times, and UIDs are small and dense:
     // a table beats hashing here.
-    if (v < (std::uint64_t(1) << 26)) {
+    // An archive's UIDs never exceed its own object count; a stray large one (a property list
+    // read from elsewhere) is hashed instead of growing the table to its size.
+    if (v < 2 * std::uint64_t(objects_.size()) + 1024) {
         if (v >= uidRefs_.size()) uidRefs_.resize(size_t(v) + 1, UINT32_MAX);
         Ref& r = uidRefs_[size_t(v)];
         if (r == UINT32_MAX) {

@@ -254,7 +254,8 @@ std::optional<Color> decodeColor(const QByteArray& data, QString* error) {
         for (double d : v)
             if (!std::isfinite(d)) return fail(QStringLiteral("a colour component is not a number"));
         if (v.empty()) return fail(QStringLiteral("the colour has no colour space"));
-        const int space = int(v[0]);
+        // Out of int's range is no colour space either (and converting it would be undefined).
+        const int space = std::fabs(v[0]) < 1e6 ? int(v[0]) : -1;
         auto need = [&](size_t n) { return v.size() >= n + 1; };
         switch (space) {
         case 1: case 2:

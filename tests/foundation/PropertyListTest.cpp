@@ -91,6 +91,17 @@ TEST(BinaryPropertyList, EqualScalarsAreStoredOnceContainersNever) {
     a.append(Value::real(1.0));      // nor is a real
     // array + "same" + 10 arrays + 1 + true + 1.0
     EXPECT_EQ(trailerOf(binary(Value(a))).objects, 15u);
+
+    // UIDs are stored once whether small (an archive's own) or stray and large.
+    Array uids;
+    for (const std::uint64_t u : {std::uint64_t(5), std::uint64_t(1) << 25, std::uint64_t(1) << 40})
+        for (int i = 0; i < 2; ++i) uids.append(Value(Dictionary{{QStringLiteral("CF$UID"), Value::unsignedInteger(u)}}));
+    const QByteArray written = binary(Value(uids));
+    EXPECT_EQ(trailerOf(written).objects, 4u);
+    QString error;
+    const auto back = readBinaryPropertyList(written, &error);
+    ASSERT_TRUE(back) << error.toStdString();
+    EXPECT_TRUE(isStrictlyEqual(*back, Value(uids)));
 }
 
 TEST(BinaryPropertyList, ExactBytesOfASmallList) {

@@ -65,6 +65,11 @@ TEST(TypedStream, RefusesWhatIsNotAColour) {
     EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x01" "f\xa0", 4)), &why));  // no such string
     EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x7f" "ffff", 6)), &why));  // length past the end
     EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x04" "ffff") + real(NAN) + "\x01\x01\x01"), &why));
+    // A colour space number far beyond any int: refused with a reason, no undefined conversion.
+    QByteArray huge = colorStream(QByteArray("\x84\x04" "ffff") + real(0.25f) + real(0.5f) + "\x01\x01");
+    huge.replace(QByteArray("\x84\x01" "c\x01"), QByteArray("\x84\x01" "f") + real(-2.8e14f));
+    EXPECT_FALSE(TypedStream::decodeColor(huge, &why));
+    EXPECT_TRUE(why.contains(QStringLiteral("colour space"))) << why.toStdString();
     // Objects inside objects, deeper than any colour: refused, not followed.
     QByteArray deep = colorStream(QByteArray("\x84\x01@"));
     deep.chop(1);
