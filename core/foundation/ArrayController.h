@@ -24,6 +24,9 @@ public:
     const Array& content() const { return content_; }
     void setContent(const Array& content);
 
+    // A large content is filtered on two threads: the predicate is called once on the first
+    // object alone (where it may prepare itself), then from both threads at once, so after that
+    // first call of a pass it must only read.
     void setFilterPredicate(Predicate p);
     bool hasFilterPredicate() const { return bool(filter_); }
     void setSortComparator(Comparator c);
@@ -67,6 +70,7 @@ private:
     Array arranged_;
     Array selected_;  // selected objects, by identity
     Predicate filter_;
+    static constexpr qsizetype kParallelFilterFrom = 20000;
     Comparator sort_;
     KeyFunction sortKey_;
 };

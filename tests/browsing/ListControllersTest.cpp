@@ -140,3 +140,24 @@ TEST(CategoryLookups, AncientCategoriesAreBroughtUpToDate) {
     EXPECT_DOUBLE_EQ(archived.at(0).toDictionary().valueForKeyPath(QStringLiteral("cat_backColor.b")).toDouble(), 1);
     EXPECT_TRUE(archived.at(0).toDictionary().value(keys::cat_textColor).isData());
 }
+
+TEST(Filtering, ALargeListFilteredOnTwoThreadsKeepsItsOrder) {
+    // Large enough to be split between two threads; odd so that the halves differ.
+    ArrayController list;
+    Array content;
+    for (int i = 0; i < 50001; ++i) content.append(Value::integer(i));
+    list.setContent(content);
+    int firstCalls = 0;
+    list.setFilterPredicate([&firstCalls](const Value& v) {
+        if (v.toInt64() == 0) ++firstCalls;
+        return v.toInt64() % 3 == 0 || v.toInt64() == 25000;
+    });
+    firstCalls = 0;
+    list.rearrangeObjects();
+    std::vector<std::int64_t> expected, got;
+    for (int i = 0; i < 50001; ++i)
+        if (i % 3 == 0 || i == 25000) expected.push_back(i);
+    for (const Value& v : list.arrangedObjects()) got.push_back(v.toInt64());
+    EXPECT_EQ(got, expected);
+    EXPECT_EQ(firstCalls, 1);  // the first object is tested once, alone
+}
