@@ -12,9 +12,7 @@
 #include <benchmark/benchmark.h>
 
 #include <sys/resource.h>
-#include <unistd.h>
-
-#include <cstdio>
+#include <malloc.h>
 
 using namespace qv;
 
@@ -86,26 +84,22 @@ void BM_RelinkRecords(benchmark::State& state) {
 }
 BENCHMARK(BM_RelinkRecords)->Arg(100000)->Unit(benchmark::kMillisecond);
 
-// What an open document keeps: resident memory after opening, less before, per 1 000 records.
-double residentMB() {
-    long pages = 0, resident = 0;
-    if (FILE* f = std::fopen("/proc/self/statm", "r")) {
-        if (std::fscanf(f, "%ld %ld", &pages, &resident) != 2) resident = 0;
-        std::fclose(f);
-    }
-    return double(resident) * double(sysconf(_SC_PAGESIZE)) / 1e6;
+// What an open document keeps: heap in use after opening, less before, per 1 000 records.
+double heapInUseMB() {
+    const struct mallinfo2 m = mallinfo2();
+    return double(m.uordblks + m.hblkhd) / 1e6;
 }
 
 void BM_MemoryPer1000Records(benchmark::State& state) {
     const QByteArray file = *makeDocument(int(state.range(0)))->dataOfType(QString());
     double perThousand = 0;
     for (auto _ : state) {
-        const double before = residentMB();
+        const double before = heapInUseMB();
         MyDocument doc;
         doc.read(file, nullptr);
         doc.plainPassword = QStringLiteral("correct horse");
         if (doc.Decript() != 0) state.SkipWithError("open failed");
-        perThousand = (residentMB() - before) / (double(state.range(0)) / 1000.0);
+        perThousand = (heapInUseMB() - before) / (double(state.range(0)) / 1000.0);
     }
     state.counters["MB_per_1000"] = perThousand;
 }
