@@ -101,6 +101,12 @@ int run(const QStringList& args, const Streams& io) {
     const QByteArray failure = QStringLiteral("qvane: not enough memory to finish \"%1\"; no file was changed\n")
                                    .arg(first)
                                    .toUtf8();
+    // The first exception a process throws has the unwinder set up its tables, which takes
+    // memory; one thrown now means the one thrown when memory has run out finds them ready.
+    try {
+        throw std::bad_alloc();
+    } catch (const std::bad_alloc&) {
+    }
     try {
         return dispatch(args, io);
     } catch (const std::bad_alloc&) {
