@@ -51,7 +51,7 @@ inline Array makeRecords(int count) {
 #include "foundation/LargePages.h"
 #define QV_BENCHMARK_MAIN()                                         \
     int main(int argc, char** argv) {                               \
-        qv::useLargeMemoryPages(argv);                              \
+        qv::useLargeMemoryPages(argv, true);                        \
         benchmark::Initialize(&argc, argv);                         \
         if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1; \
         benchmark::RunSpecifiedBenchmarks();                        \

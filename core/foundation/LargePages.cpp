@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace qv {
@@ -13,9 +14,19 @@ constexpr char kTunables[] = "GLIBC_TUNABLES";
 constexpr char kHugePages[] = "glibc.malloc.hugetlb=1";
 // Set for the second process: "-" when the caller had no tunables, else "+" and their value.
 constexpr char kRestarted[] = "QV_LARGE_PAGES_RESTARTED";
+
+bool namesALargeFile(char** argv) {
+    constexpr off_t kLarge = 8 << 20;
+    for (char** a = argv + 1; *a; ++a) {
+        struct stat st {};
+        if (**a != '-' && stat(*a, &st) == 0 && S_ISREG(st.st_mode) && st.st_size >= kLarge) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
-void useLargeMemoryPages(char** argv) {
+void useLargeMemoryPages(char** argv, bool always) {
     if (const char* restarted = std::getenv(kRestarted)) {
         if (restarted[0] == '+') setenv(kTunables, restarted + 1, 1);
         else unsetenv(kTunables);
@@ -28,6 +39,7 @@ void useLargeMemoryPages(char** argv) {
     if (preload && std::strstr(preload, "vgpreload")) return;  // valgrind would lose the program
     const char* tunables = std::getenv(kTunables);
     if (tunables && std::strstr(tunables, "glibc.malloc.hugetlb")) return;  // the user decided
+    if (!argv || !argv[0] || (!always && !namesALargeFile(argv))) return;
 
     const std::string before = tunables ? std::string("+") + tunables : std::string("-");
     const std::string with = tunables && *tunables ? std::string(tunables) + ":" + kHugePages : std::string(kHugePages);

@@ -6,6 +6,10 @@
 // library can back its heap with 2 MiB pages when told so by a tunable, which it reads only when
 // a program starts; so the program starts itself once more with the tunable set.
 //
+// Starting twice costs a few tens of milliseconds, worth it only for large work: so it happens
+// when an argument names a file of at least 8 MiB (a document of some ten thousand records, or a
+// large import), or when `always` is set (the benchmarks, which build their data in memory).
+//
 // Call first thing in main(). Returns only in the process that goes on running (exec failing
 // leaves the first one running, as before). The caller's own GLIBC_TUNABLES is given back to it
 // in the second process, so programs it starts see the environment they would have seen.
@@ -13,6 +17,6 @@
 
 namespace qv {
 
-void useLargeMemoryPages(char** argv);
+void useLargeMemoryPages(char** argv, bool always = false);
 
 }  // namespace qv
