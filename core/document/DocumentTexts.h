@@ -33,6 +33,9 @@ inline const QString tooNewDownloadButton = QStringLiteral("Go to Download Last 
 inline const QString cancelButton = QStringLiteral("Cancel");
 
 inline const QString lockQuestion = QStringLiteral("Lock Document back to the crypted state?");
+inline const QString cantDropDirectoryMessage = QStringLiteral("Can't Accept a Directory Here");
+inline const QString cantDropDirectoryInformative = QStringLiteral(
+    "You dropped here a directory.\nYou can only drop here a file to open it via Quorvane with the open button");
 inline const QString lockInformative =
     QStringLiteral("To browse the document data again you will need to re-insert the master password");
 

@@ -223,6 +223,10 @@ void MyDocument::lockDocument(const Sender&) {
                });
 }
 
+void MyDocument::openAlertPanelCantDropDirectoryHere(const Sender&) {
+    sheetAlert(Alert{texts::cantDropDirectoryMessage, texts::cantDropDirectoryInformative, {texts::ok}});
+}
+
 void MyDocument::doLockDocument() {
     // The lock remembers what a save stores, so that unlocking restores the layout; it writes
     // nothing to disk and keeps the plain tables until the next decryption replaces them.

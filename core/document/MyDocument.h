@@ -63,6 +63,9 @@ public:
     int getEncryptedTabIndex() const { return isEncrypted() ? 1 : 0; }
     // The command: asks, and locks from the main queue on "OK".
     void lockDocument(const Sender& sender = {});
+    // A ready sheet for a drop area that refuses directories; no drop area refuses them today
+    // (a dropped directory becomes a file URL like any file), so nothing calls it.
+    void openAlertPanelCantDropDirectoryHere(const Sender& sender = {});
     void doLockDocument();
     // The background path: no question; skips locked, passwordless and never-saved documents.
     void lockAutomatically();

@@ -104,9 +104,5 @@ bool observeDropArea(ArrayController& records, const QString& key, const QString
     return false;
 }
 
-void openAlertPanelCantDropDirectoryHere(DocumentUi& ui, const Sender&) {
-    ui.beginSheet(Alert{texts::cantDropDirectoryMessage, texts::cantDropDirectoryInformative, {QStringLiteral("OK")}},
-                  [](int) {});
-}
 
 }  // namespace qv

@@ -76,14 +76,4 @@ void setUrlToOpen(ArrayController& records, const QString& url);
 bool observeDropArea(ArrayController& records, const QString& key, const QString& value,
                      const std::function<bool(const QString&)>& fileExists = {});
 
-namespace texts {
-inline const QString cantDropDirectoryMessage = QStringLiteral("Can't Accept a Directory Here");
-inline const QString cantDropDirectoryInformative = QStringLiteral(
-    "You dropped here a directory.\nYou can only drop here a file to open it via Quorvane with the open button");
-}  // namespace texts
-
-// The document's sheet for a drop area that refuses directories. Kept ready, though no drop
-// area refuses them today: a dropped directory becomes a file URL like any file.
-void openAlertPanelCantDropDirectoryHere(DocumentUi& ui, const Sender& sender = {});
-
 }  // namespace qv

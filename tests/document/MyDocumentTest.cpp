@@ -201,3 +201,16 @@ TEST(MyDocument, APhoneFileWithoutLayoutOpensAtHeight460WithoutToolbar) {
     EXPECT_FALSE(ui.toolbarVisible);
     EXPECT_FALSE(ui.calls.contains(QStringLiteral("splitFrames")));
 }
+
+TEST(MyDocument, TheDirectorySheetCarriesItsTextsAndOneOk) {
+    test::FakeDocumentUi ui;
+    MyDocument doc;
+    doc.setUi(&ui);
+    doc.openAlertPanelCantDropDirectoryHere();
+    ASSERT_EQ(ui.alerts.size(), 1u);
+    EXPECT_EQ(ui.alerts[0].messageText, QStringLiteral("Can't Accept a Directory Here"));
+    EXPECT_EQ(ui.alerts[0].informativeText,
+              QStringLiteral("You dropped here a directory.\nYou can only drop here a file to open it via Quorvane "
+                             "with the open button"));
+    EXPECT_EQ(ui.alerts[0].buttons, QStringList{QStringLiteral("OK")});
+}

@@ -202,17 +202,6 @@ TEST(DropTargets, DroppedValuesFillTheSelectedRecordsUrl) {
     EXPECT_EQ(record.value(QStringLiteral("url")).toString(), QStringLiteral("http://x.org/?a b"));
 }
 
-TEST(DropTargets, TheDirectorySheetCarriesItsTextsAndOneOk) {
-    test::FakeDocumentUi ui;
-    openAlertPanelCantDropDirectoryHere(ui);
-    ASSERT_EQ(ui.alerts.size(), 1u);
-    EXPECT_EQ(ui.alerts[0].messageText, QStringLiteral("Can't Accept a Directory Here"));
-    EXPECT_EQ(ui.alerts[0].informativeText,
-              QStringLiteral("You dropped here a directory.\nYou can only drop here a file to open it via Quorvane "
-                             "with the open button"));
-    EXPECT_EQ(ui.alerts[0].buttons, QStringList{QStringLiteral("OK")});
-}
-
 TEST(ZKRevertDocController, ReopensOnlyAfterASuccessfulSaveOrWhenClean) {
     ZKRevertDocController controller;
     std::vector<QString> reopened;
