@@ -7,6 +7,7 @@
 #include "foundation/UserDefaults.h"
 #include "shell/MyAppDelegate.h"
 
+#include <QApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileDialog>
@@ -20,6 +21,8 @@
 #include <QTimer>
 
 #include <sys/stat.h>
+
+#include <new>
 
 namespace qv::app {
 
@@ -60,7 +63,21 @@ DocumentWindow* DocumentController::openDocument(const QString& path) {
     auto doc = std::make_unique<MyDocument>();
     auto* w = new DocumentWindow(std::move(doc), absolute, this);
     QString error;
-    if (!w->document().readFromData(f.readAll(), QStringLiteral("qvane"), &error)) {
+    bool read = false;
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    try {
+        read = w->document().readFromData(f.readAll(), QStringLiteral("qvane"), &error);
+    } catch (const std::bad_alloc&) {
+        QApplication::restoreOverrideCursor();
+        delete w;
+        QMessageBox::warning(nullptr, QStringLiteral("Quorvane"),
+                             QStringLiteral("The document \"%1\" could not be opened: there is not enough memory to "
+                                            "read it. The file was not changed.")
+                                 .arg(QFileInfo(path).fileName()));
+        return nullptr;
+    }
+    QApplication::restoreOverrideCursor();
+    if (!read) {
         // The alert for a file too new was shown by the document; say something for the rest.
         if (w->document().docVersionRapresentation < 40101)
             QMessageBox::warning(nullptr, QStringLiteral("Quorvane"),
@@ -190,9 +207,19 @@ bool DocumentController::save(DocumentWindow* w, SaveMode mode) {
         box.exec();
         if (box.clickedButton() != overwrite) return false;
     }
-    const auto bytes = doc.dataOfType(QStringLiteral("qvane"));
     QString error;
-    if (!bytes || !writeDocumentSafely(w->filePath(), *bytes, doc.plainPassword, &error)) {
+    bool written = false;
+    QApplication::setOverrideCursor(Qt::WaitCursor);
+    try {
+        const auto bytes = doc.dataOfType(QStringLiteral("qvane"));
+        written = bytes && writeDocumentSafely(w->filePath(), *bytes, doc.plainPassword, &error);
+    } catch (const std::bad_alloc&) {
+        // The records in memory are untouched by a save; only its copies are let go.
+        error = QStringLiteral("There is not enough memory to prepare its contents. The file was left as it was, "
+                               "and the records stay open here.");
+    }
+    QApplication::restoreOverrideCursor();
+    if (!written) {
         QMessageBox::warning(w, QStringLiteral("Quorvane"),
                              QStringLiteral("The document could not be saved.\n%1").arg(error));
         return false;

@@ -33,6 +33,7 @@
 #include <QSplitter>
 #include <QLabel>
 #include <QLineEdit>
+#include <QLocale>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QProgressBar>
@@ -41,6 +42,9 @@
 #include <QTableView>
 #include <QToolBar>
 #include <QVBoxLayout>
+
+#include <cmath>
+#include <new>
 
 namespace qv::app {
 
@@ -190,8 +194,24 @@ void DocumentWindow::buildPages() {
     setCentralWidget(pages_);
 
     connect(passwordField_, &QLineEdit::returnPressed, this, [this] {
-        doc_->submitPasswordToDecrypt(Sender{0, {}, passwordField_->text(), -1});
+        // A large document takes a while to decipher on this thread.
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+        bool enoughMemory = true;
+        try {
+            doc_->submitPasswordToDecrypt(Sender{0, {}, passwordField_->text(), -1});
+        } catch (const std::bad_alloc&) {
+            // What was being built is let go as the failure unwinds; the file was only read.
+            enoughMemory = false;
+            setDecryptProgressAnimating(false);
+        }
+        QApplication::restoreOverrideCursor();
         refresh();
+        if (!enoughMemory)
+            QMessageBox::warning(this, QStringLiteral("Quorvane"),
+                                 QStringLiteral("There is not enough memory to open the records of \"%1\". The document "
+                                                "stays locked and its file was not changed. Close it, make room by "
+                                                "closing other documents or programs, and open it again.")
+                                     .arg(windowTitle().remove(QStringLiteral("[*]"))));
     });
     // Typing in the password field never leaves the document edited.
     connect(passwordField_, &QLineEdit::textChanged, this,
@@ -313,22 +333,36 @@ void DocumentWindow::buildDetail(QWidget* parent) {
     noteEdit_ = new QPlainTextEdit(detail_);
     noteEdit_->setObjectName(QStringLiteral("noteField"));
     noteEdit_->setTabChangesFocus(true);
+    noteTooLong_ = new QLabel(detail_);
+    noteTooLong_->setObjectName(QStringLiteral("noteTooLongNotice"));
+    noteTooLong_->setWordWrap(true);
+    noteTooLong_->hide();
+    auto* noteColumn = new QVBoxLayout;
+    noteColumn->addWidget(noteEdit_);
+    noteColumn->addWidget(noteTooLong_);
     if (copier_) {
         auto* noteRow = new QHBoxLayout;
-        noteRow->addWidget(noteEdit_);
+        noteRow->addLayout(noteColumn);
         auto* copyNote = new QToolButton(detail_);
         copyNote->setObjectName(QStringLiteral("noteCopy"));
         copyNote->setText(QStringLiteral("Copy"));
         copyNote->setToolTip(QStringLiteral("Copy"));
-        connect(copyNote, &QToolButton::clicked, this,
-                [this] { copier_->textCopiedInClipboard(noteEdit_->toPlainText(), 9); });
+        connect(copyNote, &QToolButton::clicked, this, [this] {
+            // A note shown in part is copied whole, from the record.
+            const Array selected = browser_->myArrayController().selectedObjects();
+            const QString note = noteShownInPart_ && !selected.isEmpty()
+                                     ? selected.at(0).toDictionary().value(keys::note).toString()
+                                     : noteEdit_->toPlainText();
+            copier_->textCopiedInClipboard(note, 9);
+        });
         noteRow->addWidget(copyNote, 0, Qt::AlignTop);
         form->addRow(QStringLiteral("Note:"), noteRow);
     } else {
-        form->addRow(QStringLiteral("Note:"), noteEdit_);
+        form->addRow(QStringLiteral("Note:"), noteColumn);
     }
     connect(noteEdit_, &QPlainTextEdit::textChanged, this, [this] {
-        if (syncing_) return;
+        // The beginning of a note must never replace the whole of it.
+        if (syncing_ || noteShownInPart_) return;
         doc_->updateChangeCount(ZKCryptoDoc::kChangeDone);
         commitDetailField(keys::note, noteEdit_->toPlainText());
     });
@@ -599,13 +633,48 @@ void DocumentWindow::showSelectedRecord() {
         edit->setEchoMode(secret && !browser_->showClearPassword ? QLineEdit::Password : QLineEdit::Normal);
         edit->setReadOnly(!editable);
     }
-    noteEdit_->setPlainText(record.value(keys::note).toString());
-    noteEdit_->setReadOnly(!editable);
+    const QString note = record.value(keys::note).toString();
+    const qsizetype cut = shownLengthOfNote(note);
+    noteShownInPart_ = cut < note.size();
+    if (noteShownInPart_) {
+        noteEdit_->setPlainText(note.left(cut));
+        const QLocale locale;
+        noteTooLong_->setText(QStringLiteral("Too long to show in full (%1 characters): the first %2 are shown, "
+                                             "read-only. Copy and export give the whole note.")
+                                  .arg(locale.toString(note.size()), locale.toString(cut)));
+    } else {
+        noteEdit_->setPlainText(note);
+    }
+    noteTooLong_->setVisible(noteShownInPart_);
+    noteEdit_->setReadOnly(!editable || noteShownInPart_);
     const qsizetype cat = browser_->myCategoryArrayController().content().indexOfIdentical(record.value(keys::categoryPtr));
     categoryChooser_->setCurrentIndex(int(cat));
     categoryView_->setCategory(record.value(keys::categoryPtr));
     categoryChooser_->setEnabled(editable);
     syncing_ = false;
+}
+
+qsizetype DocumentWindow::shownLengthOfNote(QStringView note) {
+    // Lines count by the square of their length: one unbroken line of 50 000 characters, the
+    // worst case, takes about half a second to lay out, as do a million characters in short lines.
+    constexpr double kBudget = 50'000.0 * 50'000.0;
+    const qsizetype most = std::min(note.size(), kNoteShownInFull);
+    double spent = 0;
+    qsizetype cut = most;
+    for (qsizetype start = 0; start < most;) {
+        qsizetype end = note.indexOf(QLatin1Char('\n'), start);
+        if (end < 0) end = note.size();
+        const double length = double(end - start);
+        if (spent + length * length > kBudget) {
+            cut = std::min(most, start + qsizetype(std::sqrt(kBudget - spent)));
+            break;
+        }
+        spent += length * length;
+        start = end + 1;
+    }
+    if (cut == note.size()) return cut;
+    if (cut > 0 && note.at(cut - 1).isHighSurrogate()) --cut;  // never half a character
+    return cut;
 }
 
 void DocumentWindow::syncSelectionFromView() {
@@ -703,7 +772,16 @@ bool DocumentWindow::isToolbarVisible() const { return toolbar_->isVisible() || 
 void DocumentWindow::setToolbarVisible(bool visible) { toolbar_->setVisible(visible); }
 void DocumentWindow::focusSearchField() { searchField_->setFocus(); }
 
-void DocumentWindow::setDecryptProgressAnimating(bool animating) { progress_->setVisible(animating); }
+void DocumentWindow::setDecryptProgressAnimating(bool animating) {
+    progress_->setVisible(animating);
+    // Deciphering holds this thread until it is done, so the bar is laid out and painted now:
+    // a large document then shows that it is being opened, not a window that stopped answering.
+    if (animating && progress_->isVisible()) {
+        QWidget* page = progress_->parentWidget();
+        if (page->layout()) page->layout()->activate();
+        page->repaint();
+    }
+}
 
 void DocumentWindow::setDetailViewCollapsed(bool collapsed) {
     if (collapsed != (split_->sizes().value(1) == 0)) toggleCollapseExpandMainView();
@@ -911,6 +989,7 @@ void DocumentWindow::importFromTextFile() {
     const auto path = filePanel_->runOpenPanel(options);
     if (!path) return;
     ImportSheet sheet(*browser_, *path, this);
+    if (sheet.readFailed()) return;  // the user has been told; there is nothing to map
     activeSheet_ = &sheet;
     const bool confirmed = sheet.exec() == QDialog::Accepted;
     activeSheet_ = nullptr;

@@ -102,6 +102,15 @@ public:
     QString secureFieldText(const QString& key) const override;
     QWidget* hud() const { return hud_; }
 
+    // A note is shown whole only when it can be laid out quickly; otherwise its beginning is
+    // shown, read-only, with a sentence that says so. A note of a hundred megabytes would hold
+    // the window for many seconds and a gigabyte of memory, and every keystroke in it would copy
+    // it whole; one long line with nothing to break it at (a pasted key or blob) costs the square
+    // of its length. The record keeps the whole note; copying and exporting give all of it.
+    static constexpr qsizetype kNoteShownInFull = 1'000'000;  // characters at most
+    // How many characters of `note` the pane shows.
+    static qsizetype shownLengthOfNote(QStringView note);
+
 protected:
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
@@ -133,6 +142,8 @@ private:
     QSplitter* split_ = nullptr;
     std::vector<std::pair<QString, QLineEdit*>> detailEdits_;
     QPlainTextEdit* noteEdit_ = nullptr;
+    QLabel* noteTooLong_ = nullptr;
+    bool noteShownInPart_ = false;
     QString path_;
     QPointer<DocumentController> controller_;
     bool closingWithoutAsking_ = false;

@@ -25,21 +25,43 @@
 #include <QVBoxLayout>
 #include <QtConcurrent>
 
+#include <new>
+
 namespace qv::app {
 
 namespace {
 
-// Runs `work` on a worker thread while a modal progress dialog keeps the window alive.
+// Runs `work` on a worker thread while a modal progress dialog keeps the window alive. False when
+// the work ran out of memory: what it had built is let go as the failure unwinds, and the caller
+// tells the user.
 template <typename Work>
-void withProgress(QWidget* parent, const QString& text, Work work) {
+bool withProgress(QWidget* parent, const QString& text, Work work) {
     QProgressDialog progress(text, QString(), 0, 0, parent);
     progress.setWindowModality(Qt::WindowModal);
     progress.setMinimumDuration(300);
     QFutureWatcher<void> watcher;
     QEventLoop loop;
     QObject::connect(&watcher, &QFutureWatcher<void>::finished, &loop, &QEventLoop::quit);
-    watcher.setFuture(QtConcurrent::run(std::move(work)));
+    bool enoughMemory = true;
+    watcher.setFuture(QtConcurrent::run([&work, &enoughMemory] {
+        try {
+            work();
+        } catch (const std::bad_alloc&) {
+            enoughMemory = false;
+        }
+    }));
     if (!watcher.isFinished()) loop.exec();
+    watcher.waitForFinished();
+    return enoughMemory;
+}
+
+// A window to hang an alert on: the sheet once it shows, the document window before.
+QWidget* alertParent(QWidget* sheet) { return sheet->isVisible() ? sheet : sheet->parentWidget(); }
+
+// The preview shows the start of a field; a field of many megabytes would hold up its table.
+QString previewText(const QString& field) {
+    constexpr qsizetype kShown = 2000;
+    return field.size() > kShown ? field.left(kShown) + QChar(0x2026) : field;
 }
 
 const std::pair<int, const char*> kEncodings[] = {{0, "Automatic"},        {1, "UTF-8"},
@@ -144,8 +166,19 @@ void ImportSheet::reload() {
     const int encoding = encoding_->currentData().toInt();
     MyDataImportManager* m = manager_.get();
     const QString path = path_;
-    withProgress(this, QStringLiteral("Reading %1\u2026").arg(QFileInfo(path).fileName()),
-                 [m, path, format, encoding] { m->loadDataFromFile(path, format, encoding); });
+    readFailed_ = !withProgress(this, QStringLiteral("Reading %1\u2026").arg(QFileInfo(path).fileName()),
+                                [m, path, format, encoding] { m->loadDataFromFile(path, format, encoding); });
+    if (readFailed_) {
+        // The rows read so far go with the manager; the sheet stands on an empty file.
+        MyDocument& doc = browser_.document();
+        manager_.reset();
+        manager_ = std::make_unique<MyDataImportManager>(doc.myArray, doc.myKeyArrayForImport);
+        manager_->notVisibleFirstRecAsNameOption = true;
+        QMessageBox::warning(alertParent(this), QStringLiteral("Import"),
+                             QStringLiteral("The file \"%1\" is too large to import: there is not enough memory to read "
+                                            "it. Nothing was added to the document.")
+                                 .arg(QFileInfo(path).fileName()));
+    }
     manager_->ImportSettings();
     manager_->AssignCascadeImportFields();  // a starting point the user can change
     fillColumns();
@@ -184,7 +217,7 @@ void ImportSheet::showPreview() {
     const int index = manager_->currentRecordIndex;
     const int row = std::max(0, std::min(index, int(grid.size())) - 1);
     for (int i = 0; i < table_->rowCount(); ++i) {
-        const QString text = row < int(grid.size()) ? grid[size_t(row)].value(i) : QString();
+        const QString text = row < int(grid.size()) ? previewText(grid[size_t(row)].value(i)) : QString();
         auto* item = new QTableWidgetItem(text);
         item->setFlags(Qt::ItemIsEnabled);
         table_->setItem(i, 1, item);
@@ -194,14 +227,27 @@ void ImportSheet::showPreview() {
 }
 
 qsizetype ImportSheet::runImport() {
-    const qsizetype before = browser_.document().myArray.count();
+    Array records = browser_.document().myArray;
+    const qsizetype before = records.count();
     QProgressDialog progress(QStringLiteral("Importing\u2026"), QString(), 0, 100, this);
     progress.setWindowModality(Qt::WindowModal);
     progress.setMinimumDuration(300);
-    manager_->DoImport([&progress](double done) {
-        progress.setValue(int(done * 100));
-        QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-    });
+    try {
+        manager_->DoImport([&progress](double done) {
+            progress.setValue(int(done * 100));
+            QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+        });
+    } catch (const std::bad_alloc&) {
+        // All of the file or none of it: the records made so far are taken back out, and with
+        // them the memory they held.
+        while (records.count() > before) records.removeAt(records.count() - 1);
+        progress.reset();
+        QMessageBox::warning(alertParent(this), QStringLiteral("Import"),
+                             QStringLiteral("The import of \"%1\" was stopped: there is not enough memory for all of "
+                                            "its records. Nothing was added to the document.")
+                                 .arg(QFileInfo(path_).fileName()));
+        return 0;
+    }
     browser_.justFinishedImporting();
     return browser_.document().myArray.count() - before;
 }
@@ -350,7 +396,12 @@ bool ExportSheet::exportTo(const QString& path) {
     bool ok = false;
     QString error;
     ZKDataExportManager* m = &manager_;
-    withProgress(this, QStringLiteral("Exporting\u2026"), [m, path, &ok, &error] { ok = m->writeToFile(path, &error); });
+    if (!withProgress(this, QStringLiteral("Exporting\u2026"), [m, path, &ok, &error] { ok = m->writeToFile(path, &error); })) {
+        QMessageBox::warning(this, QStringLiteral("Export"),
+                             QStringLiteral("The export could not be finished: there is not enough memory. No file was "
+                                            "written."));
+        return false;
+    }
     if (!ok)
         QMessageBox::warning(this, QStringLiteral("Export"), QStringLiteral("The file could not be written.\n%1").arg(error));
     return ok;

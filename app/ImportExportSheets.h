@@ -35,9 +35,12 @@ public:
     ImportSheet(DocumentBrowser& browser, const QString& path, QWidget* parent);
     MyDataImportManager& manager() { return *manager_; }
     QTableWidget* columnTable() const { return table_; }
-    // Reads the file with the chosen format and encoding, off the main thread.
+    // Reads the file with the chosen format and encoding, off the main thread. A file too large
+    // for the memory there is is told to the user and leaves the sheet with no rows.
     void reload();
-    // Makes the records and hands them to the document; returns how many were added.
+    bool readFailed() const { return readFailed_; }
+    // Makes the records and hands them to the document; returns how many were added. Running out
+    // of memory on the way takes back the records made so far, tells the user and gives 0.
     qsizetype runImport();
 
 private:
@@ -53,6 +56,7 @@ private:
     QLabel* countLabel_;
     QCheckBox* skipFirst_;
     bool filling_ = false;
+    bool readFailed_ = false;
 };
 
 class ExportSheet : public QDialog {

@@ -24,7 +24,9 @@
 #include <QFileInfo>
 #include <QPrinter>
 #include <QLineEdit>
+#include <QLocale>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTableView>
 #include <QTemporaryDir>
@@ -484,6 +486,52 @@ TEST(DocumentWindow, EditingInTheDetailPaneAndCollapsingIt) {
     w->toggleCollapseExpandMainView();
     EXPECT_FALSE(w->isDetailViewCollapsed());
     EXPECT_GE(w->findChild<QSplitter*>(QStringLiteral("mainSplitView"))->sizes().value(1), 200);
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    w->close();
+}
+
+TEST(DocumentWindow, AHugeNoteShowsItsBeginningAndStaysWhole) {
+    Application quorvane(std::make_unique<MemoryUserDefaults>());
+    quorvane.documents().setAutosavingDelay(0);
+    QTemporaryDir dir;
+    DocumentWindow* w = openWithRecords(quorvane.documents(), dir.filePath(QStringLiteral("note.qvane")), 4);
+    ASSERT_NE(w, nullptr);
+    QString lines;  // short lines, a little more than the pane shows
+    while (lines.size() <= DocumentWindow::kNoteShownInFull) lines += QStringLiteral("a line of the note\n");
+    const QString atLimit = lines.left(DocumentWindow::kNoteShownInFull);
+    const QString blob(200000, QLatin1Char('b'));  // one line with nowhere to break it
+    w->document().myArray.at(1).toDictionary().set(keys::note, Value(lines));
+    w->document().myArray.at(2).toDictionary().set(keys::note, Value(atLimit));
+    w->document().myArray.at(3).toDictionary().set(keys::note, Value(blob));
+    w->show();
+    w->action(QStringLiteral("editContentToggle:"))->trigger();
+    auto* note = w->findChild<QPlainTextEdit*>(QStringLiteral("noteField"));
+    auto* notice = w->findChild<QLabel*>(QStringLiteral("noteTooLongNotice"));
+    ASSERT_TRUE(note && notice);
+
+    for (int row : {1, 3}) {
+        const QString whole = w->document().myArray.at(row).toDictionary().value(keys::note).toString();
+        w->recordTable()->selectRow(row);
+        const QString shown = note->toPlainText();
+        EXPECT_LT(shown.size(), whole.size()) << row;
+        EXPECT_TRUE(whole.startsWith(shown)) << row;
+        EXPECT_TRUE(note->isReadOnly()) << row;  // even in edit mode: its beginning must never replace it
+        EXPECT_TRUE(notice->isVisible()) << row;
+        EXPECT_TRUE(notice->text().contains(QLocale().toString(whole.size()))) << notice->text().toStdString();
+        QTest::keyClicks(note, QStringLiteral("typed"));
+        note->setPlainText(QStringLiteral("set by a program"));  // read-only stops keys, not this
+        EXPECT_EQ(w->document().myArray.at(row).toDictionary().value(keys::note).toString(), whole) << row;
+        QTest::mouseClick(w->findChild<QToolButton*>(QStringLiteral("noteCopy")), Qt::LeftButton);
+        EXPECT_EQ(QGuiApplication::clipboard()->text(), whole) << row;
+    }
+    w->recordTable()->selectRow(1);
+    EXPECT_EQ(note->toPlainText().size(), DocumentWindow::kNoteShownInFull);
+
+    // A note of exactly the limit in short lines shows whole and can be edited; the notice goes.
+    w->recordTable()->selectRow(2);
+    EXPECT_EQ(note->toPlainText(), atLimit);
+    EXPECT_FALSE(note->isReadOnly());
+    EXPECT_FALSE(notice->isVisible());
     w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
     w->close();
 }
