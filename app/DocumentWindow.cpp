@@ -333,16 +333,9 @@ void DocumentWindow::buildDetail(QWidget* parent) {
     noteEdit_ = new QPlainTextEdit(detail_);
     noteEdit_->setObjectName(QStringLiteral("noteField"));
     noteEdit_->setTabChangesFocus(true);
-    noteTooLong_ = new QLabel(detail_);
-    noteTooLong_->setObjectName(QStringLiteral("noteTooLongNotice"));
-    noteTooLong_->setWordWrap(true);
-    noteTooLong_->hide();
-    auto* noteColumn = new QVBoxLayout;
-    noteColumn->addWidget(noteEdit_);
-    noteColumn->addWidget(noteTooLong_);
     if (copier_) {
         auto* noteRow = new QHBoxLayout;
-        noteRow->addLayout(noteColumn);
+        noteRow->addWidget(noteEdit_);
         auto* copyNote = new QToolButton(detail_);
         copyNote->setObjectName(QStringLiteral("noteCopy"));
         copyNote->setText(QStringLiteral("Copy"));
@@ -358,8 +351,14 @@ void DocumentWindow::buildDetail(QWidget* parent) {
         noteRow->addWidget(copyNote, 0, Qt::AlignTop);
         form->addRow(QStringLiteral("Note:"), noteRow);
     } else {
-        form->addRow(QStringLiteral("Note:"), noteColumn);
+        form->addRow(QStringLiteral("Note:"), noteEdit_);
     }
+    // Under the note, across the pane, so that it stays readable in a small window.
+    noteTooLong_ = new QLabel(detail_);
+    noteTooLong_->setObjectName(QStringLiteral("noteTooLongNotice"));
+    noteTooLong_->setWordWrap(true);
+    noteTooLong_->hide();
+    form->addRow(noteTooLong_);
     connect(noteEdit_, &QPlainTextEdit::textChanged, this, [this] {
         // The beginning of a note must never replace the whole of it.
         if (syncing_ || noteShownInPart_) return;
@@ -639,8 +638,8 @@ void DocumentWindow::showSelectedRecord() {
     if (noteShownInPart_) {
         noteEdit_->setPlainText(note.left(cut));
         const QLocale locale;
-        noteTooLong_->setText(QStringLiteral("Too long to show in full (%1 characters): the first %2 are shown, "
-                                             "read-only. Copy and export give the whole note.")
+        noteTooLong_->setText(QStringLiteral("This note is too long to show in full (%1 characters): the first %2 "
+                                             "are shown, read-only. Copy and export give the whole note.")
                                   .arg(locale.toString(note.size()), locale.toString(cut)));
     } else {
         noteEdit_->setPlainText(note);
