@@ -492,46 +492,36 @@ TEST(DocumentWindow, EditingInTheDetailPaneAndCollapsingIt) {
 
 TEST(DocumentWindow, AHugeNoteShowsItsBeginningAndStaysWhole) {
     Application quorvane(std::make_unique<MemoryUserDefaults>());
-    quorvane.documents().setAutosavingDelay(0);
     QTemporaryDir dir;
     DocumentWindow* w = openWithRecords(quorvane.documents(), dir.filePath(QStringLiteral("note.qvane")), 4);
     ASSERT_NE(w, nullptr);
     QString lines;  // short lines, a little more than the pane shows
     while (lines.size() <= DocumentWindow::kNoteShownInFull) lines += QStringLiteral("a line of the note\n");
     const QString atLimit = lines.left(DocumentWindow::kNoteShownInFull);
-    const QString blob(200000, QLatin1Char('b'));  // one line with nowhere to break it
-    w->document().myArray.at(1).toDictionary().set(keys::note, Value(lines));
-    w->document().myArray.at(2).toDictionary().set(keys::note, Value(atLimit));
-    w->document().myArray.at(3).toDictionary().set(keys::note, Value(blob));
+    const Array& records = w->document().myArray;
+    records.at(1).toDictionary().set(keys::note, Value(lines));
+    records.at(2).toDictionary().set(keys::note, Value(atLimit));
+    records.at(3).toDictionary().set(keys::note, Value(QString(200000, QLatin1Char('b'))));  // nowhere to break it
     w->show();
     w->action(QStringLiteral("editContentToggle:"))->trigger();
     auto* note = w->findChild<QPlainTextEdit*>(QStringLiteral("noteField"));
     auto* notice = w->findChild<QLabel*>(QStringLiteral("noteTooLongNotice"));
     ASSERT_TRUE(note && notice);
-
     for (int row : {1, 3}) {
-        const QString whole = w->document().myArray.at(row).toDictionary().value(keys::note).toString();
+        const QString whole = records.at(row).toDictionary().value(keys::note).toString();
         w->recordTable()->selectRow(row);
-        const QString shown = note->toPlainText();
-        EXPECT_LT(shown.size(), whole.size()) << row;
-        EXPECT_TRUE(whole.startsWith(shown)) << row;
-        EXPECT_TRUE(note->isReadOnly()) << row;  // even in edit mode: its beginning must never replace it
-        EXPECT_TRUE(notice->isVisible()) << row;
-        EXPECT_TRUE(notice->text().contains(QLocale().toString(whole.size()))) << notice->text().toStdString();
-        QTest::keyClicks(note, QStringLiteral("typed"));
-        note->setPlainText(QStringLiteral("set by a program"));  // read-only stops keys, not this
-        EXPECT_EQ(w->document().myArray.at(row).toDictionary().value(keys::note).toString(), whole) << row;
+        EXPECT_LT(note->toPlainText().size(), whole.size()) << row;
+        EXPECT_TRUE(whole.startsWith(note->toPlainText())) << row;
+        EXPECT_TRUE(note->isReadOnly()) << row;  // even in edit mode
+        EXPECT_TRUE(notice->isVisible() && notice->text().contains(QLocale().toString(whole.size()))) << row;
+        note->setPlainText(QStringLiteral("set by a program"));  // its beginning must never replace it
+        EXPECT_EQ(records.at(row).toDictionary().value(keys::note).toString(), whole) << row;
         QTest::mouseClick(w->findChild<QToolButton*>(QStringLiteral("noteCopy")), Qt::LeftButton);
         EXPECT_EQ(QGuiApplication::clipboard()->text(), whole) << row;
     }
-    w->recordTable()->selectRow(1);
-    EXPECT_EQ(note->toPlainText().size(), DocumentWindow::kNoteShownInFull);
-
-    // A note of exactly the limit in short lines shows whole and can be edited; the notice goes.
-    w->recordTable()->selectRow(2);
+    w->recordTable()->selectRow(2);  // exactly the limit, in short lines: whole and editable
     EXPECT_EQ(note->toPlainText(), atLimit);
-    EXPECT_FALSE(note->isReadOnly());
-    EXPECT_FALSE(notice->isVisible());
+    EXPECT_FALSE(note->isReadOnly() || notice->isVisible());
     w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
     w->close();
 }

@@ -22,24 +22,20 @@
 
 namespace {
 
-struct Outcome {
-    int status;
-    QByteArray err;
-};
-
-// qvane with `password` on standard input and, when `limitBytes` is set, that much address space.
-Outcome qvane(const QStringList& args, qint64 limitBytes = 0) {
+// qvane given the password on standard input and, when asked, at most `limit` bytes of address
+// space; the exit status (-1 for a crash) and what it wrote to standard error.
+std::pair<int, std::string> qvane(const QStringList& args, rlim_t limit = 0) {
     QProcess p;
-    if (limitBytes > 0)
-        p.setChildProcessModifier([limitBytes] {
-            const rlimit limit{rlim_t(limitBytes), rlim_t(limitBytes)};
-            setrlimit(RLIMIT_AS, &limit);
+    if (limit)
+        p.setChildProcessModifier([limit] {
+            const rlimit l{limit, limit};
+            setrlimit(RLIMIT_AS, &l);
         });
-    p.start(QStringLiteral(QVANE_PATH), args);
+    p.start(QStringLiteral(QVANE_PATH), QStringList(args) << QStringLiteral("--password-stdin"));
     p.write("secret123\n");
     p.closeWriteChannel();
     p.waitForFinished(60000);
-    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, p.readAllStandardError()};
+    return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, p.readAllStandardError().toStdString()};
 }
 
 }  // namespace
@@ -49,35 +45,28 @@ TEST(QvaneOutOfMemory, AnImportBeyondTheMemoryLimitLeavesTheDocumentAsItWas) {
     GTEST_SKIP() << "the address sanitizer reserves far more address space than any limit would leave";
 #else
     QTemporaryDir dir;
-    const QString doc = dir.filePath(QStringLiteral("vault.qvane"));
-    ASSERT_EQ(qvane({QStringLiteral("new"), doc, QStringLiteral("--password-stdin")}).status, 0);
+    const QString doc = dir.filePath(QStringLiteral("vault.qvane")), csv = dir.filePath(QStringLiteral("rows.csv"));
+    ASSERT_EQ(qvane({QStringLiteral("new"), doc}).first, 0);
     QFile f(doc);
     ASSERT_TRUE(f.open(QIODevice::ReadOnly));
     const QByteArray before = f.readAll();
     f.close();
+    // About 40 MB of rows: read, decoded and split, they need several times the limit below.
+    QByteArray rows = "Name,Url,User ID,Password,Note\n";
+    for (int i = 0; i < 400000; ++i)
+        rows += QByteArrayLiteral("Site %1,https://site%1.example.com/login,user%1,pw%1xyz,note %1 for the test\n")
+                    .replace("%1", QByteArray::number(i));
+    QFile out(csv);
+    ASSERT_TRUE(out.open(QIODevice::WriteOnly) && out.write(rows) == rows.size());
+    out.close();
 
-    // About 42 MB of rows: read, decoded and split, they need several times the limit below.
-    const QString csv = dir.filePath(QStringLiteral("rows.csv"));
-    {
-        QFile out(csv);
-        ASSERT_TRUE(out.open(QIODevice::WriteOnly));
-        QByteArray rows = "Name,Url,User ID,Password,Note\n";
-        for (int i = 0; i < 400000; ++i)
-            rows += "Site " + QByteArray::number(i) + ",https://site" + QByteArray::number(i) + ".example.com/login,user" +
-                    QByteArray::number(i) + ",pw" + QByteArray::number(i) + "xyz,note number " + QByteArray::number(i) +
-                    " for the test\n";
-        ASSERT_EQ(out.write(rows), rows.size());
-    }
-    constexpr qint64 kLimit = 256 << 20;
-    // The limit leaves the program itself room enough: the same document opens under it.
-    const Outcome list = qvane({QStringLiteral("ls"), doc, QStringLiteral("--password-stdin")}, kLimit);
-    ASSERT_EQ(list.status, 0) << list.err.toStdString();
-
-    const Outcome import = qvane({QStringLiteral("import"), doc, csv, QStringLiteral("--map"), QStringLiteral("header"),
-                                  QStringLiteral("--password-stdin")},
-                                 kLimit);
-    EXPECT_EQ(import.status, qv::cli::kExitNoMemory) << import.err.toStdString();
-    EXPECT_EQ(import.err.toStdString(), "qvane: not enough memory to finish \"import\"; no file was changed\n");
+    constexpr rlim_t kLimit = 256 << 20;
+    // The limit leaves the program itself room enough: the document opens under it.
+    const auto list = qvane({QStringLiteral("ls"), doc}, kLimit);
+    ASSERT_EQ(list.first, 0) << list.second;
+    const auto import = qvane({QStringLiteral("import"), doc, csv, QStringLiteral("--map"), QStringLiteral("header")}, kLimit);
+    EXPECT_EQ(import.first, qv::cli::kExitNoMemory) << import.second;
+    EXPECT_EQ(import.second, "qvane: not enough memory to finish \"import\"; no file was changed\n");
     ASSERT_TRUE(f.open(QIODevice::ReadOnly));
     EXPECT_EQ(f.readAll(), before);
     // Nothing half-written beside it either.
