@@ -24,7 +24,7 @@ namespace {
 
 // qvane given the password on standard input and, when asked, at most `limit` bytes of address
 // space; the exit status (-1 for a crash) and what it wrote to standard error.
-std::pair<int, std::string> qvane(const QStringList& args, rlim_t limit = 0) {
+[[maybe_unused]] std::pair<int, std::string> qvane(const QStringList& args, rlim_t limit = 0) {
     QProcess p;
     if (limit)
         p.setChildProcessModifier([limit] {
