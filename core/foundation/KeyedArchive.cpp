@@ -90,8 +90,8 @@ private:
     // string of the same spelling.
     std::uint64_t plain(Ref r) {
         if (r >= plainUids_.size()) plainUids_.resize(size_t(r) + 1, 0);
-        std::uint64_t& uid = plainUids_[r];
-        if (uid == 0) uid = push(r);
+        std::uint32_t& uid = plainUids_[r];
+        if (uid == 0) uid = std::uint32_t(push(r));
         return uid;
     }
 
@@ -345,7 +345,7 @@ private:
     std::deque<std::pair<std::vector<std::uint64_t>, std::vector<std::uint64_t>>> scratch_;
     std::vector<Ref> uidRefs_;
     std::vector<Ref> objects_;
-    std::vector<std::uint64_t> plainUids_;  // writer reference -> UID, 0 when not yet archived
+    std::vector<std::uint32_t> plainUids_;  // writer reference -> UID, 0 when not yet archived
     std::unordered_map<const char*, Ref> keyRefs_;
     struct PairHash {
         size_t operator()(const std::pair<const void*, qsizetype>& p) const {

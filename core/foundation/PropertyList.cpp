@@ -696,10 +696,7 @@ BinaryPlistWriter::Ref BinaryPlistWriter::uid(std::uint64_t v) {
     if (v < 2 * std::uint64_t(objects_.size()) + 1024) {
         if (v >= uidRefs_.size()) uidRefs_.resize(size_t(v) + 1, UINT32_MAX);
         Ref& r = uidRefs_[size_t(v)];
-        if (r == UINT32_MAX) {
-            scalars_.push_back(v);
-            r = add(Kind::Uid, std::uint32_t(scalars_.size() - 1));
-        }
+        if (r == UINT32_MAX) r = add(Kind::SmallUid, std::uint32_t(v));  // the value itself, no scalar
         return r;
     }
     return scalar(Kind::Uid, v);
@@ -809,8 +806,9 @@ void BinaryPlistWriter::writeObjects(Sink& out, int refSize, OnOffset onOffset) 
             else out.putUtf16(s);
             break;
         }
-        case Kind::Uid: {
-            const std::uint64_t v = scalars_[e.index];
+        case Kind::Uid:
+        case Kind::SmallUid: {
+            const std::uint64_t v = e.kind == Kind::SmallUid ? e.index : scalars_[e.index];
             const int n = byteCount(v);
             out.put(char(0x80 | (n - 1)));
             putUInt(out, v, n);

@@ -129,7 +129,7 @@ public:
 
 private:
     enum class Kind : std::uint8_t {
-        Null, False, True, Int, UInt, Real64, Real32, Date, Data, String, Uid, Array, Dictionary, Unset
+        Null, False, True, Int, UInt, Real64, Real32, Date, Data, String, Uid, SmallUid, Array, Dictionary, Unset
     };
     struct Entry {
         Kind kind;
