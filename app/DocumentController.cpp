@@ -9,12 +9,14 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QEventLoop>
 #include <QFile>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QSaveFile>
 #include <QPointer>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QScreen>
 #include <QSettings>
@@ -22,7 +24,9 @@
 
 #include <sys/stat.h>
 
+#include <limits>
 #include <new>
+#include <thread>
 
 namespace qv::app {
 
@@ -163,6 +167,36 @@ bool DocumentController::writeDocumentSafely(const QString& path, const QByteArr
     return writeAtomically(path, bytes, error);
 }
 
+bool DocumentController::writeInBackground(DocumentWindow* w, const QByteArray& bytes, const QString& password,
+                                           QString* error) {
+    // Reading the new contents back and writing them takes as long as opening the document:
+    // seconds for a very large one. It needs nothing of the window, so it runs on a thread of
+    // its own while the window stays painted behind a progress dialog that keeps its input.
+    const QString path = w->filePath();
+    bool written = false;
+    QString why;
+    QEventLoop loop;
+    std::thread worker([&] {
+        try {
+            written = writeDocumentSafely(path, bytes, password, &why);
+        } catch (const std::bad_alloc&) {
+            why = QStringLiteral("There is not enough memory to read the new contents back. The file was left as it "
+                                 "was, and the records stay open here.");
+        }
+        QMetaObject::invokeMethod(&loop, [&loop] { loop.quit(); }, Qt::QueuedConnection);
+    });
+    QProgressDialog progress(QStringLiteral("Saving \u201c%1\u201d\u2026").arg(QFileInfo(path).fileName()), QString(), 0,
+                             0, w);
+    progress.setWindowModality(Qt::WindowModal);
+    progress.setCancelButton(nullptr);
+    progress.setMinimumDuration(std::numeric_limits<int>::max());  // shown by the timer below only
+    QTimer::singleShot(400, &progress, [&progress] { progress.show(); });
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    worker.join();
+    if (!written && error) *error = why;
+    return written;
+}
+
 DocumentController::FileStamp DocumentController::stampOf(const QString& path) {
     FileStamp s;
     struct stat st {};
@@ -207,18 +241,23 @@ bool DocumentController::save(DocumentWindow* w, SaveMode mode) {
         box.exec();
         if (box.clickedButton() != overwrite) return false;
     }
+    if (saving_.contains(w)) return false;  // a timer's save while this one is being written
+    saving_.insert(w);
+    QPointer<DocumentWindow> alive(w);
     QString error;
     bool written = false;
     QApplication::setOverrideCursor(Qt::WaitCursor);
     try {
         const auto bytes = doc.dataOfType(QStringLiteral("qvane"));
-        written = bytes && writeDocumentSafely(w->filePath(), *bytes, doc.plainPassword, &error);
+        if (bytes) written = writeInBackground(w, *bytes, doc.plainPassword, &error);
     } catch (const std::bad_alloc&) {
         // The records in memory are untouched by a save; only its copies are let go.
         error = QStringLiteral("There is not enough memory to prepare its contents. The file was left as it was, "
                                "and the records stay open here.");
     }
     QApplication::restoreOverrideCursor();
+    saving_.remove(w);
+    if (!alive) return written;
     if (!written) {
         QMessageBox::warning(w, QStringLiteral("Quorvane"),
                              QStringLiteral("The document could not be saved.\n%1").arg(error));

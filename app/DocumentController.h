@@ -8,6 +8,7 @@
 // asking.
 
 #include <QObject>
+#include <QSet>
 #include <QString>
 
 #include <cstdint>
@@ -94,6 +95,9 @@ Q_SIGNALS:
     void documentAdded(DocumentWindow* window);
 
 private:
+    // writeDocumentSafely on a worker thread, the window kept painted behind a progress dialog.
+    bool writeInBackground(DocumentWindow* w, const QByteArray& bytes, const QString& password, QString* error);
+    QSet<const DocumentWindow*> saving_;
     enum class SaveMode { Asking, Autosaving };
     bool save(DocumentWindow* window, SaveMode mode);
     void noteFileOnDisk(const DocumentWindow* window);
