@@ -16,7 +16,7 @@ constexpr char kHugePages[] = "glibc.malloc.hugetlb=1";
 constexpr char kRestarted[] = "QV_LARGE_PAGES_RESTARTED";
 
 bool namesALargeFile(char** argv) {
-    constexpr off_t kLarge = 8 << 20;
+    constexpr off_t kLarge = 4 << 20;
     for (char** a = argv + 1; *a; ++a) {
         struct stat st {};
         if (**a != '-' && stat(*a, &st) == 0 && S_ISREG(st.st_mode) && st.st_size >= kLarge) return true;

@@ -7,7 +7,7 @@
 // a program starts; so the program starts itself once more with the tunable set.
 //
 // Starting twice costs a few tens of milliseconds, worth it only for large work: so it happens
-// when an argument names a file of at least 8 MiB (a document of some ten thousand records, or a
+// when an argument names a file of at least 4 MiB (a document of some six thousand records, or a
 // large import), or when `always` is set (the benchmarks, which build their data in memory).
 //
 // Call first thing in main(). Returns only in the process that goes on running (exec failing
