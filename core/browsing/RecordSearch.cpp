@@ -6,6 +6,9 @@
 #include <emmintrin.h>
 #endif
 
+#include <algorithm>
+#include <array>
+
 #include <unicode/coll.h>
 #include <unicode/locid.h>
 
@@ -112,8 +115,15 @@ bool RecordSearch::recordPasses(const Dictionary& record, const QString& categor
         if (!name.isString() || name.stringRef() != categoryString) return false;
     }
     if (search.isEmpty()) return true;
-    for (const QString* key : {&keys::name, &keys::url, &keys::account, &keys::note, &keys::userID, &keys::email}) {
-        const Value& v = record.get(*key);
+    // One pass over the record's entries, its keys compared as interned pointers: cheaper than
+    // looking each searched key up, and the answer is the same whichever field matches first.
+    static const std::array<const QString*, 6> searched = {&internKey(keys::name),   &internKey(keys::url),
+                                                            &internKey(keys::account), &internKey(keys::note),
+                                                            &internKey(keys::userID), &internKey(keys::email)};
+    const qsizetype n = record.count();
+    for (qsizetype i = 0; i < n; ++i) {
+        if (std::find(searched.begin(), searched.end(), &record.keyAt(i)) == searched.end()) continue;
+        const Value& v = record.valueAt(i);
         if (v.isString() && search.matches(v.stringRef())) return true;
     }
     return false;
