@@ -123,15 +123,15 @@ struct KeyMaterial {
 std::optional<QByteArray> ZKCommonCrypto::doCipher(const QByteArray& data, const QByteArray& /*key*/,
                                                    std::uint32_t context, std::uint32_t* padding,
                                                    std::int32_t* error) {
-    return cipher(const_cast<QByteArray&>(data), false, context, padding, error);
+    return cipher(data, nullptr, context, padding, error);
 }
 
 std::optional<QByteArray> ZKCommonCrypto::encryptInPlace(QByteArray&& plain, std::int32_t* error) {
     std::uint32_t padding = kPaddingPKCS7;
-    return cipher(plain, true, kContextEncrypt, &padding, error);
+    return cipher(plain, &plain, kContextEncrypt, &padding, error);
 }
 
-std::optional<QByteArray> ZKCommonCrypto::cipher(QByteArray& data, bool inPlace, std::uint32_t context,
+std::optional<QByteArray> ZKCommonCrypto::cipher(const QByteArray& data, QByteArray* consumed, std::uint32_t context,
                                                  std::uint32_t* padding, std::int32_t* error) {
     setAESKey(AESKeyForPassword(password_, salt_));
     KeyMaterial m;
@@ -172,8 +172,8 @@ std::optional<QByteArray> ZKCommonCrypto::cipher(QByteArray& data, bool inPlace,
     // goes, and a large document needs no second buffer of its size.
     QByteArray out;
     const unsigned char* in;
-    if (inPlace) {
-        out = std::move(data);
+    if (consumed) {
+        out = std::move(*consumed);
         out.reserve(inLength + kBlockSize);
         out.resize(inLength + kBlockSize);
         in = reinterpret_cast<const unsigned char*>(out.constData());

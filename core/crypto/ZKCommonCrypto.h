@@ -83,8 +83,10 @@ public:
     std::optional<QByteArray> decrypt(const QByteArray& data, const QByteArray& key, std::uint32_t* padding);
 
 private:
-    std::optional<QByteArray> cipher(QByteArray& data, bool inPlace, std::uint32_t context, std::uint32_t* padding,
-                                     std::int32_t* error);
+    // With `consumed` (the very buffer `data` refers to), the output takes it over and is written
+    // over the input.
+    std::optional<QByteArray> cipher(const QByteArray& data, QByteArray* consumed, std::uint32_t context,
+                                     std::uint32_t* padding, std::int32_t* error);
     void freshParameters();
     QString password_;
     QByteArray salt_;
