@@ -560,11 +560,6 @@ struct BufferSink {
 };
 
 template <typename Sink>
-void putUInt(Sink& out, std::uint64_t v, int size) {
-    out.putUInt(v, size);
-}
-
-template <typename Sink>
 void putMarkerAndCount(Sink& out, unsigned high, std::uint64_t count) {
     if (count < 15) {
         out.put(char((high << 4) | unsigned(count)));
@@ -573,7 +568,7 @@ void putMarkerAndCount(Sink& out, unsigned high, std::uint64_t count) {
     out.put(char((high << 4) | 0x0F));
     const int n = byteCount(count);
     out.put(char(0x10 | (n == 1 ? 0 : n == 2 ? 1 : n == 4 ? 2 : 3)));
-    putUInt(out, count, n);
+    out.putUInt(count, n);
 }
 
 // A quick hash of the UTF-16 text, eight bytes at a time, for the writer's own table.
@@ -748,9 +743,9 @@ QByteArray BinaryPlistWriter::finish(Ref top) const {
     sink.put("\0\0\0\0\0\0", 6);
     sink.put(char(offsetSize));
     sink.put(char(refSize));
-    putUInt(sink, objects_.size(), 8);
-    putUInt(sink, top, 8);
-    putUInt(sink, offsetTable, 8);
+    sink.putUInt(objects_.size(), 8);
+    sink.putUInt(top, 8);
+    sink.putUInt(offsetTable, 8);
     return out;
 }
 
@@ -768,30 +763,30 @@ void BinaryPlistWriter::writeObjects(Sink& out, int refSize, OnOffset onOffset) 
             const auto v = std::int64_t(scalars_[e.index]);
             if (v < 0) {
                 out.put(char(0x13));
-                putUInt(out, std::uint64_t(v), 8);
+                out.putUInt(std::uint64_t(v), 8);
             } else {
                 const int n = byteCount(std::uint64_t(v));
                 out.put(char(0x10 | (n == 1 ? 0 : n == 2 ? 1 : n == 4 ? 2 : 3)));
-                putUInt(out, std::uint64_t(v), n);
+                out.putUInt(std::uint64_t(v), n);
             }
             break;
         }
         case Kind::UInt:
             out.put(char(0x14));
-            putUInt(out, 0, 8);
-            putUInt(out, scalars_[e.index], 8);
+            out.putUInt(0, 8);
+            out.putUInt(scalars_[e.index], 8);
             break;
         case Kind::Real64:
             out.put(char(0x23));
-            putUInt(out, scalars_[e.index], 8);
+            out.putUInt(scalars_[e.index], 8);
             break;
         case Kind::Real32:
             out.put(char(0x22));
-            putUInt(out, scalars_[e.index], 4);
+            out.putUInt(scalars_[e.index], 4);
             break;
         case Kind::Date:
             out.put(char(0x33));
-            putUInt(out, scalars_[e.index], 8);
+            out.putUInt(scalars_[e.index], 8);
             break;
         case Kind::Data: {
             const QByteArray& b = blobs_[e.index];
@@ -811,7 +806,7 @@ void BinaryPlistWriter::writeObjects(Sink& out, int refSize, OnOffset onOffset) 
             const std::uint64_t v = e.kind == Kind::SmallUid ? e.index : scalars_[e.index];
             const int n = byteCount(v);
             out.put(char(0x80 | (n - 1)));
-            putUInt(out, v, n);
+            out.putUInt(v, n);
             break;
         }
         case Kind::Array:
