@@ -35,21 +35,18 @@ void ArrayController::rearrangeObjects() {
     if (!filter_) {
         for (qsizetype i = 0; i < n; ++i) order.push_back(i);
     } else if (n < kParallelFilterFrom) {
-        for (qsizetype i = 0; i < n; ++i)
-            if (filter_(content_.at(i))) order.push_back(i);
+        filterRange(0, n, order);
     } else {
         // A keystroke in the search field filters everything again; a hundred thousand records
-        // take two cores to stay within a frame. The second half is found beside the first.
+        // take two cores to stay within a frame. The second half is found beside the first. The
+        // first record is tested alone beforehand: a predicate may prepare itself on its first
+        // call, and that must happen before two threads call it.
         if (filter_(content_.at(0))) order.push_back(0);
         const qsizetype half = n / 2;
         std::vector<qsizetype> second;
         second.reserve(size_t(n - half));
-        std::thread other([&] {
-            for (qsizetype i = half; i < n; ++i)
-                if (filter_(content_.at(i))) second.push_back(i);
-        });
-        for (qsizetype i = 1; i < half; ++i)
-            if (filter_(content_.at(i))) order.push_back(i);
+        std::thread other([&] { filterRange(half, n, second); });
+        filterRange(1, half, order);
         other.join();
         order.insert(order.end(), second.begin(), second.end());
     }
@@ -62,11 +59,56 @@ void ArrayController::rearrangeObjects() {
         std::stable_sort(order.begin(), order.end(),
                          [this](qsizetype a, qsizetype b) { return sort_(content_.at(a), content_.at(b)) < 0; });
     }
-    Array arranged;
-    arranged.reserve(qsizetype(order.size()));
-    for (qsizetype i : order) arranged.append(content_.at(i));
-    arranged_ = arranged;
+    // The arranged list of a large filter is built, and the old one let go, on two threads too.
+    // Each copy or release of a record's handle writes to the record's shared count, and so
+    // waits for memory unless that was asked for a few steps before.
+    constexpr size_t kAhead = 8;
+    std::vector<Value> arranged(order.size());
+    auto fill = [&](size_t from, size_t to) {
+        for (size_t k = from; k < to; ++k) {
+            if (k + kAhead < to) content_.at(order[k + kAhead]).prefetchForCopy();
+            arranged[k] = content_.at(order[k]);
+        }
+    };
+    std::vector<Value> previous = arranged_.takeValuesIfUnshared();
+    auto release = [&previous](size_t from, size_t to) {
+        for (size_t k = from; k < to; ++k) {
+            if (k + kAhead < to) previous[k + kAhead].prefetchForCopy();
+            previous[k] = Value();
+        }
+    };
+    arranged_ = Array();
+    if (qsizetype(order.size() + previous.size()) >= kParallelFilterFrom) {
+        const size_t half = order.size() / 2, previousHalf = previous.size() / 2;
+        std::thread other([&] {
+            fill(half, arranged.size());
+            release(previousHalf, previous.size());
+        });
+        fill(0, half);
+        release(0, previousHalf);
+        other.join();
+    } else {
+        fill(0, arranged.size());
+    }
+    arranged_ = Array(std::move(arranged));
     keepSelectionValid();
+}
+
+void ArrayController::filterRange(qsizetype from, qsizetype to, std::vector<qsizetype>& out) const {
+    // Records lie scattered over the heap, and a filter that waits for each one in turn spends
+    // most of its time waiting. So each record is asked for some steps before it is tested: its
+    // dictionary first, then its entry table, then the text of its strings, each stage once the
+    // one before has had time to arrive.
+    constexpr qsizetype kAhead = 6;
+    auto dictionaryAt = [&](qsizetype i) -> const Dictionary* {
+        return i < to ? content_.at(i).dictionaryIfAny() : nullptr;
+    };
+    for (qsizetype i = from; i < to; ++i) {
+        if (const Dictionary* d = dictionaryAt(i + 3 * kAhead)) __builtin_prefetch(d->identity());
+        if (const Dictionary* d = dictionaryAt(i + 2 * kAhead)) d->prefetchEntries();
+        if (const Dictionary* d = dictionaryAt(i + kAhead)) d->prefetchStringValues();
+        if (filter_(content_.at(i))) out.push_back(i);
+    }
 }
 
 void ArrayController::keepSelectionValid() {

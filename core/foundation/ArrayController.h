@@ -71,6 +71,7 @@ private:
     Array selected_;  // selected objects, by identity
     Predicate filter_;
     static constexpr qsizetype kParallelFilterFrom = 20000;
+    void filterRange(qsizetype from, qsizetype to, std::vector<qsizetype>& out) const;
     Comparator sort_;
     KeyFunction sortKey_;
 };

@@ -162,6 +162,25 @@ void Dictionary::set(const QString& key, const Value& value) {
         d_->reindex();
 }
 
+void Dictionary::prefetchEntries() const {
+    const auto* begin = reinterpret_cast<const char*>(d_->entries.data());
+    const auto* end = reinterpret_cast<const char*>(d_->entries.data() + d_->entries.size());
+    for (const char* p = begin; p < end; p += 64) __builtin_prefetch(p);
+}
+
+void Dictionary::prefetchStringValues() const {
+    for (const auto& e : d_->entries)
+        if (e.second.isString()) __builtin_prefetch(e.second.stringRef().constData());
+}
+
+void Value::prefetchForCopy() const {
+    // The shared count sits just before the container in the one block it shares with it.
+    const void* container = nullptr;
+    if (const auto* d = std::get_if<Dictionary>(&v_)) container = d->identity();
+    else if (const auto* a = std::get_if<Array>(&v_)) container = a->identity();
+    if (container) __builtin_prefetch(static_cast<const char*>(container) - 16, 1);
+}
+
 void Dictionary::remove(const QString& key) {
     const qsizetype i = d_->find(key);
     if (i < 0) return;
@@ -225,6 +244,11 @@ void Dictionary::setImmutableClass(bool immutable) { d_->immutable = immutable; 
 
 Array::Array() : d_(std::make_shared<detail::ArrayStorage>()) {}
 Array::Array(std::initializer_list<Value> values) : Array() { d_->items.assign(values); }
+Array::Array(std::vector<Value>&& values) : Array() { d_->items = std::move(values); }
+std::vector<Value> Array::takeValuesIfUnshared() {
+    if (d_.use_count() != 1) return {};
+    return std::exchange(d_->items, {});
+}
 
 qsizetype Array::count() const { return qsizetype(d_->items.size()); }
 const Value& Array::at(qsizetype i) const { return d_->items.at(size_t(i)); }

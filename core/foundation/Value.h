@@ -86,6 +86,12 @@ public:
     bool isSameObject(const Dictionary& other) const { return d_ == other.d_; }
     const void* identity() const { return d_.get(); }
 
+    // Hints for loops over many dictionaries (a filter of a hundred thousand records), which
+    // otherwise wait on memory at every step: ask for the entry table ahead of use, and later,
+    // once it has arrived, for the text of the string values. Neither changes anything.
+    void prefetchEntries() const;
+    void prefetchStringValues() const;
+
 private:
     friend class Value;
     explicit Dictionary(std::shared_ptr<detail::DictionaryStorage> d) : d_(std::move(d)) {}
@@ -97,6 +103,11 @@ class Array {
 public:
     Array();
     explicit Array(std::initializer_list<Value> values);
+    // Takes the values over without copying them.
+    explicit Array(std::vector<Value>&& values);
+    // The values themselves when no other handle shares this array, which is left empty; when
+    // one does, nothing. Lets a large array be let go of in pieces.
+    std::vector<Value> takeValuesIfUnshared();
 
     qsizetype count() const;
     bool isEmpty() const { return count() == 0; }
@@ -213,6 +224,10 @@ public:
 
     // Copies nested containers too.
     Value deepCopy() const;
+
+    // A hint ahead of copying or dropping many handles: asks for the container's shared count,
+    // which each copy or release writes. Does nothing for other kinds.
+    void prefetchForCopy() const;
 
 private:
     struct Integer {

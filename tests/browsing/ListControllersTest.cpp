@@ -161,3 +161,30 @@ TEST(Filtering, ALargeListFilteredOnTwoThreadsKeepsItsOrder) {
     EXPECT_EQ(got, expected);
     EXPECT_EQ(firstCalls, 1);  // the first object is tested once, alone
 }
+
+TEST(Filtering, ALargeListOfRecordsRefilteredLeavesAHeldResultAlone) {
+    ArrayController list;
+    Array content;
+    for (int i = 0; i < 40000; ++i) content.append(Value(Dictionary{{QStringLiteral("n"), Value::integer(i)}}));
+    list.setContent(content);
+    auto keep = [&list](int modulo) {
+        list.setFilterPredicate([modulo](const Value& v) { return v.toDictionary().value(QStringLiteral("n")).toInt64() % modulo == 0; });
+    };
+    auto numbers = [](const Array& a) {
+        std::vector<std::int64_t> out;
+        for (const Value& v : a) out.push_back(v.toDictionary().value(QStringLiteral("n")).toInt64());
+        return out;
+    };
+    keep(2);
+    const Array held = list.arrangedObjects();  // a view still showing the previous result
+    const auto before = numbers(held);
+    ASSERT_EQ(before.size(), 20000u);
+    keep(5);
+    EXPECT_EQ(numbers(held), before);
+    const auto now = numbers(list.arrangedObjects());
+    ASSERT_EQ(now.size(), 8000u);
+    for (size_t k = 0; k < now.size(); ++k) ASSERT_EQ(now[k], std::int64_t(5 * k));
+    EXPECT_TRUE(list.arrangedObjects().at(1).isIdenticalTo(content.at(5)));  // the records, not copies
+    keep(1);  // nothing holds the previous result now: it is let go of in pieces
+    EXPECT_EQ(list.arrangedObjects().count(), 40000);
+}
