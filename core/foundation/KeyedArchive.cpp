@@ -5,8 +5,12 @@
 #include <QHash>
 #include <QLocale>
 
+#include <atomic>
 #include <cstring>
 #include <deque>
+#include <exception>
+#include <mutex>
+#include <thread>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -397,7 +401,8 @@ public:
         std::uint64_t rootUid;
         if (!uidOf(*rootRef, &rootUid)) return std::nullopt;
 
-        state_.assign(size_t(objects_.count), 0);
+        shared_ = std::make_shared<SharedState>();
+        shared_->state.assign(size_t(objects_.count), 0);
         countReferences(rootUid);
         return decode(rootUid, 0);
     }
@@ -418,7 +423,8 @@ private:
     // that hold UIDs, directly or in an array; counting more than decoding follows is harmless.
     void countReferences(std::uint64_t rootUid) {
         auto count = [this](std::uint64_t uid) {
-            if (uid < objects_.count && state_[uid] < kReferredTwice) state_[uid] += kReferredOnce;
+            auto& state = shared_->state;
+            if (uid < objects_.count && state[uid] < kReferredTwice) state[uid] += kReferredOnce;
         };
         count(rootUid);
         for (std::uint64_t i = 1; i < objects_.count; ++i) {
@@ -517,17 +523,40 @@ private:
         if (uid == 0) return Value();
         if (uid >= objects_.count)
             return failed(damaged(QStringLiteral("a reference points past the last archived object")));
-        std::uint8_t& state = state_[uid];
-        if (state & kDecoded) {
-            if (auto it = memo_.find(uid); it != memo_.end()) return it->second;
+        if (!shared_->twoThreads) return decodeArchived(uid, depth);
+        // Two threads at work: what was decoded before they started is only read; anything
+        // else that more than one place refers to is decoded by one thread at a time, so that
+        // it is decoded once and shared.
+        const std::uint8_t s = std::atomic_ref<std::uint8_t>(shared_->state[uid]).load(std::memory_order_relaxed);
+        if (s & kPrepared) return shared_->prepared.at(uid);
+        if ((s & kReferredTwice) == kReferredTwice) {
+            std::lock_guard lock(shared_->mutex);
+            return decodeArchived(uid, depth);
+        }
+        return decodeArchived(uid, depth);
+    }
+
+    std::optional<Value> decodeArchived(std::uint64_t uid, int depth) {
+        std::atomic_ref<std::uint8_t> state(shared_->state[uid]);
+        const std::uint8_t s = state.load(std::memory_order_relaxed);
+        const bool referredTwice = (s & kReferredTwice) == kReferredTwice;
+        if (s & kDecoded) {
+            if (referredTwice) {
+                if (auto it = shared_->memo.find(uid); it != shared_->memo.end()) return it->second;
+            }
             // Decoded before although counted once: only a damaged archive gets here.
             return failed(damaged(QStringLiteral("an object referred to more often than it is listed")));
         }
-        if (state & kBeingDecoded) return failed(damaged(QStringLiteral("a reference loop")));
+        if (s & kBeingDecoded) return failed(damaged(QStringLiteral("a reference loop")));
         if (depth > kMaxPropertyListDepth) return failed(damaged(QStringLiteral("nesting too deep")));
         Obj o;
         if (!archivedObject(uid, &o)) return std::nullopt;
-        state_[uid] |= kBeingDecoded;
+        // With two threads, a damaged archive may lead both to the same object: the one that
+        // marks it second sees the mark.
+        const std::uint8_t before = shared_->twoThreads ? state.fetch_or(kBeingDecoded, std::memory_order_relaxed)
+                                                        : std::exchange(shared_->state[uid], std::uint8_t(s | kBeingDecoded));
+        if (before & (kBeingDecoded | kDecoded))
+            return failed(damaged(QStringLiteral("an object referred to more often than it is listed")));
         std::optional<Value> v;
         switch (o.kind) {
         case Kind::AsciiString:
@@ -545,9 +574,87 @@ private:
         case Kind::Array: return failed(damaged(QStringLiteral("an unexpected object among the archived objects")));
         }
         if (!v) return std::nullopt;
-        state_[uid] = std::uint8_t((state_[uid] & ~kBeingDecoded) | kDecoded);
-        if ((state_[uid] & kReferredTwice) == kReferredTwice) memo_.emplace(uid, *v);
+        state.store(std::uint8_t((s & ~kBeingDecoded) | kDecoded), std::memory_order_relaxed);
+        if (referredTwice) shared_->memo.emplace(uid, *v);
         return v;
+    }
+
+    // Plain objects (strings, numbers, dates, data) that several places refer to, decoded
+    // before two threads start, so that the threads only read them. Containers are left to
+    // the threads, and so is anything malformed: it fails only if something reaches it.
+    void prepareSharedPlainObjects() {
+        auto& state = shared_->state;
+        for (std::uint64_t uid = 1; uid < objects_.count; ++uid) {
+            if ((state[uid] & kReferredTwice) != kReferredTwice || (state[uid] & (kDecoded | kBeingDecoded))) continue;
+            Obj o;
+            if (!r_.object(r_.reference(objects_, uid), &o, nullptr)) continue;
+            Value v;
+            switch (o.kind) {
+            case Kind::AsciiString:
+            case Kind::Utf16String: v = Value(r_.string(o)); break;
+            case Kind::Integer:
+                v = o.isUnsigned ? Value::unsignedInteger(std::uint64_t(o.intBits)) : Value::integer(o.intBits);
+                break;
+            case Kind::Real: v = o.is32 ? Value::real32(float(o.real)) : Value::real(o.real); break;
+            case Kind::Boolean: v = Value::boolean(o.boolValue); break;
+            case Kind::Data: v = Value::data(r_.data(o)); break;
+            case Kind::Date: v = Value::date(o.real); break;
+            default: continue;
+            }
+            shared_->prepared.emplace(uid, std::move(v));
+            state[uid] |= kPrepared;
+        }
+    }
+
+    // The elements of a large array, the records of a document, decoded by two threads: this
+    // one takes the first half, a copy of this decoder the second. The first failure in the
+    // order of the elements is the one reported.
+    bool decodeElementsOnTwoThreads(const std::vector<std::uint64_t>& elements, int depth, std::vector<Value>* out) {
+        prepareSharedPlainObjects();
+        shared_->twoThreads = true;
+        out->assign(elements.size(), Value());
+        const size_t half = elements.size() / 2;
+        Unarchiver other(*this);
+        QString otherError;
+        other.error_ = &otherError;
+        std::atomic<bool> stop{false};
+        bool otherOk = false, ok = false;
+        std::exception_ptr otherException, exception;
+        std::thread helper([&] {
+            try {
+                otherOk = other.decodeElements(elements, half, elements.size(), depth, out, stop);
+            } catch (...) {
+                otherException = std::current_exception();
+            }
+            if (!otherOk) stop = true;
+        });
+        try {
+            ok = decodeElements(elements, 0, half, depth, out, stop);
+        } catch (...) {
+            exception = std::current_exception();
+        }
+        if (!ok) stop = true;
+        helper.join();
+        shared_->twoThreads = false;
+        if (exception) std::rethrow_exception(exception);
+        if (!ok) return false;
+        if (otherException) std::rethrow_exception(otherException);
+        if (!otherOk) return failed(otherError), false;
+        return true;
+    }
+
+    bool decodeElements(const std::vector<std::uint64_t>& elements, size_t from, size_t to, int depth,
+                        std::vector<Value>* out, const std::atomic<bool>& stop) {
+        for (size_t i = from; i < to; ++i) {
+            // The other half failed: this half's result no longer matters. (A failure in
+            // the first half is still found and reported, being earlier.)
+            if (from > 0 && (i & 255) == 0 && stop.load(std::memory_order_relaxed)) return failed(QString()), false;
+            auto v = decode(elements[i], depth);
+            if (!v) return false;
+            if (v->isAbsent()) return failed(damaged(QStringLiteral("an array element that is null"))), false;
+            (*out)[i] = std::move(*v);
+        }
+        return true;
     }
 
     // A dictionary key as the shared key string. The same few keys recur in every record, so
@@ -596,6 +703,13 @@ private:
         case ClassKind::Array: {
             std::vector<std::uint64_t> elements;
             if (!uidList(o, "NS.objects", &elements)) return std::nullopt;
+            if (elements.size() >= kTwoThreadsFrom && !shared_->twoThreads) {
+                std::vector<Value> values;
+                if (!decodeElementsOnTwoThreads(elements, depth + 1, &values)) return std::nullopt;
+                Array a(std::move(values));
+                a.setImmutableClass(!ci.isMutable);
+                return Value(a);
+            }
             Array a;
             a.setImmutableClass(!ci.isMutable);
             a.reserve(qsizetype(elements.size()));
@@ -643,10 +757,20 @@ private:
     BinaryPlistReader r_;
     Obj objects_;
     // Per archived object: how often it is referred to (none, once, more: the low two bits),
-    // and whether it is being decoded or has been.
-    static constexpr std::uint8_t kReferredOnce = 1, kReferredTwice = 2, kBeingDecoded = 4, kDecoded = 8;
-    std::vector<std::uint8_t> state_;
-    std::unordered_map<std::uint64_t, Value> memo_;
+    // and whether it is being decoded or has been, or was decoded before two threads started.
+    static constexpr std::uint8_t kReferredOnce = 1, kReferredTwice = 2, kBeingDecoded = 4, kDecoded = 8,
+                                  kPrepared = 16;
+    // Arrays this long (a document's records) are decoded by two threads.
+    static constexpr size_t kTwoThreadsFrom = 20000;
+    struct SharedState {
+        std::vector<std::uint8_t> state;
+        std::unordered_map<std::uint64_t, Value> memo;
+        std::unordered_map<std::uint64_t, Value> prepared;
+        std::recursive_mutex mutex;
+        bool twoThreads = false;
+    };
+    // Shared with the copy that decodes beside this one.
+    std::shared_ptr<SharedState> shared_;
     struct KeyCacheEntry {
         std::uint64_t uid = 0;
         const QString* key = nullptr;

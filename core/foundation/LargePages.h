@@ -4,7 +4,8 @@
 // users run, every 4 KiB page touched for the first time costs a trip to the hypervisor: opening
 // a document of 100 000 records spent more time in those faults than in reading it. The C
 // library can back its heap with 2 MiB pages when told so by a tunable, which it reads only when
-// a program starts; so the program starts itself once more with the tunable set.
+// a program starts; so the program starts itself once more with the tunable set (and another
+// that makes the heap grow in large steps).
 //
 // Starting twice costs a few tens of milliseconds, worth it only for large work: so it happens
 // when an argument names a file of at least 4 MiB (a document of some six thousand records, or a

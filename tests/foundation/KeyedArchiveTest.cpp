@@ -112,6 +112,42 @@ TEST(KeyedArchive, SharedObjectsStaySharedAndStringsAreStoredOnce) {
     EXPECT_TRUE(first.isSameObject(last));
 }
 
+TEST(KeyedArchive, ALargeArrayDecodedOnTwoThreadsIsTheSame) {
+    // Long enough for two threads to share the elements; shared strings and a shared category
+    // in both halves.
+    const QString name = QStringLiteral("name"), pin = QStringLiteral("pin"), cat = QStringLiteral("cat");
+    Dictionary category{{QStringLiteral("cat_category"), Value("Generic")}};
+    Array records;
+    for (int i = 0; i < 25000; ++i) {
+        Dictionary r{{name, Value(QStringLiteral("Record %1").arg(i))}, {pin, Value(i % 7 ? "1234" : "")}};
+        if (i % 5000 == 0) r.set(cat, Value(category));
+        records.append(Value(r));
+    }
+    const QByteArray bytes = archived(Value(records));
+    auto back = unarchive(bytes);
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(isStrictlyEqual(*back, Value(records)));
+    const Array read = back->toArray();
+    EXPECT_TRUE(read.at(0).toDictionary().value(cat).toDictionary().isSameObject(
+        read.at(20000).toDictionary().value(cat).toDictionary()));
+
+    // Damage in the second half is found; with damage in the first half as well, that is the
+    // one reported, as reading in order would.
+    auto breakString = [](QByteArray& b, const QByteArray& text, char marker) {
+        const qsizetype at = b.indexOf(char(0x50 + text.size()) + text);
+        ASSERT_GT(at, 0) << text.constData();
+        b[at] = marker;
+    };
+    QByteArray damaged = bytes;
+    breakString(damaged, "Record 20001", '\x70');
+    QString error;
+    EXPECT_FALSE(unarchive(damaged, &error));
+    EXPECT_TRUE(error.contains(QLatin1String("0x70"))) << error.toStdString();
+    breakString(damaged, "Record 3", '\x0f');
+    EXPECT_FALSE(unarchive(damaged, &error));
+    EXPECT_TRUE(error.contains(QLatin1String("0x0f"))) << error.toStdString();
+}
+
 TEST(KeyedArchive, NotANumberAndInfinitiesSurvive) {
     // Found by fuzzing: a date or a rectangle holding NaN must come back as NaN.
     const double nan = std::nan("");
