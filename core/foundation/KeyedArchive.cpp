@@ -584,8 +584,13 @@ private:
     // the threads, and so is anything malformed: it fails only if something reaches it.
     void prepareSharedPlainObjects() {
         auto& state = shared_->state;
+        std::vector<std::pair<std::uint64_t, Value>> found;
         for (std::uint64_t uid = 1; uid < objects_.count; ++uid) {
-            if ((state[uid] & kReferredTwice) != kReferredTwice || (state[uid] & (kDecoded | kBeingDecoded))) continue;
+            // Prepared for an earlier pair of threads: prepared again, whatever happened since.
+            const bool preparedBefore = state[uid] & kPrepared;
+            if (!preparedBefore &&
+                ((state[uid] & kReferredTwice) != kReferredTwice || (state[uid] & (kDecoded | kBeingDecoded))))
+                continue;
             Obj o;
             if (!r_.object(r_.reference(objects_, uid), &o, nullptr)) continue;
             Value v;
@@ -601,9 +606,10 @@ private:
             case Kind::Date: v = Value::date(o.real); break;
             default: continue;
             }
-            shared_->prepared.emplace(uid, std::move(v));
+            found.emplace_back(uid, std::move(v));
             state[uid] |= kPrepared;
         }
+        shared_->prepared.fill(std::move(found));
     }
 
     // The elements of a large array, the records of a document, decoded by two threads: this
@@ -615,6 +621,9 @@ private:
         out->assign(elements.size(), Value());
         const size_t half = elements.size() / 2;
         Unarchiver other(*this);
+        // Its own table of classes: a copy shared with this one's would be detached by both
+        // threads at once.
+        other.classMemo_ = QHash<std::uint64_t, ClassInfo>();
         QString otherError;
         other.error_ = &otherError;
         std::atomic<bool> stop{false};
@@ -762,10 +771,35 @@ private:
                                   kPrepared = 16;
     // Arrays this long (a document's records) are decoded by two threads.
     static constexpr size_t kTwoThreadsFrom = 20000;
+    // What was decoded before two threads started, by UID: an open-addressing table, as it is
+    // looked up for nearly every field of every record. Only UIDs it holds are looked up.
+    struct PreparedTable {
+        std::vector<std::pair<std::uint64_t, Value>> slots;  // UID 0 ($null) marks a free slot
+        std::size_t mask = 0;
+        static std::size_t slotOf(std::uint64_t uid) { return std::size_t((uid * 0x9E3779B97F4A7C15ull) >> 20); }
+        void fill(std::vector<std::pair<std::uint64_t, Value>>&& entries) {
+            std::size_t size = 16;
+            while (size < 2 * entries.size()) size *= 2;
+            slots.assign(size, {});
+            mask = size - 1;
+            for (auto& e : entries) {
+                std::size_t i = slotOf(e.first) & mask;
+                while (slots[i].first != 0) i = (i + 1) & mask;
+                slots[i] = std::move(e);
+            }
+        }
+        const Value& at(std::uint64_t uid) const {
+            static const Value absent;
+            for (std::size_t i = slotOf(uid) & mask;; i = (i + 1) & mask) {
+                if (slots[i].first == uid) return slots[i].second;
+                if (slots[i].first == 0) return absent;  // the table is never full
+            }
+        }
+    };
     struct SharedState {
         std::vector<std::uint8_t> state;
         std::unordered_map<std::uint64_t, Value> memo;
-        std::unordered_map<std::uint64_t, Value> prepared;
+        PreparedTable prepared;
         std::recursive_mutex mutex;
         bool twoThreads = false;
     };
