@@ -422,23 +422,57 @@ private:
     // table of every object of a large archive. The count reads each archived object's fields
     // that hold UIDs, directly or in an array; counting more than decoding follows is harmless.
     void countReferences(std::uint64_t rootUid) {
-        auto count = [this](std::uint64_t uid) {
-            auto& state = shared_->state;
-            if (uid < objects_.count && state[uid] < kReferredTwice) state[uid] += kReferredOnce;
+        auto& state = shared_->state;
+        if (rootUid < objects_.count) state[rootUid] = kReferredOnce;
+        const std::uint64_t n = objects_.count;
+        if (n < 2 * kTwoThreadsFrom) {
+            countReferencesIn(r_, 1, n, state);
+            return;
+        }
+        // A large archive is counted in two halves at once, each into its own table; the two
+        // are added up after, as the count saturates at two anyway.
+        const std::uint64_t half = n / 2;
+        std::vector<std::uint8_t> second(size_t(n), 0);
+        const BinaryPlistReader reader = r_;
+        std::exception_ptr failedThere;
+        std::thread other([&] {
+            try {
+                countReferencesIn(reader, half, n, second);
+            } catch (...) {
+                failedThere = std::current_exception();
+            }
+        });
+        std::exception_ptr failedHere;
+        try {
+            countReferencesIn(r_, 1, half, state);
+        } catch (...) {
+            failedHere = std::current_exception();
+        }
+        other.join();
+        if (failedHere) std::rethrow_exception(failedHere);
+        if (failedThere) std::rethrow_exception(failedThere);
+        for (size_t i = 0; i < state.size(); ++i)
+            state[i] = std::uint8_t(std::min<unsigned>(kReferredTwice, unsigned(state[i]) + second[i]));
+    }
+
+    // Counts the references held by the archived objects from..to-1 into `counts`.
+    void countReferencesIn(const BinaryPlistReader& r, std::uint64_t from, std::uint64_t to,
+                           std::vector<std::uint8_t>& counts) const {
+        auto count = [this, &counts](std::uint64_t uid) {
+            if (uid < objects_.count && counts[uid] < kReferredTwice) counts[uid] += kReferredOnce;
         };
-        count(rootUid);
-        for (std::uint64_t i = 1; i < objects_.count; ++i) {
+        for (std::uint64_t i = from; i < to; ++i) {
             Obj o;
-            if (!r_.object(r_.reference(objects_, i), &o, nullptr) || o.kind != Kind::Dictionary) continue;
+            if (!r.object(r.reference(objects_, i), &o, nullptr) || o.kind != Kind::Dictionary) continue;
             for (std::uint64_t k = 0; k < o.count; ++k) {
                 Obj v;
-                if (!r_.object(r_.reference(o, o.count + k), &v, nullptr)) continue;
+                if (!r.object(r.reference(o, o.count + k), &v, nullptr)) continue;
                 if (v.kind == Kind::Uid) {
                     count(std::uint64_t(v.intBits));
                 } else if (v.kind == Kind::Array) {
                     for (std::uint64_t e = 0; e < v.count; ++e) {
                         Obj u;
-                        if (r_.object(r_.reference(v, e), &u, nullptr) && u.kind == Kind::Uid)
+                        if (r.object(r.reference(v, e), &u, nullptr) && u.kind == Kind::Uid)
                             count(std::uint64_t(u.intBits));
                     }
                 }
