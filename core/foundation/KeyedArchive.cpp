@@ -5,6 +5,7 @@
 #include <QHash>
 #include <QLocale>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <deque>
@@ -93,7 +94,8 @@ private:
     // value: one hash lookup per value instead of two. "$null" is never reused for a user's
     // string of the same spelling.
     std::uint64_t plain(Ref r) {
-        if (r >= plainUids_.size()) plainUids_.resize(size_t(r) + 1, 0);
+        // Grown by doubling: growing by one at each new object cost a call per object.
+        if (r >= plainUids_.size()) plainUids_.resize(std::max(size_t(r) + 1, 2 * plainUids_.size()), 0);
         std::uint32_t& uid = plainUids_[r];
         if (uid == 0) uid = std::uint32_t(push(r));
         return uid;

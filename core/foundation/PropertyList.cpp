@@ -5,6 +5,7 @@
 #include <QXmlStreamReader>
 #include <QtEndian>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -607,12 +608,39 @@ BinaryPlistWriter::Ref BinaryPlistWriter::add(Kind kind, std::uint32_t index, st
     return Ref(objects_.size() - 1);
 }
 
+namespace {
+// Spreads the bits of a number over the whole word: dates and reals differ mostly in bits that a
+// plain mask would drop.
+std::uint64_t mixBits(std::uint64_t x) {
+    x ^= x >> 30;
+    x *= 0xBF58476D1CE4E5B9ull;
+    x ^= x >> 27;
+    x *= 0x94D049BB133111EBull;
+    return x ^ (x >> 31);
+}
+}  // namespace
+
 BinaryPlistWriter::Ref BinaryPlistWriter::scalar(Kind kind, std::uint64_t bits) {
-    const QPair<int, quint64> key(int(kind), bits);
-    if (auto it = uniqueScalars_.constFind(key); it != uniqueScalars_.cend()) return *it;
+    // A table of its own rather than a hash map: a document has two dates and a number in every
+    // record, and each is looked up once.
+    if (scalarSlots_.size() < 2 * (scalars_.size() + 1)) {
+        std::vector<ScalarSlot> grown(std::max<std::size_t>(64, scalarSlots_.size() * 2));
+        const std::size_t mask = grown.size() - 1;
+        for (const ScalarSlot& slot : scalarSlots_) {
+            if (slot.kind == ~std::uint32_t(0)) continue;
+            std::size_t i = std::size_t(mixBits(slot.bits ^ slot.kind)) & mask;
+            while (grown[i].kind != ~std::uint32_t(0)) i = (i + 1) & mask;
+            grown[i] = slot;
+        }
+        scalarSlots_.swap(grown);
+    }
+    const std::size_t mask = scalarSlots_.size() - 1;
+    std::size_t i = std::size_t(mixBits(bits ^ std::uint32_t(kind))) & mask;
+    for (; scalarSlots_[i].kind != ~std::uint32_t(0); i = (i + 1) & mask)
+        if (scalarSlots_[i].kind == std::uint32_t(kind) && scalarSlots_[i].bits == bits) return scalarSlots_[i].ref;
     scalars_.push_back(bits);
     const Ref r = add(kind, std::uint32_t(scalars_.size() - 1));
-    uniqueScalars_.insert(key, r);
+    scalarSlots_[i] = ScalarSlot{bits, std::uint32_t(kind), r};
     return r;
 }
 
@@ -689,7 +717,7 @@ BinaryPlistWriter::Ref BinaryPlistWriter::uid(std::uint64_t v) {
     // An archive's UIDs never exceed its own object count; a stray large one (a property list
     // read from elsewhere) is hashed instead of growing the table to its size.
     if (v < 2 * std::uint64_t(objects_.size()) + 1024) {
-        if (v >= uidRefs_.size()) uidRefs_.resize(size_t(v) + 1, UINT32_MAX);
+        if (v >= uidRefs_.size()) uidRefs_.resize(std::max(size_t(v) + 1, 2 * uidRefs_.size()), UINT32_MAX);
         Ref& r = uidRefs_[size_t(v)];
         if (r == UINT32_MAX) r = add(Kind::SmallUid, std::uint32_t(v));  // the value itself, no scalar
         return r;

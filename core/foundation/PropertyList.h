@@ -148,7 +148,13 @@ private:
     std::vector<Ref> refs_;
     std::vector<std::uint64_t> stringSlots_;  // (hash << 32 | reference) of strings, all ones when free
     QHash<QByteArray, Ref> uniqueData_;
-    QHash<QPair<int, quint64>, Ref> uniqueScalars_;
+    // Numbers and dates by (kind, bits), open addressing; a free slot has the kind ~0.
+    struct ScalarSlot {
+        std::uint64_t bits = 0;
+        std::uint32_t kind = ~std::uint32_t(0);
+        Ref ref = 0;
+    };
+    std::vector<ScalarSlot> scalarSlots_;
     std::vector<Ref> uidRefs_;
     Ref nullRef_ = UINT32_MAX;
 };

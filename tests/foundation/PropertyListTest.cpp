@@ -92,6 +92,19 @@ TEST(BinaryPropertyList, EqualScalarsAreStoredOnceContainersNever) {
     // array + "same" + 10 arrays + 1 + true + 1.0
     EXPECT_EQ(trailerOf(binary(Value(a))).objects, 15u);
 
+    // Enough numbers and dates for the writer's table to grow many times, each given twice.
+    Array many;
+    for (int round = 0; round < 2; ++round) {
+        for (int i = 0; i < 3000; ++i) {
+            many.append(Value::integer(i));
+            many.append(Value::real(i + 0.5));
+            many.append(Value::date(700000000.0 + i * 37.5));
+        }
+    }
+    const QByteArray manyBytes = binary(Value(many));
+    EXPECT_EQ(trailerOf(manyBytes).objects, 1u + 3 * 3000);
+    EXPECT_TRUE(isStrictlyEqual(*readBinaryPropertyList(manyBytes, nullptr), Value(many)));
+
     // UIDs are stored once whether small (an archive's own) or stray and large.
     Array uids;
     for (const std::uint64_t u : {std::uint64_t(5), std::uint64_t(1) << 25, std::uint64_t(1) << 40})
