@@ -11,9 +11,11 @@ namespace qv {
 
 namespace {
 constexpr char kTunables[] = "GLIBC_TUNABLES";
-// Large pages, and the heap grown 64 MiB at a time: growing it by the default 128 KiB took a
-// system call every few hundred records, most of all for the heap of a second thread.
-constexpr char kHugePages[] = "glibc.malloc.hugetlb=1:glibc.malloc.top_pad=67108864";
+// Large pages; the heap grown 64 MiB at a time (growing it by the default 128 KiB took a system
+// call every few hundred records, most of all for the heap of a second thread); and large blocks
+// taken from the heap too, instead of mapped apart: a freed file buffer is then used again for
+// the records read from it, rather than given back and new memory faulted in.
+constexpr char kHugePages[] = "glibc.malloc.hugetlb=1:glibc.malloc.top_pad=67108864:glibc.malloc.mmap_max=0";
 // Set for the second process: "-" when the caller had no tunables, else "+" and their value.
 constexpr char kRestarted[] = "QV_LARGE_PAGES_RESTARTED";
 
