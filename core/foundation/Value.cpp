@@ -325,9 +325,9 @@ bool Value::isReal32() const {
 }
 
 Value Value::withMutableClass(bool m) const {
-    Value out = *this;
-    out.mutableClass_ = m && (isString() || isData());
-    return out;
+    if (isString()) return m ? Value(Storage(MutableString{stringRef()})) : Value(Storage(stringRef()));
+    if (isData()) return m ? Value(Storage(MutableData{toData()})) : Value(Storage(toData()));
+    return *this;
 }
 
 namespace {
@@ -372,7 +372,7 @@ double leadingReal(const QString& s) {
 
 QString Value::toString() const {
     switch (type()) {
-    case Type::String: return std::get<QString>(v_);
+    case Type::String: return stringRef();
     case Type::Integer: {
         const auto i = std::get<Integer>(v_);
         return i.isUnsigned ? QString::number(static_cast<std::uint64_t>(i.bits)) : QString::number(i.bits);
@@ -384,8 +384,9 @@ QString Value::toString() const {
 }
 
 const QString& Value::stringRef() const {
-    const auto* s = std::get_if<QString>(&v_);
-    return s ? *s : kEmptyString;
+    if (const auto* s = std::get_if<QString>(&v_)) return *s;
+    if (const auto* m = std::get_if<MutableString>(&v_)) return m->text;
+    return kEmptyString;
 }
 
 std::int64_t Value::toInt64() const {
@@ -399,7 +400,7 @@ std::int64_t Value::toInt64() const {
         return static_cast<std::int64_t>(d);
     }
     case Type::Boolean: return std::get<bool>(v_) ? 1 : 0;
-    case Type::String: return leadingInteger(std::get<QString>(v_));
+    case Type::String: return leadingInteger(stringRef());
     default: return 0;
     }
 }
@@ -424,7 +425,7 @@ double Value::toDouble() const {
     }
     case Type::Real: return std::get<Real>(v_).v;
     case Type::Boolean: return std::get<bool>(v_) ? 1.0 : 0.0;
-    case Type::String: return leadingReal(std::get<QString>(v_));
+    case Type::String: return leadingReal(stringRef());
     case Type::Date: return std::get<Date>(v_).t;
     default: return 0.0;
     }
@@ -438,7 +439,7 @@ bool Value::toBool() const {
     case Type::String: {
         // Leading blanks, an optional sign and zeros are skipped; then Y, y, T, t or a digit 1-9
         // means YES.
-        const QString& s = std::get<QString>(v_);
+        const QString& s = stringRef();
         qsizetype i = 0;
         while (i < s.size() && s[i].isSpace()) ++i;
         if (i < s.size() && (s[i] == QLatin1Char('+') || s[i] == QLatin1Char('-'))) ++i;
@@ -458,8 +459,9 @@ double Value::toDate() const {
 }
 
 QByteArray Value::toData() const {
-    const auto* d = std::get_if<QByteArray>(&v_);
-    return d ? *d : QByteArray();
+    if (const auto* d = std::get_if<QByteArray>(&v_)) return *d;
+    if (const auto* m = std::get_if<MutableData>(&v_)) return m->bytes;
+    return QByteArray();
 }
 
 Dictionary Value::toDictionary() const {
