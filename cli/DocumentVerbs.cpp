@@ -290,6 +290,9 @@ int runNew(const QStringList& args, const Streams& io) {
     doc.prepareNewDocument();
     doc.plainPassword = *password;
     doc.requiresMandatoryPassword = false;
+    // Opened in the window, it shows its toolbar (the search field and the category filter),
+    // as a document made in the window does; without one there is no toolbar to take it from.
+    doc.makeToolbarVisibleAtDecrypt = true;
     return save(doc, p.positional.first(), io);
 }
 

@@ -154,6 +154,8 @@ def our_documents(d):
     check(m["dataArrayData"] == [] and [c["cat_category"] for c in m["catArrayData"]] == ["Generic"],
           "a new document holds one category, Generic, and no records")
     check(m["catArrayData"][0]["cat_uniqueID"] == 1, "its id is 1")
+    check(root["OSXPlatformDictionary"]["makeToolbarVisibleAtDecrypt"] in (True, 1),
+          "it opens in the window with its toolbar")
     check(qvane("new", os.path.join(d, "short.qvane"), "--password-stdin", stdin="five5\n").returncode == 2,
           "five characters are refused")
     again = os.path.join(d, "again.qvane")
