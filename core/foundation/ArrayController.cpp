@@ -1,9 +1,37 @@
 #include "ArrayController.h"
 
 #include <algorithm>
+#include <exception>
 #include <thread>
 
 namespace qv {
+
+namespace {
+
+// Runs `here` on this thread and `there` on another and returns when both are done. An exception
+// on either side (memory running out, say) is passed on here once both have stopped, instead of
+// ending the program.
+template <typename Here, typename There>
+void onTwoThreads(Here here, There there) {
+    std::exception_ptr thereFailed, hereFailed;
+    std::thread other([&] {
+        try {
+            there();
+        } catch (...) {
+            thereFailed = std::current_exception();
+        }
+    });
+    try {
+        here();
+    } catch (...) {
+        hereFailed = std::current_exception();
+    }
+    other.join();
+    if (hereFailed) std::rethrow_exception(hereFailed);
+    if (thereFailed) std::rethrow_exception(thereFailed);
+}
+
+}  // namespace
 
 void ArrayController::setContent(const Array& content) {
     content_ = content;
@@ -45,9 +73,7 @@ void ArrayController::rearrangeObjects() {
         const qsizetype half = n / 2;
         std::vector<qsizetype> second;
         second.reserve(size_t(n - half));
-        std::thread other([&] { filterRange(half, n, second); });
-        filterRange(1, half, order);
-        other.join();
+        onTwoThreads([&] { filterRange(1, half, order); }, [&] { filterRange(half, n, second); });
         order.insert(order.end(), second.begin(), second.end());
     }
     if (sort_ && sortKey_) {
@@ -80,13 +106,15 @@ void ArrayController::rearrangeObjects() {
     arranged_ = Array();
     if (qsizetype(order.size() + previous.size()) >= kParallelFilterFrom) {
         const size_t half = order.size() / 2, previousHalf = previous.size() / 2;
-        std::thread other([&] {
-            fill(half, arranged.size());
-            release(previousHalf, previous.size());
-        });
-        fill(0, half);
-        release(0, previousHalf);
-        other.join();
+        onTwoThreads(
+            [&] {
+                fill(0, half);
+                release(0, previousHalf);
+            },
+            [&] {
+                fill(half, arranged.size());
+                release(previousHalf, previous.size());
+            });
     } else {
         fill(0, arranged.size());
     }

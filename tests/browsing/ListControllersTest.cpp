@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <new>
+
 using namespace qv;
 
 namespace {
@@ -160,6 +162,21 @@ TEST(Filtering, ALargeListFilteredOnTwoThreadsKeepsItsOrder) {
     for (const Value& v : list.arrangedObjects()) got.push_back(v.toInt64());
     EXPECT_EQ(got, expected);
     EXPECT_EQ(firstCalls, 1);  // the first object is tested once, alone
+}
+
+TEST(Filtering, AFailureOnTheSecondThreadReachesTheCallerAndTheListStaysAsItWas) {
+    ArrayController list;
+    Array content;
+    for (int i = 0; i < 30000; ++i) content.append(Value::integer(i));
+    list.setContent(content);
+    // Memory running out while the second half is tested: an exception for the caller, not the
+    // end of the program.
+    EXPECT_THROW(list.setFilterPredicate([](const Value& v) {
+        if (v.toInt64() == 29000) throw std::bad_alloc();
+        return v.toInt64() % 2 == 0;
+    }),
+                 std::bad_alloc);
+    EXPECT_EQ(list.arrangedObjects().count(), 30000);
 }
 
 TEST(Filtering, ALargeListOfRecordsRefilteredLeavesAHeldResultAlone) {
