@@ -1,37 +1,10 @@
 #include "ArrayController.h"
 
+#include "TwoThreads.h"
+
 #include <algorithm>
-#include <exception>
-#include <thread>
 
 namespace qv {
-
-namespace {
-
-// Runs `here` on this thread and `there` on another and returns when both are done. An exception
-// on either side (memory running out, say) is passed on here once both have stopped, instead of
-// ending the program.
-template <typename Here, typename There>
-void onTwoThreads(Here here, There there) {
-    std::exception_ptr thereFailed, hereFailed;
-    std::thread other([&] {
-        try {
-            there();
-        } catch (...) {
-            thereFailed = std::current_exception();
-        }
-    });
-    try {
-        here();
-    } catch (...) {
-        hereFailed = std::current_exception();
-    }
-    other.join();
-    if (hereFailed) std::rethrow_exception(hereFailed);
-    if (thereFailed) std::rethrow_exception(thereFailed);
-}
-
-}  // namespace
 
 void ArrayController::setContent(const Array& content) {
     content_ = content;

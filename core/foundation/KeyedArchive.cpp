@@ -1,6 +1,7 @@
 #include "KeyedArchive.h"
 
 #include "PropertyList.h"
+#include "TwoThreads.h"
 
 #include <QHash>
 #include <QLocale>
@@ -436,23 +437,8 @@ private:
         const std::uint64_t half = n / 2;
         std::vector<std::uint8_t> second(size_t(n), 0);
         const BinaryPlistReader reader = r_;
-        std::exception_ptr failedThere;
-        std::thread other([&] {
-            try {
-                countReferencesIn(reader, half, n, second);
-            } catch (...) {
-                failedThere = std::current_exception();
-            }
-        });
-        std::exception_ptr failedHere;
-        try {
-            countReferencesIn(r_, 1, half, state);
-        } catch (...) {
-            failedHere = std::current_exception();
-        }
-        other.join();
-        if (failedHere) std::rethrow_exception(failedHere);
-        if (failedThere) std::rethrow_exception(failedThere);
+        onTwoThreads([&] { countReferencesIn(r_, 1, half, state); },
+                     [&] { countReferencesIn(reader, half, n, second); });
         for (size_t i = 0; i < state.size(); ++i)
             state[i] = std::uint8_t(std::min<unsigned>(kReferredTwice, unsigned(state[i]) + second[i]));
     }
@@ -595,24 +581,31 @@ private:
             return failed(damaged(QStringLiteral("an object referred to more often than it is listed")));
         std::optional<Value> v;
         switch (o.kind) {
-        case Kind::AsciiString:
-        case Kind::Utf16String: v = Value(r_.string(o)); break;
-        case Kind::Integer:
-            v = o.isUnsigned ? Value::unsignedInteger(std::uint64_t(o.intBits)) : Value::integer(o.intBits);
-            break;
-        case Kind::Real: v = o.is32 ? Value::real32(float(o.real)) : Value::real(o.real); break;
-        case Kind::Boolean: v = Value::boolean(o.boolValue); break;
-        case Kind::Data: v = Value::data(r_.data(o)); break;
-        case Kind::Date: v = Value::date(o.real); break;
         case Kind::Null: v = Value(); break;
         case Kind::Dictionary: v = decodeObject(o, depth); break;
         case Kind::Uid:
         case Kind::Array: return failed(damaged(QStringLiteral("an unexpected object among the archived objects")));
+        default: v = plainObject(o); break;
         }
         if (!v) return std::nullopt;
         state.store(std::uint8_t((s & ~kBeingDecoded) | kDecoded), std::memory_order_relaxed);
         if (referredTwice) shared_->memo.emplace(uid, *v);
         return v;
+    }
+
+    // A string, number, boolean, date or data as a value; nothing for any other kind.
+    std::optional<Value> plainObject(const Obj& o) const {
+        switch (o.kind) {
+        case Kind::AsciiString:
+        case Kind::Utf16String: return Value(r_.string(o));
+        case Kind::Integer:
+            return o.isUnsigned ? Value::unsignedInteger(std::uint64_t(o.intBits)) : Value::integer(o.intBits);
+        case Kind::Real: return o.is32 ? Value::real32(float(o.real)) : Value::real(o.real);
+        case Kind::Boolean: return Value::boolean(o.boolValue);
+        case Kind::Data: return Value::data(r_.data(o));
+        case Kind::Date: return Value::date(o.real);
+        default: return std::nullopt;
+        }
     }
 
     // Plain objects (strings, numbers, dates, data) that several places refer to, decoded
@@ -629,20 +622,9 @@ private:
                 continue;
             Obj o;
             if (!r_.object(r_.reference(objects_, uid), &o, nullptr)) continue;
-            Value v;
-            switch (o.kind) {
-            case Kind::AsciiString:
-            case Kind::Utf16String: v = Value(r_.string(o)); break;
-            case Kind::Integer:
-                v = o.isUnsigned ? Value::unsignedInteger(std::uint64_t(o.intBits)) : Value::integer(o.intBits);
-                break;
-            case Kind::Real: v = o.is32 ? Value::real32(float(o.real)) : Value::real(o.real); break;
-            case Kind::Boolean: v = Value::boolean(o.boolValue); break;
-            case Kind::Data: v = Value::data(r_.data(o)); break;
-            case Kind::Date: v = Value::date(o.real); break;
-            default: continue;
-            }
-            found.emplace_back(uid, std::move(v));
+            auto v = plainObject(o);
+            if (!v) continue;
+            found.emplace_back(uid, std::move(*v));
             state[uid] |= kPrepared;
         }
         shared_->prepared.fill(std::move(found));
