@@ -255,12 +255,29 @@ private:
         // Lists reused from one dictionary to the next at the same depth (a deque keeps the
         // deeper ones in place while they are added).
         while (scratch_.size() <= size_t(depth)) scratch_.emplace_back();
-        auto& [keys, values] = scratch_[size_t(depth)];
+        auto& [keys, values, hashes] = scratch_[size_t(depth)];
         keys.clear();
         values.clear();
+        hashes.clear();
         for (qsizetype i = 0; i < count; ++i) keys.push_back(keyUid(keyAt(i)));
+        // The places of all the plain strings in the writer's table are asked for before the
+        // first is looked up, so that their waits on memory overlap.
         for (qsizetype i = 0; i < count; ++i) {
-            auto u = encode(valueAt(i), depth + 1, error);
+            const Value& v = valueAt(i);
+            std::uint32_t h = 0;
+            if (v.isString() && !v.isMutableClass()) {
+                h = BinaryPlistWriter::stringHash(v.stringRef());
+                w_.prefetchString(h);
+            }
+            hashes.push_back(h);
+        }
+        for (qsizetype i = 0; i < count; ++i) {
+            const Value& v = valueAt(i);
+            if (v.isString() && !v.isMutableClass()) {
+                values.push_back(plain(w_.string(v.stringRef(), hashes[size_t(i)])));
+                continue;
+            }
+            auto u = encode(v, depth + 1, error);
             if (!u) return false;
             values.push_back(*u);
         }
@@ -349,7 +366,11 @@ private:
         std::uint64_t uid;
     };
     std::vector<ClassCacheEntry> classCache_;
-    std::deque<std::pair<std::vector<std::uint64_t>, std::vector<std::uint64_t>>> scratch_;
+    struct Scratch {
+        std::vector<std::uint64_t> keys, values;
+        std::vector<std::uint32_t> hashes;
+    };
+    std::deque<Scratch> scratch_;
     std::vector<Ref> uidRefs_;
     std::vector<Ref> objects_;
     std::vector<std::uint32_t> plainUids_;  // writer reference -> UID, 0 when not yet archived

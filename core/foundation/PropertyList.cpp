@@ -644,7 +644,15 @@ BinaryPlistWriter::Ref BinaryPlistWriter::scalar(Kind kind, std::uint64_t bits) 
     return r;
 }
 
-BinaryPlistWriter::Ref BinaryPlistWriter::string(const QString& s) {
+std::uint32_t BinaryPlistWriter::stringHash(const QString& s) { return textHash(s); }
+
+void BinaryPlistWriter::prefetchString(std::uint32_t hash) const {
+    if (!stringSlots_.empty()) __builtin_prefetch(&stringSlots_[hash & (stringSlots_.size() - 1)]);
+}
+
+BinaryPlistWriter::Ref BinaryPlistWriter::string(const QString& s) { return string(s, textHash(s)); }
+
+BinaryPlistWriter::Ref BinaryPlistWriter::string(const QString& s, std::uint32_t hash) {
     // An open-addressing table of (hash, reference) pairs: a document has a string object per
     // field, and a hash node holding a copy of every string was a large part of saving's memory.
     // Keeping the hash in the slot means a probe rarely has to look at another string.
@@ -660,7 +668,6 @@ BinaryPlistWriter::Ref BinaryPlistWriter::string(const QString& s) {
         }
         stringSlots_.swap(grown);
     }
-    const std::uint32_t hash = textHash(s);
     const std::size_t mask = stringSlots_.size() - 1;
     std::size_t i = hash & mask;
     for (; stringSlots_[i] != kFree; i = (i + 1) & mask) {

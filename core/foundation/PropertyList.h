@@ -105,6 +105,13 @@ public:
     using Ref = std::uint32_t;
 
     Ref string(const QString& s);
+    // The same in two steps, for a caller with several strings at hand: the hash of each first,
+    // with its place in the table asked for ahead of use, then string() with that hash. A table
+    // of a million strings is far larger than any cache, and one lookup at a time waits on
+    // memory at every string.
+    static std::uint32_t stringHash(const QString& s);
+    void prefetchString(std::uint32_t hash) const;
+    Ref string(const QString& s, std::uint32_t hash);
     Ref integer(std::int64_t v);
     Ref unsignedInteger(std::uint64_t v);
     Ref real(double v);
