@@ -197,10 +197,12 @@ private:
             const double t = v.toDate();
             quint64 bits;
             std::memcpy(&bits, &t, 8);
-            if (auto it = dates_.constFind(bits); it != dates_.cend()) return *it;
+            std::uint32_t& known = dates_.slot(bits);
+            if (known != 0) return known;
             const Ref slot = w_.reserve();
             const std::uint64_t uid = push(slot);
-            dates_.insert(bits, uid);
+            known = std::uint32_t(uid);
+            dates_.added();
             object({{"NS.time", w_.real(t)}}, classFor("Date", false), slot);
             return uid;
         }
@@ -268,6 +270,12 @@ private:
             if (v.isString() && !v.isMutableClass()) {
                 h = BinaryPlistWriter::stringHash(v.stringRef());
                 w_.prefetchString(h);
+            } else if (v.isDate()) {
+                const double t = v.toDate();
+                std::uint64_t bits;
+                std::memcpy(&bits, &t, 8);
+                dates_.prefetch(bits);
+                w_.prefetchReal(t);
             }
             hashes.push_back(h);
         }
@@ -383,7 +391,43 @@ private:
     std::unordered_map<std::pair<const void*, qsizetype>, std::uint64_t, PairHash> keyUids_;
     QHash<QString, std::uint64_t> mutableStrings_;
     QHash<QByteArray, std::uint64_t> mutableData_;
-    QHash<quint64, std::uint64_t> dates_;
+    // Dates by their bits, open addressing: two in every record, nearly all different, and a
+    // hash node each was a wait on memory at every lookup. A free slot holds UID 0, which is
+    // always "$null" and never a date.
+    struct DateTable {
+        std::vector<std::pair<std::uint64_t, std::uint32_t>> slots;
+        std::size_t used = 0;
+        static std::size_t mix(std::uint64_t x) {
+            x ^= x >> 31;
+            x *= 0x9E3779B97F4A7C15ull;
+            return std::size_t(x ^ (x >> 29));
+        }
+        void prefetch(std::uint64_t bits) const {
+            if (!slots.empty()) __builtin_prefetch(&slots[mix(bits) & (slots.size() - 1)]);
+        }
+        // The UID kept for these bits, or a free slot to keep one in (then call added()).
+        std::uint32_t& slot(std::uint64_t bits) {
+            if (slots.size() < 2 * (used + 1)) grow();
+            const std::size_t mask = slots.size() - 1;
+            std::size_t i = mix(bits) & mask;
+            while (slots[i].second != 0 && slots[i].first != bits) i = (i + 1) & mask;
+            slots[i].first = bits;
+            return slots[i].second;
+        }
+        void added() { ++used; }
+        void grow() {
+            std::vector<std::pair<std::uint64_t, std::uint32_t>> bigger(std::max<std::size_t>(64, slots.size() * 2));
+            const std::size_t mask = bigger.size() - 1;
+            for (const auto& e : slots) {
+                if (e.second == 0) continue;
+                std::size_t i = mix(e.first) & mask;
+                while (bigger[i].second != 0) i = (i + 1) & mask;
+                bigger[i] = e;
+            }
+            slots.swap(bigger);
+        }
+    };
+    DateTable dates_;
     QHash<const void*, std::uint64_t> containers_;
     QHash<QString, std::uint64_t> classes_;
     std::unordered_set<const void*> inProgress_;

@@ -620,6 +620,13 @@ std::uint64_t mixBits(std::uint64_t x) {
 }
 }  // namespace
 
+void BinaryPlistWriter::prefetchReal(double v) const {
+    if (scalarSlots_.empty()) return;
+    std::uint64_t bits;
+    std::memcpy(&bits, &v, 8);
+    __builtin_prefetch(&scalarSlots_[mixBits(bits ^ std::uint32_t(Kind::Real64)) & (scalarSlots_.size() - 1)]);
+}
+
 BinaryPlistWriter::Ref BinaryPlistWriter::scalar(Kind kind, std::uint64_t bits) {
     // A table of its own rather than a hash map: a document has two dates and a number in every
     // record, and each is looked up once.

@@ -111,6 +111,8 @@ public:
     // memory at every string.
     static std::uint32_t stringHash(const QString& s);
     void prefetchString(std::uint32_t hash) const;
+    // Likewise for the place of a 64-bit real in the table of numbers.
+    void prefetchReal(double v) const;
     Ref string(const QString& s, std::uint32_t hash);
     Ref integer(std::int64_t v);
     Ref unsignedInteger(std::uint64_t v);
