@@ -75,18 +75,21 @@ void ZKCommonCrypto::setPassword(const QString& p) {
     QString next = p;
     secrets::wipe(password_);
     password_ = std::move(next);
+    keyIsDerived_ = false;
 }
 
 void ZKCommonCrypto::setAESKey(const QByteArray& k) {
     QByteArray next = k;
     secrets::wipe(AESKey_);
     AESKey_ = std::move(next);
+    keyIsDerived_ = false;
 }
 
 void ZKCommonCrypto::freshParameters() {
     IV_ = randomDataOfLength(kIVLength).value_or(QByteArray());
     salt_ = randomDataOfLength(kSaltLength).value_or(QByteArray());
     setAESKey(AESKeyForPassword(password_, salt_));
+    keyIsDerived_ = true;
 }
 
 void ZKCommonCrypto::recalcIV_Salt_AESKey() { freshParameters(); }
@@ -100,6 +103,7 @@ void ZKCommonCrypto::setPasswordToDecrypt(const QString& password, const QByteAr
     setPassword(password);
     IV_ = iv;
     salt_ = salt;
+    keyIsDerived_ = false;
 }
 
 namespace {
@@ -133,7 +137,10 @@ std::optional<QByteArray> ZKCommonCrypto::encryptInPlace(QByteArray&& plain, std
 
 std::optional<QByteArray> ZKCommonCrypto::cipher(const QByteArray& data, QByteArray* consumed, std::uint32_t context,
                                                  std::uint32_t* padding, std::int32_t* error) {
-    setAESKey(AESKeyForPassword(password_, salt_));
+    if (!keyIsDerived_) {
+        setAESKey(AESKeyForPassword(password_, salt_));
+        keyIsDerived_ = true;
+    }
     KeyMaterial m;
     unsigned char* const key = m.key;
     unsigned char* const iv = m.iv;

@@ -59,7 +59,10 @@ public:
     const QString& password() const { return password_; }
     void setPassword(const QString& p);
     const QByteArray& salt() const { return salt_; }
-    void setSalt(const QByteArray& s) { salt_ = s; }
+    void setSalt(const QByteArray& s) {
+        salt_ = s;
+        keyIsDerived_ = false;
+    }
     const QByteArray& AESKey() const { return AESKey_; }
     void setAESKey(const QByteArray& k);
     const QByteArray& IV() const { return IV_; }
@@ -70,7 +73,9 @@ public:
     // Sets password, IV and salt only; the key is derived by the next cipher call.
     void setPasswordToDecrypt(const QString& password, const QByteArray& iv, const QByteArray& salt);
 
-    // The core. `key` is ignored: the key is derived anew from password and salt on every call.
+    // The core. `key` is ignored: the key is the one derived from password and salt. It is
+    // derived again only after one of them (or the key itself) was set, so that a save or an
+    // open of several members costs one derivation instead of one per member.
     // `error` always receives the status of the last step that ran.
     std::optional<QByteArray> doCipher(const QByteArray& data, const QByteArray& key, std::uint32_t context,
                                        std::uint32_t* padding, std::int32_t* error);
@@ -92,6 +97,8 @@ private:
     QByteArray salt_;
     QByteArray AESKey_;
     QByteArray IV_;
+    // Whether AESKey_ is the one derived from the present password and salt.
+    bool keyIsDerived_ = false;
 };
 
 }  // namespace qv

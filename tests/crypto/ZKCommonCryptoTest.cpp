@@ -44,6 +44,19 @@ TEST(Cipher, MatchesAnIndependentAesCbcAndRoundTrips) {
     // The key argument of the core is ignored.
     std::uint32_t padding = 1;
     EXPECT_EQ(reader.decrypt(*sealed, QByteArrayLiteral("anything"), &padding), plain);
+
+    // The key is derived once and kept, but never outlives what it came from: a key set by hand,
+    // another salt or another password is followed by a fresh derivation.
+    reader.setAESKey(QByteArray(32, 'k'));
+    EXPECT_EQ(reader.decrypt(*sealed, &status), plain);
+    EXPECT_EQ(reader.AESKey(), ZKCommonCrypto::AESKeyForPassword(QStringLiteral("password"), kSalt));
+    reader.setSalt(QByteArrayLiteral("pepper!!"));
+    EXPECT_NE(reader.encrypt(QByteArrayLiteral("Quorvane record member"), &status), sealed);
+    EXPECT_EQ(reader.AESKey(), ZKCommonCrypto::AESKeyForPassword(QStringLiteral("password"), "pepper!!"));
+    reader.setSalt(kSalt);
+    reader.setPassword(QStringLiteral("other"));
+    EXPECT_NE(reader.decrypt(*sealed, &status), plain);
+    EXPECT_EQ(reader.AESKey(), ZKCommonCrypto::AESKeyForPassword(QStringLiteral("other"), kSalt));
 }
 
 TEST(Cipher, EdgesOfInputAndFreshParameters) {
