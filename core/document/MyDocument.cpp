@@ -177,23 +177,25 @@ void MyDocument::encryptData() {
     // The records are written as getCopyOfContentArrayForSaveOperation() would copy them, without
     // making the copies: a large document would otherwise hold a second set of its records.
     const QString* categoryIDKey = &internKey(keys::categoryID);
+    Value id;  // the element's category number, kept until the archiver asks for the next one
     auto a1 = KeyedArchiver::archivedArrayWithRewrittenElements(
-        myArray, [categoryIDKey](const Dictionary& record, std::vector<std::pair<const QString*, Value>>& entries) {
+        myArray,
+        [categoryIDKey, &id](const Dictionary& record, std::vector<std::pair<const QString*, const Value*>>& entries) {
             const Dictionary* category = record.get(keys::categoryPtr).dictionaryIfAny();
-            const Value id = Value::integer(category ? category->get(keys::cat_uniqueID).toInt64() : 0);
+            id = Value::integer(category ? category->get(keys::cat_uniqueID).toInt64() : 0);
             bool hadID = false;
             entries.reserve(size_t(record.count()) + 1);
             for (qsizetype i = 0; i < record.count(); ++i) {
                 const QString& key = record.keyAt(i);
                 if (key == keys::categoryPtr) continue;
                 if (key == keys::categoryID) {
-                    entries.emplace_back(&key, id);
+                    entries.emplace_back(&key, &id);
                     hadID = true;
                 } else {
-                    entries.emplace_back(&key, record.valueAt(i));
+                    entries.emplace_back(&key, &record.valueAt(i));
                 }
             }
-            if (!hadID) entries.emplace_back(categoryIDKey, id);
+            if (!hadID) entries.emplace_back(categoryIDKey, &id);
         });
     auto a2 = KeyedArchiver::archivedDataWithRootObject(Value(categories));
     auto a3 = KeyedArchiver::archivedDataWithRootObject(Value(emailArray));

@@ -312,7 +312,7 @@ private:
         const std::uint64_t uid = push(slot);
         std::vector<std::uint64_t> elements;
         elements.reserve(size_t(a.count()));
-        std::vector<std::pair<const QString*, Value>> entries;
+        std::vector<std::pair<const QString*, const Value*>> entries;
         for (const Value& e : a) {
             const Dictionary* d = e.dictionaryIfAny();
             if (!d) {
@@ -327,7 +327,7 @@ private:
             const std::uint64_t elementUid = push(elementSlot);
             if (!dictionaryBody(qsizetype(entries.size()),
                                 [&entries](qsizetype i) -> const QString& { return *entries[size_t(i)].first; },
-                                [&entries](qsizetype i) -> const Value& { return entries[size_t(i)].second; },
+                                [&entries](qsizetype i) -> const Value& { return *entries[size_t(i)].second; },
                                 d->isImmutableClass(), elementSlot, 1, error))
                 return std::nullopt;
             elements.push_back(elementUid);

@@ -40,8 +40,11 @@ public:
     // thousand copies first, the archiver asks the rewrite for each dictionary of the array what
     // its copy would hold (keys from the interned pool, in order) and writes that. The bytes are
     // the same as archiving a new mutable array of such copies.
-    using ElementRewrite =
-        std::function<void(const Dictionary& element, std::vector<std::pair<const QString*, Value>>& entries)>;
+    // The entries point at values rather than holding copies (a copy of every string of every
+    // record cost a count up and down on each); what they point at must stay as it is until
+    // the rewrite is asked for the next element.
+    using ElementRewrite = std::function<void(const Dictionary& element,
+                                              std::vector<std::pair<const QString*, const Value*>>& entries)>;
     static std::optional<QByteArray> archivedArrayWithRewrittenElements(const Array& root, const ElementRewrite& rewrite,
                                                                         QString* error = nullptr);
 };
