@@ -1,5 +1,7 @@
 #include "PropertyList.h"
 
+#include "TwoThreads.h"
+
 #include <QDateTime>
 #include <QTimeZone>
 #include <QXmlStreamReader>
@@ -764,36 +766,56 @@ void BinaryPlistWriter::setDictionary(Ref container, const Ref* keys, const Ref*
 }
 
 QByteArray BinaryPlistWriter::finish(Ref top) const {
-    const int refSize = byteCount(objects_.size());
-    SizeSink size;
-    writeObjects(size, refSize, nullptr);
-    const std::uint64_t offsetTable = size.n + 8;
+    const std::size_t n = objects_.size();
+    const int refSize = byteCount(n);
+    // A large list (a document's records) is measured and written in two halves at once: every
+    // object's bytes depend only on itself and the reference size, and the second half starts
+    // where the first one's measure ends.
+    constexpr std::size_t kTwoThreadObjects = 100000;
+    const std::size_t mid = n >= kTwoThreadObjects ? n / 2 : n;
+    SizeSink first, second;
+    if (mid < n) {
+        onTwoThreads([&] { writeObjects(first, refSize, nullptr, 0, mid); },
+                     [&] { writeObjects(second, refSize, nullptr, mid, n); });
+    } else {
+        writeObjects(first, refSize, nullptr, 0, n);
+    }
+    const std::uint64_t offsetTable = 8 + first.n + second.n;
     const int offsetSize = byteCount(offsetTable);
-    const std::uint64_t total = offsetTable + std::uint64_t(offsetSize) * objects_.size() + 32;
+    const std::uint64_t total = offsetTable + std::uint64_t(offsetSize) * n + 32;
     // Room for one more block, so that a cipher can work on the archive where it lies.
     QByteArray out;
     out.reserve(qsizetype(total) + 16);
     out.resize(qsizetype(total));
-    BufferSink sink{out.data(), out.data()};
-    sink.put(kMagic, 8);
-    writeObjects(sink, refSize, [&](std::size_t i, std::uint64_t at) {
-        // Offsets are written straight into their table, behind the objects.
-        char* o = out.data() + offsetTable + i * std::size_t(offsetSize);
+    char* const base = out.data();
+    std::memcpy(base, kMagic, 8);
+    // Offsets are written straight into their table, behind the objects.
+    auto offset = [base, offsetTable, offsetSize](std::size_t i, std::uint64_t at) {
+        char* o = base + offsetTable + i * std::size_t(offsetSize);
         for (int k = offsetSize - 1; k >= 0; --k) *o++ = char((at >> (8 * k)) & 0xFF);
-    });
-    sink.p = out.data() + offsetTable + std::uint64_t(offsetSize) * objects_.size();
-    sink.put("\0\0\0\0\0\0", 6);
-    sink.put(char(offsetSize));
-    sink.put(char(refSize));
-    sink.putUInt(objects_.size(), 8);
-    sink.putUInt(top, 8);
-    sink.putUInt(offsetTable, 8);
+    };
+    BufferSink head{base, base + 8};
+    BufferSink tail{base, base + 8 + first.n};
+    if (mid < n) {
+        onTwoThreads([&] { writeObjects(head, refSize, offset, 0, mid); },
+                     [&] { writeObjects(tail, refSize, offset, mid, n); });
+    } else {
+        writeObjects(head, refSize, offset, 0, n);
+    }
+    BufferSink trailer{base, base + offsetTable + std::uint64_t(offsetSize) * n};
+    trailer.put("\0\0\0\0\0\0", 6);
+    trailer.put(char(offsetSize));
+    trailer.put(char(refSize));
+    trailer.putUInt(n, 8);
+    trailer.putUInt(top, 8);
+    trailer.putUInt(offsetTable, 8);
     return out;
 }
 
 template <typename Sink, typename OnOffset>
-void BinaryPlistWriter::writeObjects(Sink& out, int refSize, OnOffset onOffset) const {
-    for (std::size_t i = 0; i < objects_.size(); ++i) {
+void BinaryPlistWriter::writeObjects(Sink& out, int refSize, OnOffset onOffset, std::size_t from,
+                                     std::size_t to) const {
+    for (std::size_t i = from; i < to; ++i) {
         const Entry& e = objects_[i];
         if constexpr (!std::is_same_v<OnOffset, std::nullptr_t>) onOffset(i, out.position());
         switch (e.kind) {

@@ -147,7 +147,7 @@ private:
     };
     Ref add(Kind kind, std::uint32_t index, std::uint32_t count = 0);
     template <typename Sink, typename OnOffset>
-    void writeObjects(Sink& out, int refSize, OnOffset onOffset) const;
+    void writeObjects(Sink& out, int refSize, OnOffset onOffset, std::size_t from, std::size_t to) const;
     Ref scalar(Kind kind, std::uint64_t bits);
 
     std::vector<Entry> objects_;
