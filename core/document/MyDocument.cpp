@@ -177,10 +177,9 @@ void MyDocument::encryptData() {
     // The records are written as getCopyOfContentArrayForSaveOperation() would copy them, without
     // making the copies: a large document would otherwise hold a second set of its records.
     const QString* categoryIDKey = &internKey(keys::categoryID);
-    Value id;  // the element's category number, kept until the archiver asks for the next one
     auto a1 = KeyedArchiver::archivedArrayWithRewrittenElements(
-        myArray,
-        [categoryIDKey, &id](const Dictionary& record, std::vector<std::pair<const QString*, const Value*>>& entries) {
+        myArray, [categoryIDKey](const Dictionary& record, std::vector<std::pair<const QString*, const Value*>>& entries,
+                                 Value& id) {
             const Dictionary* category = record.get(keys::categoryPtr).dictionaryIfAny();
             id = Value::integer(category ? category->get(keys::cat_uniqueID).toInt64() : 0);
             bool hadID = false;

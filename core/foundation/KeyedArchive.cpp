@@ -312,28 +312,92 @@ private:
         const std::uint64_t uid = push(slot);
         std::vector<std::uint64_t> elements;
         elements.reserve(size_t(a.count()));
-        std::vector<std::pair<const QString*, const Value*>> entries;
-        for (const Value& e : a) {
-            const Dictionary* d = e.dictionaryIfAny();
-            if (!d) {
-                auto u = encode(e, 1, error);
-                if (!u) return std::nullopt;
-                elements.push_back(*u);
-                continue;
+        const qsizetype n = a.count();
+        qsizetype done = 0;
+        bool failed = false;
+        auto ownHalf = [&](qsizetype to) {
+            Entries entries;
+            Value extra;
+            for (; done < to && !failed; ++done) {
+                auto u = encodeElement(a.at(done), rewrite, entries, extra, error);
+                if (!u) failed = true;
+                else elements.push_back(*u);
             }
+        };
+        // A large array (a document's records) is written in two halves at once when its
+        // elements hold nothing but plain values; see encodePart().
+        constexpr qsizetype kTwoThreadElements = 20000;
+        if (n >= kTwoThreadElements) {
+            const qsizetype mid = n / 2;
+            Archiver part;
+            std::vector<std::uint64_t> partElements;
+            bool partDone = false;
+            onTwoThreads([&] { ownHalf(mid); },
+                         [&] { partDone = part.encodePart(a, mid, n, rewrite, partElements); });
+            if (failed) return std::nullopt;
+            if (partDone) {
+                const auto shift = Ref(w_.objectCount());
+                const std::uint64_t uidShift = objects_.size() - 1;
+                w_.append(std::move(part.w_), uidShift);
+                for (std::size_t i = 1; i < part.objects_.size(); ++i) objects_.push_back(part.objects_[i] + shift);
+                for (const std::uint64_t u : partElements) elements.push_back(u == 0 ? 0 : u + uidShift);
+                done = n;
+            }
+        }
+        ownHalf(n);
+        if (failed) return std::nullopt;
+        object({{"NS.objects", uids(elements)}}, classFor("Array", true), slot);
+        return uid;
+    }
+
+    using Entries = std::vector<std::pair<const QString*, const Value*>>;
+
+    std::optional<std::uint64_t> encodeElement(const Value& e, const KeyedArchiver::ElementRewrite& rewrite,
+                                               Entries& entries, Value& extra, QString* error) {
+        const Dictionary* d = e.dictionaryIfAny();
+        if (!d) return encode(e, 1, error);
+        entries.clear();
+        rewrite(*d, entries, extra);
+        const Ref elementSlot = w_.reserve();
+        const std::uint64_t elementUid = push(elementSlot);
+        if (!dictionaryBody(qsizetype(entries.size()),
+                            [&entries](qsizetype i) -> const QString& { return *entries[size_t(i)].first; },
+                            [&entries](qsizetype i) -> const Value& { return *entries[size_t(i)].second; },
+                            d->isImmutableClass(), elementSlot, 1, error))
+            return std::nullopt;
+        return elementUid;
+    }
+
+    // Archives elements [from, to) on its own, as the second half of a large array, into UIDs
+    // of its own (0 stays "$null": a place is kept for it) that the first half's archiver then
+    // raises past its own. Nothing is shared with the first half, so a string in both halves is
+    // written twice; that is harmless for strings, numbers and dates, but a container would lose
+    // its identity, so any element holding one (or not being a dictionary) gives up the attempt
+    // (false) and the first half's archiver goes on alone, as if no attempt had been made.
+    bool encodePart(const Array& a, qsizetype from, qsizetype to, const KeyedArchiver::ElementRewrite& rewrite,
+                    std::vector<std::uint64_t>& elements) {
+        objects_.push_back(0);
+        Entries entries;
+        Value extra;
+        elements.reserve(size_t(to - from));
+        for (qsizetype i = from; i < to; ++i) {
+            const Dictionary* d = a.at(i).dictionaryIfAny();
+            if (!d) return false;
             entries.clear();
-            rewrite(*d, entries);
+            rewrite(*d, entries, extra);
+            for (const auto& entry : entries)
+                if (entry.second->isDictionary() || entry.second->isArray()) return false;
             const Ref elementSlot = w_.reserve();
             const std::uint64_t elementUid = push(elementSlot);
             if (!dictionaryBody(qsizetype(entries.size()),
-                                [&entries](qsizetype i) -> const QString& { return *entries[size_t(i)].first; },
-                                [&entries](qsizetype i) -> const Value& { return *entries[size_t(i)].second; },
-                                d->isImmutableClass(), elementSlot, 1, error))
-                return std::nullopt;
+                                [&entries](qsizetype k) -> const QString& { return *entries[size_t(k)].first; },
+                                [&entries](qsizetype k) -> const Value& { return *entries[size_t(k)].second; },
+                                d->isImmutableClass(), elementSlot, 1, nullptr))
+                return false;
             elements.push_back(elementUid);
         }
-        object({{"NS.objects", uids(elements)}}, classFor("Array", true), slot);
-        return uid;
+        finishMutableObjects();
+        return true;
     }
 
 public:

@@ -38,13 +38,16 @@ public:
 
     // Saving writes every record as a copy with a few keys changed. Instead of making a hundred
     // thousand copies first, the archiver asks the rewrite for each dictionary of the array what
-    // its copy would hold (keys from the interned pool, in order) and writes that. The bytes are
-    // the same as archiving a new mutable array of such copies.
+    // its copy would hold (keys from the interned pool, in order) and writes that. It reads back
+    // as a new mutable array of such copies would.
     // The entries point at values rather than holding copies (a copy of every string of every
     // record cost a count up and down on each); what they point at must stay as it is until
-    // the rewrite is asked for the next element.
-    using ElementRewrite = std::function<void(const Dictionary& element,
-                                              std::vector<std::pair<const QString*, const Value*>>& entries)>;
+    // the rewrite is asked for the next element. A value made for the copy goes in `extra`.
+    // A large array is written by two threads at once, so the rewrite is called from both and
+    // must only read what it is given.
+    using ElementRewrite =
+        std::function<void(const Dictionary& element, std::vector<std::pair<const QString*, const Value*>>& entries,
+                           Value& extra)>;
     static std::optional<QByteArray> archivedArrayWithRewrittenElements(const Array& root, const ElementRewrite& rewrite,
                                                                         QString* error = nullptr);
 };

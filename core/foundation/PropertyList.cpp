@@ -765,6 +765,47 @@ void BinaryPlistWriter::setDictionary(Ref container, const Ref* keys, const Ref*
     refs_.insert(refs_.end(), values, values + count);
 }
 
+void BinaryPlistWriter::append(BinaryPlistWriter&& other, std::uint64_t uidShift) {
+    const auto shift = Ref(objects_.size());
+    const auto stringBase = std::uint32_t(strings_.size());
+    const auto scalarBase = std::uint32_t(scalars_.size());
+    const auto blobBase = std::uint32_t(blobs_.size());
+    const auto refBase = std::uint32_t(refs_.size());
+    scalars_.insert(scalars_.end(), other.scalars_.begin(), other.scalars_.end());
+    objects_.reserve(objects_.size() + other.objects_.size());
+    for (Entry e : other.objects_) {
+        switch (e.kind) {
+        case Kind::String: e.index += stringBase; break;
+        case Kind::Int:
+        case Kind::UInt:
+        case Kind::Real64:
+        case Kind::Real32:
+        case Kind::Date: e.index += scalarBase; break;
+        case Kind::Uid:
+            e.index += scalarBase;
+            if (scalars_[e.index] != 0) scalars_[e.index] += uidShift;
+            break;
+        case Kind::SmallUid:
+            if (e.index != 0) e.index = std::uint32_t(e.index + uidShift);
+            break;
+        case Kind::Data: e.index += blobBase; break;
+        case Kind::Array:
+        case Kind::Dictionary: e.index += refBase; break;
+        case Kind::Null:
+        case Kind::False:
+        case Kind::True:
+        case Kind::Unset: break;
+        }
+        objects_.push_back(e);
+    }
+    strings_.reserve(strings_.size() + other.strings_.size());
+    for (QString& t : other.strings_) strings_.push_back(std::move(t));
+    for (QByteArray& b : other.blobs_) blobs_.push_back(std::move(b));
+    refs_.reserve(refs_.size() + other.refs_.size());
+    for (const Ref r : other.refs_) refs_.push_back(r + shift);
+    other = BinaryPlistWriter();
+}
+
 QByteArray BinaryPlistWriter::finish(Ref top) const {
     const std::size_t n = objects_.size();
     const int refSize = byteCount(n);

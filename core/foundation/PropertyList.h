@@ -134,6 +134,13 @@ public:
     void setDictionary(Ref container, const Ref* keys, const Ref* values, std::size_t count);
 
     std::size_t objectCount() const { return objects_.size(); }
+
+    // Takes over the objects another writer built apart (on another thread), placing them after
+    // this writer's own: their references to one another follow them, and each UID they hold is
+    // raised by uidShift except UID 0, which is the archive's "$null" in both. The other writer
+    // is left empty. What the two have in common is not merged: it is written twice, which any
+    // reader accepts.
+    void append(BinaryPlistWriter&& other, std::uint64_t uidShift);
     QByteArray finish(Ref top) const;
 
 private:

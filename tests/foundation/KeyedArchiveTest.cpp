@@ -152,6 +152,72 @@ TEST(KeyedArchive, ALargeArrayDecodedOnTwoThreadsIsTheSame) {
     EXPECT_TRUE(error.contains(QLatin1String("0x0f"))) << error.toStdString();
 }
 
+TEST(KeyedArchive, ALargeRewrittenArrayIsWrittenInTwoHalvesAndReadsBack) {
+    // Each element's copy drops "skip" and gains "number", as saving's rewrite does with a
+    // record's category. Values shared across the halves: a pin, a date, a mutable string.
+    const QString name = QStringLiteral("name"), pin = QStringLiteral("pin"), skip = QStringLiteral("skip"),
+                  note = QStringLiteral("note"), when = QStringLiteral("when"), number = QStringLiteral("number");
+    const Value sharedNote = Value(QStringLiteral("mutable note")).withMutableClass(true);
+    auto makeRecords = [&](int count) {
+        Array records;
+        for (int i = 0; i < count; ++i) {
+            Dictionary r{{name, Value(QStringLiteral("Record %1").arg(i))}, {pin, Value("1234")},
+                         {skip, Value::integer(i)}, {when, Value::date(i % 3)}};
+            if (i % 1000 == 0) r.set(note, sharedNote);
+            if (i % 2) r.set(QStringLiteral("small"), Value::real32(0.5f));
+            records.append(Value(r));
+        }
+        return records;
+    };
+    const KeyedArchiver::ElementRewrite rewrite =
+        [&](const Dictionary& d, std::vector<std::pair<const QString*, const Value*>>& entries, Value& extra) {
+            extra = Value::integer(d.get(name).toString().size());
+            for (qsizetype i = 0; i < d.count(); ++i)
+                if (d.keyAt(i) != skip) entries.emplace_back(&d.keyAt(i), &d.valueAt(i));
+            entries.emplace_back(&number, &extra);
+        };
+    auto expectedCopies = [&](const Array& records) {
+        Array copies;
+        for (const Value& v : records) {
+            Dictionary c = v.toDictionary().shallowCopy();
+            c.remove(skip);
+            c.set(number, Value::integer(c.value(name).toString().size()));
+            copies.append(Value(c));
+        }
+        return Value(copies);
+    };
+    auto occurrences = [](const QByteArray& bytes, const QByteArray& what) {
+        int n = 0;
+        for (qsizetype at = bytes.indexOf(what); at >= 0; at = bytes.indexOf(what, at + 1)) ++n;
+        return n;
+    };
+
+    const Array records = makeRecords(24000);
+    QString error;
+    const auto bytes = KeyedArchiver::archivedArrayWithRewrittenElements(records, rewrite, &error);
+    ASSERT_TRUE(bytes) << error.toStdString();
+    auto back = unarchive(*bytes);
+    ASSERT_TRUE(back);
+    test::expectStrictlyEqual(expectedCopies(records), *back);
+    // Each half wrote the shared pin once: the halves really were written apart.
+    EXPECT_EQ(occurrences(*bytes, QByteArray("\x54" "1234")), 2);
+
+    // A container in the second half sends the whole array through one archiver, so that a
+    // container in both halves is still one object when read back.
+    Array withShared = makeRecords(24000);
+    const Array list{Value("a"), Value("b")};
+    withShared.at(5).toDictionary().set(QStringLiteral("list"), Value(list));
+    withShared.at(23000).toDictionary().set(QStringLiteral("list"), Value(list));
+    const auto whole = KeyedArchiver::archivedArrayWithRewrittenElements(withShared, rewrite, &error);
+    ASSERT_TRUE(whole);
+    back = unarchive(*whole);
+    ASSERT_TRUE(back);
+    test::expectStrictlyEqual(expectedCopies(withShared), *back);
+    EXPECT_EQ(occurrences(*whole, QByteArray("\x54" "1234")), 1);
+    EXPECT_TRUE(back->toArray().at(5).toDictionary().value(QStringLiteral("list")).toArray().isSameObject(
+        back->toArray().at(23000).toDictionary().value(QStringLiteral("list")).toArray()));
+}
+
 TEST(KeyedArchive, NotANumberAndInfinitiesSurvive) {
     // Found by fuzzing: a date or a rectangle holding NaN must come back as NaN.
     const double nan = std::nan("");
