@@ -11,6 +11,8 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <stdexcept>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -510,7 +512,9 @@ struct SizeSink {
     std::uint64_t n = 0;
     void put(char) { ++n; }
     void putUInt(std::uint64_t, int size) { n += std::uint64_t(size); }
-    void putRefs(const std::uint32_t*, std::uint32_t count, int size) { n += std::uint64_t(count) * std::uint64_t(size); }
+    void putRefs(const std::uint32_t*, std::uint32_t count, int size, std::uint32_t) {
+        n += std::uint64_t(count) * std::uint64_t(size);
+    }
     void put(const char*, std::size_t len) { n += len; }
     void putUtf16(const QString& s) { n += 2 * std::uint64_t(s.size()); }
     void putLatin1(const QString& s) { n += std::uint64_t(s.size()); }
@@ -523,25 +527,25 @@ struct BufferSink {
     void putUInt(std::uint64_t v, int size) {
         for (int i = size - 1; i >= 0; --i) *p++ = char((v >> (8 * i)) & 0xFF);
     }
-    void putRefs(const std::uint32_t* refs, std::uint32_t count, int size) {
+    void putRefs(const std::uint32_t* refs, std::uint32_t count, int size, std::uint32_t shift) {
         switch (size) {
         case 1:
-            for (std::uint32_t i = 0; i < count; ++i) *p++ = char(refs[i]);
+            for (std::uint32_t i = 0; i < count; ++i) *p++ = char(refs[i] + shift);
             break;
         case 2:
             for (std::uint32_t i = 0; i < count; ++i) {
-                qToBigEndian<quint16>(quint16(refs[i]), p);
+                qToBigEndian<quint16>(quint16(refs[i] + shift), p);
                 p += 2;
             }
             break;
         case 4:
             for (std::uint32_t i = 0; i < count; ++i) {
-                qToBigEndian<quint32>(refs[i], p);
+                qToBigEndian<quint32>(refs[i] + shift, p);
                 p += 4;
             }
             break;
         default:
-            for (std::uint32_t i = 0; i < count; ++i) putUInt(refs[i], size);
+            for (std::uint32_t i = 0; i < count; ++i) putUInt(std::uint64_t(refs[i]) + shift, size);
         }
     }
     void put(char c) { *p++ = c; }
@@ -607,8 +611,10 @@ bool isAscii(const QString& s) {
 
 BinaryPlistWriter::Ref BinaryPlistWriter::add(Kind kind, std::uint32_t index, std::uint32_t count) {
     objects_.push_back(Entry{kind, index, count});
-    return Ref(objects_.size() - 1);
+    return Ref(objects_.size() - 1 + partCount_);
 }
+
+std::size_t BinaryPlistWriter::objectCount() const { return objects_.size() + partCount_; }
 
 namespace {
 // Spreads the bits of a number over the whole word: dates and reals differ mostly in bits that a
@@ -683,7 +689,7 @@ BinaryPlistWriter::Ref BinaryPlistWriter::string(const QString& s, std::uint32_t
         const std::uint64_t slot = stringSlots_[i];
         if (std::uint32_t(slot >> 32) != hash) continue;
         const Ref r = Ref(slot & 0xFFFFFFFFu);
-        if (strings_[objects_[r].index] == s) return r;
+        if (strings_[entry(r).index] == s) return r;
     }
     strings_.push_back(s);
     // The count field of a string entry says whether it is written as ASCII.
@@ -732,7 +738,7 @@ BinaryPlistWriter::Ref BinaryPlistWriter::uid(std::uint64_t v) {
     // a table beats hashing here.
     // An archive's UIDs never exceed its own object count; a stray large one (a property list
     // read from elsewhere) is hashed instead of growing the table to its size.
-    if (v < 2 * std::uint64_t(objects_.size()) + 1024) {
+    if (v < 2 * std::uint64_t(objectCount()) + 1024) {
         if (v >= uidRefs_.size()) uidRefs_.resize(std::max(size_t(v) + 1, 2 * uidRefs_.size()), UINT32_MAX);
         Ref& r = uidRefs_[size_t(v)];
         if (r == UINT32_MAX) r = add(Kind::SmallUid, std::uint32_t(v));  // the value itself, no scalar
@@ -749,7 +755,7 @@ BinaryPlistWriter::Ref BinaryPlistWriter::null() {
 BinaryPlistWriter::Ref BinaryPlistWriter::reserve() { return add(Kind::Unset, 0); }
 
 void BinaryPlistWriter::setArray(Ref container, const Ref* elements, std::size_t count) {
-    Entry& e = objects_.at(container);
+    Entry& e = entry(container);
     e.kind = Kind::Array;
     e.index = std::uint32_t(refs_.size());
     e.count = std::uint32_t(count);
@@ -757,7 +763,7 @@ void BinaryPlistWriter::setArray(Ref container, const Ref* elements, std::size_t
 }
 
 void BinaryPlistWriter::setDictionary(Ref container, const Ref* keys, const Ref* values, std::size_t count) {
-    Entry& e = objects_.at(container);
+    Entry& e = entry(container);
     e.kind = Kind::Dictionary;
     e.index = std::uint32_t(refs_.size());
     e.count = std::uint32_t(count);
@@ -766,62 +772,57 @@ void BinaryPlistWriter::setDictionary(Ref container, const Ref* keys, const Ref*
 }
 
 void BinaryPlistWriter::append(BinaryPlistWriter&& other, std::uint64_t uidShift) {
-    const auto shift = Ref(objects_.size());
-    const auto stringBase = std::uint32_t(strings_.size());
-    const auto scalarBase = std::uint32_t(scalars_.size());
-    const auto blobBase = std::uint32_t(blobs_.size());
-    const auto refBase = std::uint32_t(refs_.size());
-    scalars_.insert(scalars_.end(), other.scalars_.begin(), other.scalars_.end());
-    objects_.reserve(objects_.size() + other.objects_.size());
-    for (Entry e : other.objects_) {
-        switch (e.kind) {
-        case Kind::String: e.index += stringBase; break;
-        case Kind::Int:
-        case Kind::UInt:
-        case Kind::Real64:
-        case Kind::Real32:
-        case Kind::Date: e.index += scalarBase; break;
-        case Kind::Uid:
-            e.index += scalarBase;
-            if (scalars_[e.index] != 0) scalars_[e.index] += uidShift;
-            break;
-        case Kind::SmallUid:
-            if (e.index != 0) e.index = std::uint32_t(e.index + uidShift);
-            break;
-        case Kind::Data: e.index += blobBase; break;
-        case Kind::Array:
-        case Kind::Dictionary: e.index += refBase; break;
-        case Kind::Null:
-        case Kind::False:
-        case Kind::True:
-        case Kind::Unset: break;
-        }
-        objects_.push_back(e);
-    }
-    strings_.reserve(strings_.size() + other.strings_.size());
-    for (QString& t : other.strings_) strings_.push_back(std::move(t));
-    for (QByteArray& b : other.blobs_) blobs_.push_back(std::move(b));
-    refs_.reserve(refs_.size() + other.refs_.size());
-    for (const Ref r : other.refs_) refs_.push_back(r + shift);
+    // Kept as it is and written in its place by finish(): copying a half of a large archive's
+    // tables into this one's cost time and, for a while, their memory twice.
+    if (part_ || other.part_) throw std::logic_error("a property list writer takes one part only");
+    partAt_ = Ref(objects_.size());
+    partCount_ = Ref(other.objects_.size());
+    partUidShift_ = uidShift;
+    part_ = std::make_unique<BinaryPlistWriter>(std::move(other));
     other = BinaryPlistWriter();
 }
 
 QByteArray BinaryPlistWriter::finish(Ref top) const {
-    const std::size_t n = objects_.size();
+    const std::size_t n = objectCount();
     const int refSize = byteCount(n);
+    // The objects in the order they are written: this writer's own up to where a part was
+    // attached, the part's, then the rest of this writer's.
+    struct Piece {
+        const BinaryPlistWriter* writer;
+        std::size_t from, to;  // entries of that writer
+        Ref refShift;          // added to the part's references to its own objects
+        std::uint64_t uidShift;
+        std::size_t first;     // the final reference of `from`
+        SizeSink size;
+    };
+    std::vector<Piece> pieces;
     // A large list (a document's records) is measured and written in two halves at once: every
-    // object's bytes depend only on itself and the reference size, and the second half starts
-    // where the first one's measure ends.
+    // object's bytes depend only on itself and the reference size, and each piece starts where
+    // the measure of those before it ends.
     constexpr std::size_t kTwoThreadObjects = 100000;
-    const std::size_t mid = n >= kTwoThreadObjects ? n / 2 : n;
-    SizeSink first, second;
-    if (mid < n) {
-        onTwoThreads([&] { writeObjects(first, refSize, nullptr, 0, mid); },
-                     [&] { writeObjects(second, refSize, nullptr, mid, n); });
+    if (part_) {
+        pieces.push_back(Piece{this, 0, partAt_, 0, 0, 0, {}});
+        pieces.push_back(Piece{part_.get(), 0, partCount_, partAt_, partUidShift_, partAt_, {}});
+        pieces.push_back(Piece{this, partAt_, objects_.size(), 0, 0, std::size_t(partAt_) + partCount_, {}});
+    } else if (n >= kTwoThreadObjects) {
+        pieces.push_back(Piece{this, 0, n / 2, 0, 0, 0, {}});
+        pieces.push_back(Piece{this, n / 2, n, 0, 0, n / 2, {}});
     } else {
-        writeObjects(first, refSize, nullptr, 0, n);
+        pieces.push_back(Piece{this, 0, n, 0, 0, 0, {}});
     }
-    const std::uint64_t offsetTable = 8 + first.n + second.n;
+    // The first piece on this thread, the others on a second one.
+    auto forEachPiece = [&pieces](auto&& work) {
+        if (pieces.size() == 1) return work(pieces[0]);
+        onTwoThreads([&] { work(pieces[0]); },
+                     [&] {
+                         for (std::size_t k = 1; k < pieces.size(); ++k) work(pieces[k]);
+                     });
+    };
+    forEachPiece([refSize](Piece& p) {
+        p.writer->writeObjects(p.size, refSize, nullptr, p.from, p.to, p.refShift, p.uidShift);
+    });
+    std::uint64_t offsetTable = 8;
+    for (const Piece& p : pieces) offsetTable += p.size.n;
     const int offsetSize = byteCount(offsetTable);
     const std::uint64_t total = offsetTable + std::uint64_t(offsetSize) * n + 32;
     // Room for one more block, so that a cipher can work on the archive where it lies.
@@ -830,19 +831,24 @@ QByteArray BinaryPlistWriter::finish(Ref top) const {
     out.resize(qsizetype(total));
     char* const base = out.data();
     std::memcpy(base, kMagic, 8);
-    // Offsets are written straight into their table, behind the objects.
-    auto offset = [base, offsetTable, offsetSize](std::size_t i, std::uint64_t at) {
-        char* o = base + offsetTable + i * std::size_t(offsetSize);
-        for (int k = offsetSize - 1; k >= 0; --k) *o++ = char((at >> (8 * k)) & 0xFF);
-    };
-    BufferSink head{base, base + 8};
-    BufferSink tail{base, base + 8 + first.n};
-    if (mid < n) {
-        onTwoThreads([&] { writeObjects(head, refSize, offset, 0, mid); },
-                     [&] { writeObjects(tail, refSize, offset, mid, n); });
-    } else {
-        writeObjects(head, refSize, offset, 0, n);
+    std::vector<std::uint64_t> starts;
+    std::uint64_t at = 8;
+    for (const Piece& p : pieces) {
+        starts.push_back(at);
+        at += p.size.n;
     }
+    forEachPiece([&](Piece& p) {
+        BufferSink sink{base, base + starts[std::size_t(&p - pieces.data())]};
+        // Offsets are written straight into their table, behind the objects.
+        const std::size_t first = p.first, from = p.from;
+        p.writer->writeObjects(
+            sink, refSize,
+            [base, offsetTable, offsetSize, first, from](std::size_t i, std::uint64_t position) {
+                char* o = base + offsetTable + (first + (i - from)) * std::size_t(offsetSize);
+                for (int k = offsetSize - 1; k >= 0; --k) *o++ = char((position >> (8 * k)) & 0xFF);
+            },
+            p.from, p.to, p.refShift, p.uidShift);
+    });
     BufferSink trailer{base, base + offsetTable + std::uint64_t(offsetSize) * n};
     trailer.put("\0\0\0\0\0\0", 6);
     trailer.put(char(offsetSize));
@@ -854,8 +860,8 @@ QByteArray BinaryPlistWriter::finish(Ref top) const {
 }
 
 template <typename Sink, typename OnOffset>
-void BinaryPlistWriter::writeObjects(Sink& out, int refSize, OnOffset onOffset, std::size_t from,
-                                     std::size_t to) const {
+void BinaryPlistWriter::writeObjects(Sink& out, int refSize, OnOffset onOffset, std::size_t from, std::size_t to,
+                                     Ref refShift, std::uint64_t uidShift) const {
     for (std::size_t i = from; i < to; ++i) {
         const Entry& e = objects_[i];
         if constexpr (!std::is_same_v<OnOffset, std::nullptr_t>) onOffset(i, out.position());
@@ -908,7 +914,8 @@ void BinaryPlistWriter::writeObjects(Sink& out, int refSize, OnOffset onOffset, 
         }
         case Kind::Uid:
         case Kind::SmallUid: {
-            const std::uint64_t v = e.kind == Kind::SmallUid ? e.index : scalars_[e.index];
+            std::uint64_t v = e.kind == Kind::SmallUid ? e.index : scalars_[e.index];
+            if (v != 0) v += uidShift;  // UID 0, "$null", is the same in every part
             const int n = byteCount(v);
             out.put(char(0x80 | (n - 1)));
             out.putUInt(v, n);
@@ -918,7 +925,7 @@ void BinaryPlistWriter::writeObjects(Sink& out, int refSize, OnOffset onOffset, 
         case Kind::Dictionary: {
             putMarkerAndCount(out, e.kind == Kind::Array ? 0xA : 0xD, e.count);
             const std::uint32_t n = e.kind == Kind::Array ? e.count : 2 * e.count;
-            out.putRefs(refs_.data() + e.index, n, refSize);
+            out.putRefs(refs_.data() + e.index, n, refSize, refShift);
             break;
         }
         }

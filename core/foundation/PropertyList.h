@@ -13,6 +13,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -133,13 +134,13 @@ public:
     }
     void setDictionary(Ref container, const Ref* keys, const Ref* values, std::size_t count);
 
-    std::size_t objectCount() const { return objects_.size(); }
+    std::size_t objectCount() const;
 
     // Takes over the objects another writer built apart (on another thread), placing them after
-    // this writer's own: their references to one another follow them, and each UID they hold is
-    // raised by uidShift except UID 0, which is the archive's "$null" in both. The other writer
-    // is left empty. What the two have in common is not merged: it is written twice, which any
-    // reader accepts.
+    // this writer's own (objects added later follow them): their references to one another
+    // follow them, and each UID they hold is raised by uidShift except UID 0, which is the
+    // archive's "$null" in both. The other writer is left empty; a writer takes one part only.
+    // What the two have in common is not merged: it is written twice, which any reader accepts.
     void append(BinaryPlistWriter&& other, std::uint64_t uidShift);
     QByteArray finish(Ref top) const;
 
@@ -154,7 +155,11 @@ private:
     };
     Ref add(Kind kind, std::uint32_t index, std::uint32_t count = 0);
     template <typename Sink, typename OnOffset>
-    void writeObjects(Sink& out, int refSize, OnOffset onOffset, std::size_t from, std::size_t to) const;
+    void writeObjects(Sink& out, int refSize, OnOffset onOffset, std::size_t from, std::size_t to, Ref refShift,
+                      std::uint64_t uidShift) const;
+    // The entry of a reference of this writer's own (not of its part).
+    Entry& entry(Ref r) { return objects_.at(r < partAt_ ? r : r - partCount_); }
+    const Entry& entry(Ref r) const { return objects_[r < partAt_ ? r : r - partCount_]; }
     Ref scalar(Kind kind, std::uint64_t bits);
 
     std::vector<Entry> objects_;
@@ -173,6 +178,11 @@ private:
     std::vector<ScalarSlot> scalarSlots_;
     std::vector<Ref> uidRefs_;
     Ref nullRef_ = UINT32_MAX;
+    // The part taken over by append(), written between this writer's objects before and after.
+    std::unique_ptr<BinaryPlistWriter> part_;
+    Ref partAt_ = UINT32_MAX;
+    Ref partCount_ = 0;
+    std::uint64_t partUidShift_ = 0;
 };
 
 }  // namespace qv

@@ -164,6 +164,20 @@ def our_documents(d):
     check(root2["salt"] != root["salt"] and root2["IV"] != root["IV"], "each save has a new salt and IV")
 
 
+def large_document(d):
+    # Enough records for a save to write them on two threads; what comes back here must be
+    # every record as it went in, in order, with its category id.
+    cats = [category("Work", 5), category("Home", 9)]
+    recs = [record("Site %d" % i, 5 if i % 3 else 9, pin="%04d" % (i % 50), usageCount=i) for i in range(24000)]
+    path, out = os.path.join(d, "large.qvane"), os.path.join(d, "large-converted.qvane")
+    write_document(path, "secret", recs, cats, [], EPOCH)
+    r = qvane("convert", path, out, "--password-stdin", stdin="secret\n")
+    check(r.returncode == 0, "a large document converts: " + r.stderr.decode())
+    if r.returncode == 0:
+        _, m = read_document(out, "secret")
+        check(m["dataArrayData"] == recs, "its records read back here exactly as written")
+
+
 def damaged(d):
     path = os.path.join(d, "damaged.qvane")
     write_document(path, "secret", [record("X", 1)], [category("C", 1)], [], EPOCH)
@@ -183,5 +197,6 @@ def damaged(d):
 with tempfile.TemporaryDirectory() as tmp:
     foreign_documents(tmp)
     our_documents(tmp)
+    large_document(tmp)
     damaged(tmp)
 check.finish()
