@@ -257,10 +257,12 @@ TEST(SessionLock, DesktopSignalsLockEveryDocumentOnlyWhenTheUserAskedForIt) {
         m.setArguments(args);
         connection.send(m);
     };
-    send(QStringLiteral("/org/freedesktop/ScreenSaver"), QStringLiteral("org.freedesktop.ScreenSaver"),
-         QStringLiteral("ActiveChanged"), {false});  // the screen comes back: nothing to do
-    send(QStringLiteral("/org/freedesktop/ScreenSaver"), QStringLiteral("org.freedesktop.ScreenSaver"),
-         QStringLiteral("ActiveChanged"), {true});
+    const auto screenSaver = [&](bool active) {
+        send(QStringLiteral("/org/freedesktop/ScreenSaver"), QStringLiteral("org.freedesktop.ScreenSaver"),
+             QStringLiteral("ActiveChanged"), {active});
+    };
+    screenSaver(false);  // the screen comes back: nothing to do
+    screenSaver(true);
     send(QStringLiteral("/org/gnome/ScreenSaver"), QStringLiteral("org.gnome.ScreenSaver"),
          QStringLiteral("ActiveChanged"), {true});
     send(QStringLiteral("/org/freedesktop/login1"), QStringLiteral("org.freedesktop.login1.Manager"),
@@ -281,23 +283,17 @@ TEST(SessionLock, DesktopSignalsLockEveryDocumentOnlyWhenTheUserAskedForIt) {
     DocumentController controller;
     controller.setAutosavingDelay(0);
     controller.setServices(&services);
-    EXPECT_FALSE(defaults.boolForKey(prefs::lockDocumentsWhenSessionLocks));
-    EXPECT_EQ(defaults.integerForKey(prefs::clearClipboardAfter), 0);
     DocumentWindow* w = openEdited(controller, path, QStringLiteral("secret"));
     ASSERT_NE(w, nullptr);
     ASSERT_FALSE(w->document().isEncrypted());
-    const auto screenLocks = [&] {
-        send(QStringLiteral("/org/freedesktop/ScreenSaver"), QStringLiteral("org.freedesktop.ScreenSaver"),
-             QStringLiteral("ActiveChanged"), {true});
-    };
-    screenLocks();
+    screenSaver(true);
     QTest::qWait(200);
     EXPECT_FALSE(w->document().isEncrypted());  // not asked for: as it always was
 
     defaults.setObject(prefs::lockDocumentsWhenSessionLocks, Value::boolean(true));
     controller.applyLockWhenSessionLocks();
     QTest::qWait(100);
-    screenLocks();
+    screenSaver(true);
     EXPECT_TRUE(waitFor([&] { return w->document().isEncrypted(); }));
     w->close();
     connection.disconnectFromBus(QStringLiteral("quorvane-test-bus"));
