@@ -90,11 +90,10 @@ TEST(Editing, AddDuplicateDeleteWithUndoAndRedo) {
     o.browser->undoManager().redo();
     EXPECT_EQ(o.doc.myArray.count(), 4);
 
-    // Duplicate goes behind the selection and has no usage count.
+    // Duplicate goes behind the selection.
     o.browser->myArrayController().setSelectionIndex(0);
     o.browser->duplicateRow();
     EXPECT_EQ(o.doc.myArray.at(1).toDictionary().value(keys::name).toString(), QStringLiteral("Savings"));
-    EXPECT_FALSE(o.doc.myArray.at(1).toDictionary().contains(keys::usageCount));
     EXPECT_EQ(o.browser->undoManager().undoActionName(), QStringLiteral("Duplicate Record"));
 
     // Delete asks; undo puts the record back last in the content.

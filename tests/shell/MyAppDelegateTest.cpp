@@ -4,7 +4,7 @@
 
 using namespace qv;
 
-TEST(MyAppDelegate, EighteenDefaultsInOrderUnderTheUsersValues) {
+TEST(MyAppDelegate, EighteenDefaultsInOrderUnderTheUsersValuesAndTheStartupCheck) {
     MemoryUserDefaults d;
     MyAppDelegate::initialize(d);
     const Dictionary registered = MyAppDelegate::registeredDefaults();
@@ -14,19 +14,12 @@ TEST(MyAppDelegate, EighteenDefaultsInOrderUnderTheUsersValues) {
     EXPECT_TRUE(d.objectForKey(prefs::tableFontSize).isReal());
     EXPECT_EQ(d.doubleForKey(prefs::tableFontSize), 12.0);
     EXPECT_EQ(d.integerForKey(prefs::autolocBackgroundInterval), 120);
+    EXPECT_EQ(d.integerForKey(prefs::tableSortCompare), 2);
     EXPECT_EQ(d.stringForKey(prefs::noCharStringDisambiguator), QStringLiteral("0O1lI"));
     EXPECT_FALSE(d.boolForKey(prefs::enableDisambiguator));  // never registered
     EXPECT_TRUE(d.objectForKey(prefs::StartupSelectedDocPath).isAbsent());
 
-    d.setObject(prefs::tableSortCompare, Value::integer(0));
-    EXPECT_EQ(d.integerForKey(prefs::tableSortCompare), 0);
-    d.removeObject(prefs::tableSortCompare);
-    EXPECT_EQ(d.integerForKey(prefs::tableSortCompare), 2);
-}
-
-TEST(MyAppDelegate, StartupDocumentMessageOnlyForAStoredEmptyPath) {
-    MemoryUserDefaults d;
-    MyAppDelegate::initialize(d);
+    // Only a stored empty path, not an absent one, leaves the startup document unspecified.
     MyAppDelegate absent;
     absent.adjustBeforeFinishingLaunching(d);
     EXPECT_TRUE(absent.StartupDocSpecified);

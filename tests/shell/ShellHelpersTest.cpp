@@ -16,7 +16,7 @@ using namespace qv;
 
 namespace {
 
-TEST(ZKStringUtils, TrimmingTouchesOnlyWhatItSays) {
+TEST(ZKStringUtils, TrimmingTouchesOnlyWhatItSaysAndTimeStringsCountSerials) {
     EXPECT_EQ(ZKStringUtils::addLeading0(QStringLiteral("abc"), 5), QStringLiteral("00abc"));
     EXPECT_EQ(ZKStringUtils::addLeading0(QStringLiteral("abc"), 2), QStringLiteral("abc"));
     EXPECT_EQ(ZKStringUtils::trimLateralSpace(QStringLiteral("  \ta b\n ")), QStringLiteral("\ta b\n"));
@@ -27,9 +27,8 @@ TEST(ZKStringUtils, TrimmingTouchesOnlyWhatItSays) {
     EXPECT_TRUE(ZKStringUtils::spaceTrimmedNotEmpy(Value(QStringLiteral(" \t "))));
     EXPECT_EQ(ZKStringUtils::trimLateralQuote(QStringLiteral("\"\"\"a\"b\"\"")), QStringLiteral("a\"b"));
     EXPECT_EQ(ZKStringUtils::trimString(QStringLiteral("a1-b2c3"), QStringLiteral("321")), QStringLiteral("123"));
-}
 
-TEST(ZKStringUtils, TimeStringsAndTheirSerials) {
+    // Time strings and their serials.
     ZKStringUtils::clock() = [] { return QDateTime(QDate(2009, 2, 3), QTime(4, 5, 6)); };
     EXPECT_EQ(ZKStringUtils::uniqueTimeString(), QStringLiteral("20090203040506"));
     EXPECT_EQ(ZKStringUtils::uniqueTimeSerialString(), QStringLiteral("200902030405060"));
