@@ -5,6 +5,7 @@
 
 int main(int argc, char** argv) {
     qv::useLargeMemoryPages(argv);
+    qv::setGiveBackMemoryAfterLargeWork(true);  // one command, one save at most
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("qvane"));
     QStringList args = QCoreApplication::arguments();

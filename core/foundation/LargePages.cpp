@@ -1,5 +1,8 @@
 #include "LargePages.h"
 
+#include <malloc.h>
+
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -54,6 +57,16 @@ void useLargeMemoryPages(char** argv, bool always) {
     unsetenv(kRestarted);
     if (tunables) setenv(kTunables, before.c_str() + 1, 1);
     else unsetenv(kTunables);
+}
+
+namespace {
+std::atomic<bool> giveBackAfterLargeWork{false};
+}  // namespace
+
+void setGiveBackMemoryAfterLargeWork(bool giveBack) { giveBackAfterLargeWork = giveBack; }
+
+void giveBackMemoryAfterLargeWork() {
+    if (giveBackAfterLargeWork) malloc_trim(0);
 }
 
 }  // namespace qv

@@ -20,4 +20,12 @@ namespace qv {
 
 void useLargeMemoryPages(char** argv, bool always = false);
 
+// Memory freed by the second thread of a large save stays with that thread's heap, where this
+// thread cannot use it. A program that saves again and again (the window) keeps it for its next
+// save; a program that saves once and goes on to other work or ends (the command line) asks,
+// with this, for such memory to be given back to the system as soon as the save is done.
+void setGiveBackMemoryAfterLargeWork(bool giveBack);
+// Gives back what every heap holds free, when the program asked for it; otherwise nothing.
+void giveBackMemoryAfterLargeWork();
+
 }  // namespace qv
