@@ -360,14 +360,19 @@ private:
         if (!d) return encode(e, 1, error);
         entries.clear();
         rewrite(*d, entries, extra);
-        const Ref elementSlot = w_.reserve();
-        const std::uint64_t elementUid = push(elementSlot);
+        return encodeCopy(*d, entries, error);
+    }
+
+    // An element's copy, holding the entries its rewrite gave, as a dictionary of its own.
+    std::optional<std::uint64_t> encodeCopy(const Dictionary& element, const Entries& entries, QString* error) {
+        const Ref slot = w_.reserve();
+        const std::uint64_t uid = push(slot);
         if (!dictionaryBody(qsizetype(entries.size()),
                             [&entries](qsizetype i) -> const QString& { return *entries[size_t(i)].first; },
                             [&entries](qsizetype i) -> const Value& { return *entries[size_t(i)].second; },
-                            d->isImmutableClass(), elementSlot, 1, error))
+                            element.isImmutableClass(), slot, 1, error))
             return std::nullopt;
-        return elementUid;
+        return uid;
     }
 
     // Archives elements [from, to) on its own, as the second half of a large array, into UIDs
@@ -389,14 +394,9 @@ private:
             rewrite(*d, entries, extra);
             for (const auto& entry : entries)
                 if (entry.second->isDictionary() || entry.second->isArray()) return false;
-            const Ref elementSlot = w_.reserve();
-            const std::uint64_t elementUid = push(elementSlot);
-            if (!dictionaryBody(qsizetype(entries.size()),
-                                [&entries](qsizetype k) -> const QString& { return *entries[size_t(k)].first; },
-                                [&entries](qsizetype k) -> const Value& { return *entries[size_t(k)].second; },
-                                d->isImmutableClass(), elementSlot, 1, nullptr))
-                return false;
-            elements.push_back(elementUid);
+            const auto uid = encodeCopy(*d, entries, nullptr);
+            if (!uid) return false;
+            elements.push_back(*uid);
         }
         finishMutableObjects();
         return true;
