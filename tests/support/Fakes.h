@@ -5,9 +5,7 @@
 
 #include "foundation/DocumentUi.h"
 #include "foundation/FeedFetcher.h"
-#include "foundation/FilePanel.h"
 #include "foundation/Pasteboard.h"
-#include "foundation/PrintService.h"
 #include "foundation/StatusItem.h"
 #include "foundation/Workspace.h"
 
@@ -24,9 +22,7 @@ public:
     std::vector<Alert> alerts;      // every sheet and modal alert, in order
     std::deque<int> answers;        // codes to answer with; 1000 when empty
     Rect frame{100, 100, 800, 600};
-    int tabPage = -1;
     bool toolbarVisible = true;
-    int searchFocusRequests = 0;
 
     void beginSheet(const Alert& alert, std::function<void(int)> done) override { done(answer(alert)); }
     int runModal(const Alert& alert) override { return answer(alert); }
@@ -35,19 +31,13 @@ public:
         frame = f;
         calls << QStringLiteral("frame %1x%2").arg(f.width).arg(f.height);
     }
-    void selectTabPage(int index) override {
-        tabPage = index;
-        calls << QStringLiteral("tab %1").arg(index);
-    }
+    void selectTabPage(int index) override { calls << QStringLiteral("tab %1").arg(index); }
     bool isToolbarVisible() const override { return toolbarVisible; }
     void setToolbarVisible(bool v) override {
         toolbarVisible = v;
         calls << QStringLiteral("toolbar %1").arg(v);
     }
-    void focusSearchField() override {
-        ++searchFocusRequests;
-        calls << QStringLiteral("focusSearchField");
-    }
+    void focusSearchField() override { calls << QStringLiteral("focusSearchField"); }
 
     QStringList calls;  // the layout steps, in order
     void setDecryptProgressAnimating(bool a) override { calls << QStringLiteral("progress %1").arg(a); }
@@ -66,15 +56,13 @@ public:
     // The user at a password sheet: fills the document's fields and answers; cancels if unset.
     std::function<int(PasswordSheet)> atPasswordSheet;
     std::vector<PasswordSheet> sheetsShown;
-    bool passwordFieldEmpty = true;
-    int passwordFieldFocus = 0;
     bool closed = false;
     void showPasswordSheet(PasswordSheet sheet, std::function<void(int)> done) override {
         sheetsShown.push_back(sheet);
         done(atPasswordSheet ? atPasswordSheet(sheet) : kAlertSecondButtonReturn);
     }
-    bool isPasswordToDecryptFieldEmpty() const override { return passwordFieldEmpty; }
-    void focusPasswordToDecryptField() override { ++passwordFieldFocus; }
+    bool isPasswordToDecryptFieldEmpty() const override { return true; }
+    void focusPasswordToDecryptField() override {}
     void closeDocument() override { closed = true; }
 
     Value columns{Array{Value::real(120), Value::real(200)}};
@@ -91,8 +79,6 @@ public:
     bool filterPaneVisible = false;
     int filterPaneChanges = 0;
     QString filterSentence;
-    int reloads = 0;
-    qsizetype scrolledTo = -1;
     int nameFieldFocus = 0;
     QStringList popupTitles;
     int popupIndex = 0;
@@ -101,8 +87,8 @@ public:
         filterPaneVisible = visible;
         filterSentence = sentence;
     }
-    void reloadRecords() override { ++reloads; }
-    void scrollRowToVisible(qsizetype row) override { scrolledTo = row; }
+    void reloadRecords() override {}
+    void scrollRowToVisible(qsizetype) override {}
     void focusNameField() override { ++nameFieldFocus; }
     void setCategoryPopupTitles(const QStringList& titles) override { popupTitles = titles; }
     int categoryPopupSelectedIndex() const override { return popupIndex; }
@@ -161,31 +147,6 @@ private:
         list.push_back(s);
         return succeed;
     }
-};
-
-class FakeFilePanel : public FilePanel {
-public:
-    std::vector<FilePanelOptions> requests;
-    std::deque<std::optional<QString>> answers;  // nullopt: the user cancels
-    std::optional<QString> runOpenPanel(const FilePanelOptions& o) override { return answer(o); }
-    std::optional<QString> runSavePanel(const FilePanelOptions& o) override { return answer(o); }
-
-private:
-    std::optional<QString> answer(const FilePanelOptions& o) {
-        requests.push_back(o);
-        if (answers.empty()) return std::nullopt;
-        auto a = answers.front();
-        answers.pop_front();
-        return a;
-    }
-};
-
-class FakePrintService : public PrintService {
-public:
-    int pageLayouts = 0;
-    std::vector<QString> jobs;
-    bool runPageLayout() override { return ++pageLayouts, true; }
-    bool printDocument(const QString& title) override { return jobs.push_back(title), true; }
 };
 
 class FakeFeedFetcher : public FeedFetcher {
