@@ -52,6 +52,17 @@ TEST(KeyedArchive, EveryKindRoundTripsExactly) {
     test::expectStrictlyEqual(tree, *back);
     // Archiving what was read gives the same bytes again.
     EXPECT_EQ(archived(*back), archived(tree));
+
+    // Found by fuzzing: a date or a rectangle holding NaN must come back as NaN.
+    const double nan = std::nan("");
+    const Value odd(Array{Value::date(nan), Value::rect(Rect{nan, -HUGE_VAL, HUGE_VAL, 1}), Value::real32(float(nan))});
+    back = unarchive(archived(odd));
+    ASSERT_TRUE(back);
+    test::expectStrictlyEqual(odd, *back);
+    // A null root comes back absent.
+    back = unarchive(archived(Value()));
+    ASSERT_TRUE(back);
+    EXPECT_TRUE(back->isAbsent());
 }
 
 TEST(KeyedArchive, ClassNamesAndMutabilitySurvive) {
@@ -65,17 +76,15 @@ TEST(KeyedArchive, ClassNamesAndMutabilitySurvive) {
                     {QStringLiteral("mutableData"), Value::data("abc").withMutableClass(true)}};
     const QByteArray bytes = archived(Value(root));
 
-    // The layout: the published top keys, "$null" first, and class records naming the chain.
+    // The layout: the published top keys in order, and class records naming the chain. Version,
+    // archiver name and "$null" first are checked by the independent reader in plist_interop.py.
     auto plist = readBinaryPropertyList(bytes, nullptr);
     ASSERT_TRUE(plist);
     const Dictionary top = plist->toDictionary();
     EXPECT_EQ(top.keys(), (QStringList{QStringLiteral("$version"), QStringLiteral("$archiver"), QStringLiteral("$top"),
                                        QStringLiteral("$objects")}));
-    EXPECT_EQ(top.value(QStringLiteral("$version")).toInt64(), 100000);
-    EXPECT_EQ(top.value(QStringLiteral("$archiver")).toString(), QStringLiteral("NSKeyedArchiver"));
     EXPECT_EQ(top.valueForKeyPath(QStringLiteral("$top.root.CF$UID")).toInt64(), 1);
     const Array objects = top.value(QStringLiteral("$objects")).toArray();
-    EXPECT_EQ(objects.at(0).toString(), QStringLiteral("$null"));
     QStringList classNames;
     for (const Value& o : objects)
         if (o.toDictionary().contains(QStringLiteral("$classname")))
@@ -216,21 +225,6 @@ TEST(KeyedArchive, ALargeRewrittenArrayIsWrittenInTwoHalvesAndReadsBack) {
     EXPECT_EQ(occurrences(*whole, QByteArray("\x54" "1234")), 1);
     EXPECT_TRUE(back->toArray().at(5).toDictionary().value(QStringLiteral("list")).toArray().isSameObject(
         back->toArray().at(23000).toDictionary().value(QStringLiteral("list")).toArray()));
-}
-
-TEST(KeyedArchive, NotANumberAndInfinitiesSurvive) {
-    // Found by fuzzing: a date or a rectangle holding NaN must come back as NaN.
-    const double nan = std::nan("");
-    const Value tree(Array{Value::date(nan), Value::rect(Rect{nan, -HUGE_VAL, HUGE_VAL, 1}), Value::real32(float(nan))});
-    auto back = unarchive(archived(tree));
-    ASSERT_TRUE(back);
-    test::expectStrictlyEqual(tree, *back);
-}
-
-TEST(KeyedArchive, NullRootAndAbsentValues) {
-    auto back = unarchive(archived(Value()));
-    ASSERT_TRUE(back);
-    EXPECT_TRUE(back->isAbsent());
 }
 
 TEST(KeyedArchive, ReadsImmutableClassesAndPrivateSubclasses) {

@@ -28,7 +28,7 @@ struct List {
 
 }  // namespace
 
-TEST(UndoManager, PartnersUndoAndRedoEachOther) {
+TEST(UndoManager, PartnersUndoAndRedoEachOtherUntilANewEdit) {
     List l;
     l.add(QStringLiteral("a"));
     l.add(QStringLiteral("b"));
@@ -47,18 +47,14 @@ TEST(UndoManager, PartnersUndoAndRedoEachOther) {
     l.undo.redo();
     l.undo.redo();
     EXPECT_EQ(l.items.size(), 2);
-}
-
-TEST(UndoManager, ANewEditClearsRedo) {
-    List l;
-    l.add(QStringLiteral("a"));
+    // A new edit clears redo.
     l.undo.undo();
     ASSERT_TRUE(l.undo.canRedo());
     l.add(QStringLiteral("c"));
     EXPECT_FALSE(l.undo.canRedo());
 }
 
-TEST(UndoManager, GroupsUndoAsOneStepInReverseOrder) {
+TEST(UndoManager, GroupsUndoAsOneStepInReverseOrderAndDisabledRegistrationIsDropped) {
     UndoManager u;
     QStringList log;
     u.beginUndoGrouping();
@@ -74,10 +70,8 @@ TEST(UndoManager, GroupsUndoAsOneStepInReverseOrder) {
     EXPECT_EQ(log, (QStringList{QStringLiteral("alone"), QStringLiteral("second"), QStringLiteral("first")}));
     EXPECT_FALSE(u.canUndo());
     EXPECT_EQ(u.undoMenuItemTitle(), QStringLiteral("Undo"));
-}
 
-TEST(UndoManager, DisabledRegistrationIsDropped) {
-    UndoManager u;
+    // Registration while disabled is dropped.
     u.disableUndoRegistration();
     u.registerUndo([] {});
     EXPECT_FALSE(u.canUndo());
