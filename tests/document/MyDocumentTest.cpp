@@ -31,13 +31,31 @@ QByteArray savedDocument(const QString& password, MyDocument* keep = nullptr) {
     return bytes;
 }
 
+// A new document saved under "secret", after `change` has set what the test needs.
+QByteArray newFile(const std::function<void(MyDocument&)>& change = nullptr) {
+    MyDocument writer;
+    writer.prepareNewDocument();
+    writer.plainPassword = QStringLiteral("secret");
+    if (change) change(writer);
+    return writer.dataOfType(QString()).value();
+}
+
+// Gives the right password and finishes opening, as submitting it does.
+void unlock(MyDocument& doc) {
+    doc.plainPassword = QStringLiteral("secret");
+    ASSERT_EQ(doc.Decript(), 0);
+    doc.decryptDone();
+}
+
 }  // namespace
 
-TEST(MyDocument, WrongPasswordLeavesMembersForTheNextAttempt) {
+TEST(MyDocument, ALockedDocumentNeverBecomesEditedAndAWrongPasswordLeavesMembers) {
     MyDocument doc;
     ASSERT_TRUE(doc.readFromData(savedDocument(QStringLiteral("secret")), QStringLiteral("qvane")));
     EXPECT_TRUE(doc.isEncrypted());
+    doc.updateChangeCount(ZKCryptoDoc::kChangeDone);
     EXPECT_FALSE(doc.isDocumentEdited());
+    EXPECT_FALSE(doc.canAutosave());
     doc.plainPassword = QStringLiteral("not it");
     EXPECT_NE(doc.Decript(), 0);
     EXPECT_TRUE(doc.myEncryptedArrayData.isData());
@@ -62,9 +80,7 @@ TEST(MyDocument, SavingLeavesLiveTablesAloneAndRenewsSaltAndIV) {
 
     MyDocument doc;
     ASSERT_TRUE(doc.readFromData(first, QString()));
-    doc.plainPassword = QStringLiteral("secret");
-    ASSERT_EQ(doc.Decript(), 0);
-    doc.decryptDone();
+    unlock(doc);
     const Value salt = doc.mySalt;
     const QByteArray second = doc.dataOfType(QString()).value();
     EXPECT_FALSE(doc.mySalt == salt);
@@ -74,25 +90,6 @@ TEST(MyDocument, SavingLeavesLiveTablesAloneAndRenewsSaltAndIV) {
     again.plainPassword = QStringLiteral("secret");
     EXPECT_EQ(again.Decript(), 0);
     EXPECT_EQ(again.myArray.count(), 2);
-}
-
-TEST(MyDocument, ALockedDocumentProducesNoBytesAndNeverBecomesEdited) {
-    MyDocument doc;
-    ASSERT_TRUE(doc.readFromData(savedDocument(QStringLiteral("secret")), QString()));
-    doc.updateChangeCount(ZKCryptoDoc::kChangeDone);
-    EXPECT_FALSE(doc.isDocumentEdited());
-    EXPECT_FALSE(doc.canAutosave());
-    doc.YouCanSave = false;
-    EXPECT_FALSE(doc.dataOfType(QString()));
-}
-
-TEST(MyDocument, ACategoryIdThatMatchesNothingIsSavedAsZero) {
-    MyDocument doc;
-    Dictionary orphan = RecordModel::newRecord(0);
-    doc.myArray.append(Value(orphan));
-    const Array copies = doc.getCopyOfContentArrayForSaveOperation();
-    EXPECT_EQ(copies.at(0).toDictionary().value(keys::categoryID).toInt64(), 0);
-    EXPECT_TRUE(copies.at(0).toDictionary().value(keys::categoryID).isInteger());
 }
 
 TEST(MyDocument, TheSavedRecordsAreExactlyTheArchiveOfTheirSaveCopies) {
@@ -116,8 +113,10 @@ TEST(MyDocument, TheSavedRecordsAreExactlyTheArchiveOfTheirSaveCopies) {
     orphan.setImmutableClass(true);
     for (const Dictionary& r : {withID, withoutID, orphan, withID}) doc.myArray.append(Value(r));
 
-    const QByteArray expected = KeyedArchiver::archivedDataWithRootObject(
-                                    Value(doc.getCopyOfContentArrayForSaveOperation())).value();
+    const Array copies = doc.getCopyOfContentArrayForSaveOperation();
+    // A record in no category is saved with the id 0, an integer.
+    EXPECT_TRUE(isStrictlyEqual(copies.at(2).toDictionary().value(keys::categoryID), Value::integer(0)));
+    const QByteArray expected = KeyedArchiver::archivedDataWithRootObject(Value(copies)).value();
     ASSERT_TRUE(doc.dataOfType(QString()));
     std::int32_t status = -1;
     const auto plain = doc.myCommonCrypto->decrypt(doc.myEncryptedArrayData.toData(), &status);
@@ -150,15 +149,13 @@ TEST(MyDocument, AMemberThatDeciphersToGarbageStaysAsItWasForTheNextAttempt) {
 
 TEST(MyDocument, DecryptDoneRestoresTheRememberedLayoutInOrder) {
     // A document whose layout block names a sort column and a split position.
-    MyDocument writer;
-    writer.prepareNewDocument();
-    writer.plainPassword = QStringLiteral("secret");
-    writer.splitLeftFrame = Rect{0, 0, 240, 500};
-    writer.latestOrderedColumn = Value("name");
-    writer.latestOrderedColumnAscending = true;
-    writer.makeToolbarVisibleAtDecrypt = true;
-    writer.myWinRectToUse = Rect{10.7, 20.2, 900.9, 640.5};
-    const QByteArray file = writer.dataOfType(QString()).value();
+    const QByteArray file = newFile([](MyDocument& writer) {
+        writer.splitLeftFrame = Rect{0, 0, 240, 500};
+        writer.latestOrderedColumn = Value("name");
+        writer.latestOrderedColumnAscending = true;
+        writer.makeToolbarVisibleAtDecrypt = true;
+        writer.myWinRectToUse = Rect{10.7, 20.2, 900.9, 640.5};
+    });
 
     test::FakeDocumentUi ui;
     MyDocument doc;
@@ -166,10 +163,8 @@ TEST(MyDocument, DecryptDoneRestoresTheRememberedLayoutInOrder) {
     ASSERT_TRUE(doc.readFromData(file, QString()));
     EXPECT_TRUE(doc.useMyWinRect);
     EXPECT_EQ(doc.myWinRectToUse, (Rect{10, 20, 900, 640}));  // whole numbers, truncated
-    doc.plainPassword = QStringLiteral("secret");
     ui.calls.clear();
-    ASSERT_EQ(doc.Decript(), 0);
-    doc.decryptDone();
+    unlock(doc);
     EXPECT_EQ(ui.calls, (QStringList{QStringLiteral("progress 1"), QStringLiteral("detailCollapsed 0"),
                                      QStringLiteral("synkCategorySubMenu"), QStringLiteral("progress 0"),
                                      QStringLiteral("liftMaximumWindowSize"), QStringLiteral("applyColumnSize"),
@@ -182,21 +177,15 @@ TEST(MyDocument, DecryptDoneRestoresTheRememberedLayoutInOrder) {
 }
 
 TEST(MyDocument, APhoneFileWithoutLayoutOpensAtHeight460WithoutToolbar) {
-    MyDocument writer;
-    writer.prepareNewDocument();
-    writer.plainPassword = QStringLiteral("secret");
-    const QByteArray file = writer.dataOfType(QString()).value();
     // Strip the desktop block, as the phone edition writes files.
-    Dictionary root = KeyedUnarchiver::unarchiveObjectWithData(file)->toDictionary();
+    Dictionary root = KeyedUnarchiver::unarchiveObjectWithData(newFile())->toDictionary();
     root.remove(keys::OSXPlatformDictionary);
     test::FakeDocumentUi ui;
     MyDocument doc;
     doc.setUi(&ui);
     ASSERT_TRUE(doc.readFromData(KeyedArchiver::archivedDataWithRootObject(Value(root)).value(), QString()));
     EXPECT_FALSE(doc.useMyWinRect);
-    doc.plainPassword = QStringLiteral("secret");
-    ASSERT_EQ(doc.Decript(), 0);
-    doc.decryptDone();
+    unlock(doc);
     EXPECT_EQ(ui.frame.height, 460);
     EXPECT_FALSE(ui.toolbarVisible);
     EXPECT_FALSE(ui.calls.contains(QStringLiteral("splitFrames")));
