@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-
 using namespace qv;
 using Sheet = DocumentUi::PasswordSheet;
 
@@ -41,7 +40,7 @@ struct Fixture {
 
 }  // namespace
 
-TEST(MandatoryPassword, LoopsUntilSixCharactersAndCancelCloses) {
+TEST(MandatoryPassword, LoopsUntilSixUtf16UnitsAndCancelCloses) {
     Fixture f;
     f.typeAtSheets({{QStringLiteral("12345"), QStringLiteral("12345")},
                     {QStringLiteral("123456"), QStringLiteral("654321")},
@@ -68,14 +67,13 @@ TEST(MandatoryPassword, LoopsUntilSixCharactersAndCancelCloses) {
     cancelled.runQueue();
     EXPECT_TRUE(cancelled.ui.closed);
     EXPECT_TRUE(cancelled.ui.alerts.empty());
-}
 
-TEST(MandatoryPassword, CountsUtf16Units) {
-    Fixture f;
+    // The length counts UTF-16 units: three characters outside the BMP are six.
+    Fixture clefs;
     const QString threeClefs = QString::fromUtf8("\xF0\x9D\x84\x9E\xF0\x9D\x84\x9E\xF0\x9D\x84\x9E");
-    f.typeAtSheets({{threeClefs, threeClefs}});
-    f.doc.askMandatoryPasswordToProtectDocument();
-    EXPECT_EQ(f.doc.plainPassword, threeClefs);  // three characters, six units
+    clefs.typeAtSheets({{threeClefs, threeClefs}});
+    clefs.doc.askMandatoryPasswordToProtectDocument();
+    EXPECT_EQ(clefs.doc.plainPassword, threeClefs);
 }
 
 TEST(ChangePassword, ChecksInOrderAndRetryReopensThroughTheQueue) {

@@ -61,8 +61,6 @@ TEST(Cipher, MatchesAnIndependentAesCbcAndRoundTrips) {
 
 TEST(Cipher, EdgesOfInputAndFreshParameters) {
     ZKCommonCrypto engine(QStringLiteral("secret"));
-    EXPECT_EQ(engine.salt().size(), 8);
-    EXPECT_EQ(engine.IV().size(), 16);
     std::int32_t status = 0;
     const auto empty = engine.encrypt(QByteArray(), &status);
     ASSERT_TRUE(empty);

@@ -27,8 +27,7 @@ TEST(ZKCrypto, TheKeyIsAlwaysSixteenBytes) {
     ASSERT_TRUE(shortSealed);
     EXPECT_EQ(engine(QStringLiteral("ab") + QString(14, QChar(0))).decryptToData(*shortSealed, &code),
               QByteArray("0123456789"));
-    EXPECT_FALSE(engine(QStringLiteral("abab")).decryptToData(*shortSealed, &code).has_value() && code == 0 &&
-                 engine(QStringLiteral("abab")).decryptToData(*shortSealed, &code) == QByteArray("0123456789"));
+    EXPECT_NE(engine(QStringLiteral("abab")).decryptToData(*shortSealed, &code), QByteArray("0123456789"));
 }
 
 TEST(ZKCrypto, CodesEmptyInputAndNumbers) {
