@@ -31,7 +31,7 @@ Captured runCaptured(const QStringList& args) {
 
 }  // namespace
 
-TEST(QvaneCommand, VersionAndHelp) {
+TEST(QvaneCommand, VersionHelpAndUsageErrors) {
     const Captured v = runCaptured({QStringLiteral("--version")});
     EXPECT_EQ(v.status, kExitOk);
     EXPECT_EQ(v.out.rfind("qvane 4.2 ", 0), 0u) << v.out;
@@ -39,9 +39,8 @@ TEST(QvaneCommand, VersionAndHelp) {
     EXPECT_EQ(h.status, kExitOk);
     EXPECT_NE(h.out.find("Usage: qvane"), std::string::npos);
     EXPECT_TRUE(h.err.empty());
-}
 
-TEST(QvaneCommand, UsageErrorsExitWithTwo) {
+    // Usage errors exit with 2.
     const Captured none = runCaptured({});
     EXPECT_EQ(none.status, kExitUsage);
     EXPECT_NE(none.err.find("Usage"), std::string::npos);
