@@ -13,18 +13,11 @@ ZKCrypto engine(const QString& password) { return ZKCrypto(LegacyMigration::kIni
 
 TEST(ZKCrypto, TheKeyIsAlwaysSixteenBytes) {
     ASSERT_TRUE(ZKCrypto::availabilityError().isEmpty()) << ZKCrypto::availabilityError().toStdString();
-    const QString twenty = QStringLiteral("abcdefghijklmnopqrst");
-    const auto sealed = engine(twenty).cryptString(QStringLiteral("secret value"));
-    ASSERT_TRUE(sealed);
-    std::int32_t code = -1;
-    // The same password cut to 16 opens it; one that differs only past 16 too.
-    EXPECT_EQ(engine(twenty.left(16)).decryptToString(*sealed, &code), QStringLiteral("secret value"));
-    EXPECT_EQ(code, 0);
-    EXPECT_EQ(engine(twenty.left(16) + QStringLiteral("XYZ")).decryptToString(*sealed, &code),
-              QStringLiteral("secret value"));
-    // A short password is completed with zero bytes, not repeated.
+    // A long password cut to 16 bytes is checked against an independent cipher in
+    // legacy_interop.py. A short password is completed with zero bytes, not repeated.
     const auto shortSealed = engine(QStringLiteral("ab")).cryptData(QByteArray("0123456789"));
     ASSERT_TRUE(shortSealed);
+    std::int32_t code = -1;
     EXPECT_EQ(engine(QStringLiteral("ab") + QString(14, QChar(0))).decryptToData(*shortSealed, &code),
               QByteArray("0123456789"));
     EXPECT_NE(engine(QStringLiteral("abab")).decryptToData(*shortSealed, &code), QByteArray("0123456789"));

@@ -65,7 +65,7 @@ TEST(LegacyMigration, DispatchByGeneration) {
     for (const auto& [generation, group] : table) EXPECT_EQ(LegacyMigration::groupOf(generation), group) << generation;
 }
 
-TEST(LegacyMigration, CategoriesByTitleNumberedAnewAndCountsSaved) {
+TEST(LegacyMigration, CategoriesByTitleNumberedAnewAndCounted) {
     OldFile f;
     f.category(QStringLiteral("Home"));
     f.category(QStringLiteral("Home"));  // the same title twice: the second stays empty
@@ -91,18 +91,8 @@ TEST(LegacyMigration, CategoriesByTitleNumberedAnewAndCountsSaved) {
     EXPECT_EQ(doc.myArray.at(0).toDictionary().value(keys::usageCount).toInt64(), 5);
     EXPECT_TRUE(doc.YouCanSave);
     EXPECT_FALSE(doc.isDocumentEdited());
-
-    // Saved, it is a current document that opens the current way with the same content.
-    const QByteArray saved = *doc.dataOfType(QString());
-    MyDocument again;
-    DocumentBrowser againBrowser(again);
-    ASSERT_TRUE(again.readFromData(saved, QString()));
-    EXPECT_EQ(again.docVersionRapresentation, 40100u);
-    again.plainPassword = kPassword;
-    ASSERT_EQ(again.Decript(), 0);
-    EXPECT_EQ(names(again.myArray, keys::name), (QStringList{QStringLiteral("A"), QStringLiteral("B")}));
-    EXPECT_EQ(again.myArray.at(0).toDictionary().value(keys::usageCount).toInt64(), 5);
-    EXPECT_EQ(again.myArray.at(1).toDictionary().value(keys::categoryPtr).toDictionary().value(keys::cat_uniqueID).toInt64(), 1);
+    // That a saved old document opens as a current one with the same content is checked for
+    // every generation in legacy_interop.py.
 }
 
 TEST(LegacyMigration, AFailedAttemptKeepsWhatItAddedSoASuccessShowsItTwice) {
