@@ -82,7 +82,7 @@ TEST(TextFileReader, EncodingsAndTheAutomaticChains) {
     EXPECT_EQ(Reader::replaceStringWithNewline(lines), QStringLiteral("a\nb\nc\n\nd"));
 }
 
-TEST(RowSplitters, QuotesSeparatorsAndWhatTheyDeliberatelyDoNot) {
+TEST(RowSplitters, QuotesSeparatorsWhatTheyDeliberatelyDoNotAndTheDialectChosen) {
     using rows::componentsOfCsvRow;
     EXPECT_EQ(componentsOfCsvRow(QStringLiteral("a,\"b,c\",d")), L({"a", "b,c", "d"}));
     EXPECT_EQ(componentsOfCsvRow(QStringLiteral("\"a\"\"b\"")), L({"a\"\"b"}));  // no escape
@@ -92,9 +92,8 @@ TEST(RowSplitters, QuotesSeparatorsAndWhatTheyDeliberatelyDoNot) {
     EXPECT_EQ(componentsOfCsvRow(QStringLiteral("a,\"")), L({"a", "\""}));  // a lone quote stays
     EXPECT_FALSE(componentsOfCsvRow(QStringLiteral("   ")).has_value());
     EXPECT_EQ(rows::componentsOfCsvUsingSemicolonRow(QStringLiteral("a;\"b;c\"")), L({"a", "b;c"}));
-}
 
-TEST(DialectDetection, TotalsAndTies) {
+    // Dialect detection: totals and ties.
     auto detect = [](const char* text) { return rows::detectDialect(QString::fromLatin1(text)); };
     EXPECT_EQ(detect("a,b\nc,d\n"), 2);              // 4 / 2 / 3
     EXPECT_EQ(detect("a\nb\nc\nd\ne\n"), 1);         // 5 / 5 / 6
