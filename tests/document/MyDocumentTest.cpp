@@ -125,17 +125,15 @@ TEST(MyDocument, TheSavedRecordsAreExactlyTheArchiveOfTheirSaveCopies) {
 }
 
 TEST(MyDocument, AMemberThatDeciphersToGarbageStaysAsItWasForTheNextAttempt) {
-    MyDocument writer;
-    writer.prepareNewDocument();
-    writer.plainPassword = QStringLiteral("secret");
-    ASSERT_TRUE(writer.dataOfType(QString()));
-    std::int32_t status = -1;
-    // Same key and vector, so the document's own check still passes.
-    const auto garbage = writer.myCommonCrypto->encrypt(QByteArray("not an archive at all"), &status);
-    ASSERT_TRUE(garbage);
-    writer.myEncryptedArrayData = Value::data(*garbage).withMutableClass(true);
-    writer.setIsEncrypted(true);  // write the members as they stand
-    const QByteArray file = writer.dataOfType(QString()).value();
+    const QByteArray file = newFile([](MyDocument& writer) {
+        ASSERT_TRUE(writer.dataOfType(QString()));
+        std::int32_t status = -1;
+        // Same key and vector, so the document's own check still passes.
+        const auto garbage = writer.myCommonCrypto->encrypt(QByteArray("not an archive at all"), &status);
+        ASSERT_TRUE(garbage);
+        writer.myEncryptedArrayData = Value::data(*garbage).withMutableClass(true);
+        writer.setIsEncrypted(true);  // write the members as they stand
+    });
 
     MyDocument doc;
     ASSERT_TRUE(doc.readFromData(file, QString()));
