@@ -180,13 +180,17 @@ void MyDocument::encryptData() {
     auto a1 = KeyedArchiver::archivedArrayWithRewrittenElements(
         myArray, [categoryIDKey](const Dictionary& record, std::vector<std::pair<const QString*, const Value*>>& entries,
                                  Value& id) {
-            const Dictionary* category = record.get(keys::categoryPtr).dictionaryIfAny();
-            id = Value::integer(category ? category->get(keys::cat_uniqueID).toInt64() : 0);
+            // The category is picked up on the way through the keys; `id` is filled in after,
+            // the entries only point at it.
+            const Dictionary* category = nullptr;
             bool hadID = false;
             entries.reserve(size_t(record.count()) + 1);
             for (qsizetype i = 0; i < record.count(); ++i) {
                 const QString& key = record.keyAt(i);
-                if (key == keys::categoryPtr) continue;
+                if (key == keys::categoryPtr) {
+                    category = record.valueAt(i).dictionaryIfAny();
+                    continue;
+                }
                 if (key == keys::categoryID) {
                     entries.emplace_back(&key, &id);
                     hadID = true;
@@ -195,6 +199,7 @@ void MyDocument::encryptData() {
                 }
             }
             if (!hadID) entries.emplace_back(categoryIDKey, &id);
+            id = Value::integer(category ? category->get(keys::cat_uniqueID).toInt64() : 0);
         });
     auto a2 = KeyedArchiver::archivedDataWithRootObject(Value(categories));
     auto a3 = KeyedArchiver::archivedDataWithRootObject(Value(emailArray));
