@@ -203,7 +203,6 @@ private:
             const Ref slot = w_.reserve();
             const std::uint64_t uid = push(slot);
             known = std::uint32_t(uid);
-            dates_.added();
             object({{"NS.time", w_.real(t)}}, classFor("Date", false), slot);
             return uid;
         }
@@ -473,16 +472,19 @@ private:
         void prefetch(std::uint64_t bits) const {
             if (!slots.empty()) __builtin_prefetch(&slots[mix(bits) & (slots.size() - 1)]);
         }
-        // The UID kept for these bits, or a free slot to keep one in (then call added()).
+        // The UID kept for these bits, or else a new slot for them, holding 0, that the caller
+        // fills in.
         std::uint32_t& slot(std::uint64_t bits) {
             if (slots.size() < 2 * (used + 1)) grow();
             const std::size_t mask = slots.size() - 1;
             std::size_t i = mix(bits) & mask;
             while (slots[i].second != 0 && slots[i].first != bits) i = (i + 1) & mask;
-            slots[i].first = bits;
+            if (slots[i].second == 0) {
+                slots[i].first = bits;
+                ++used;
+            }
             return slots[i].second;
         }
-        void added() { ++used; }
         void grow() {
             std::vector<std::pair<std::uint64_t, std::uint32_t>> bigger(std::max<std::size_t>(64, slots.size() * 2));
             const std::size_t mask = bigger.size() - 1;

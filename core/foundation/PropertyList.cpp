@@ -628,11 +628,15 @@ std::uint64_t mixBits(std::uint64_t x) {
 }
 }  // namespace
 
+std::size_t BinaryPlistWriter::scalarHome(std::uint32_t kind, std::uint64_t bits, std::size_t tableSize) {
+    return std::size_t(mixBits(bits ^ kind)) & (tableSize - 1);
+}
+
 void BinaryPlistWriter::prefetchReal(double v) const {
     if (scalarSlots_.empty()) return;
     std::uint64_t bits;
     std::memcpy(&bits, &v, 8);
-    __builtin_prefetch(&scalarSlots_[mixBits(bits ^ std::uint32_t(Kind::Real64)) & (scalarSlots_.size() - 1)]);
+    __builtin_prefetch(&scalarSlots_[scalarHome(std::uint32_t(Kind::Real64), bits, scalarSlots_.size())]);
 }
 
 BinaryPlistWriter::Ref BinaryPlistWriter::scalar(Kind kind, std::uint64_t bits) {
@@ -643,14 +647,14 @@ BinaryPlistWriter::Ref BinaryPlistWriter::scalar(Kind kind, std::uint64_t bits) 
         const std::size_t mask = grown.size() - 1;
         for (const ScalarSlot& slot : scalarSlots_) {
             if (slot.kind == ~std::uint32_t(0)) continue;
-            std::size_t i = std::size_t(mixBits(slot.bits ^ slot.kind)) & mask;
+            std::size_t i = scalarHome(slot.kind, slot.bits, grown.size());
             while (grown[i].kind != ~std::uint32_t(0)) i = (i + 1) & mask;
             grown[i] = slot;
         }
         scalarSlots_.swap(grown);
     }
     const std::size_t mask = scalarSlots_.size() - 1;
-    std::size_t i = std::size_t(mixBits(bits ^ std::uint32_t(kind))) & mask;
+    std::size_t i = scalarHome(std::uint32_t(kind), bits, scalarSlots_.size());
     for (; scalarSlots_[i].kind != ~std::uint32_t(0); i = (i + 1) & mask)
         if (scalarSlots_[i].kind == std::uint32_t(kind) && scalarSlots_[i].bits == bits) return scalarSlots_[i].ref;
     scalars_.push_back(bits);

@@ -161,6 +161,8 @@ private:
     Entry& entry(Ref r) { return objects_.at(r < partAt_ ? r : r - partCount_); }
     const Entry& entry(Ref r) const { return objects_[r < partAt_ ? r : r - partCount_]; }
     Ref scalar(Kind kind, std::uint64_t bits);
+    // Where a number's probe in a scalar table of that size starts.
+    static std::size_t scalarHome(std::uint32_t kind, std::uint64_t bits, std::size_t tableSize);
 
     std::vector<Entry> objects_;
     std::vector<std::uint64_t> scalars_;
