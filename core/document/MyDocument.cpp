@@ -173,6 +173,13 @@ Array MyDocument::getCopyOfCategoryArrayForSaveOperation() const {
 
 void MyDocument::encryptData() {
     keepEngineForPassword();
+    // The members of the last save are replaced whatever happens below (one that fails is left
+    // out), so they go first: their memory then takes the new archive, instead of fresh memory
+    // beside them.
+    myEncryptedArrayData = Value();
+    myEncryptedCategoryArrayData = Value();
+    myEncryptedEmailArrayData = Value();
+    myEncryptedDocumentCreationDateData = Value();
     const Array categories = getCopyOfCategoryArrayForSaveOperation();
     // The records are written as getCopyOfContentArrayForSaveOperation() would copy them, without
     // making the copies: a large document would otherwise hold a second set of its records.
