@@ -430,6 +430,7 @@ public:
                           w_.string(QStringLiteral("$top")), w_.string(QStringLiteral("$objects"))},
                          {w_.integer(archive::kVersion), w_.string(QLatin1String(archive::kArchiverName)),
                           topInner, objectsArray});
+        w_.dropLookupTables();
         return w_.finish(top);
     }
 

@@ -783,7 +783,15 @@ void BinaryPlistWriter::append(BinaryPlistWriter&& other, std::uint64_t uidShift
     partCount_ = Ref(other.objects_.size());
     partUidShift_ = uidShift;
     part_ = std::make_unique<BinaryPlistWriter>(std::move(other));
+    part_->dropLookupTables();  // the part takes no more objects
     other = BinaryPlistWriter();
+}
+
+void BinaryPlistWriter::dropLookupTables() {
+    std::vector<std::uint64_t>().swap(stringSlots_);
+    std::vector<ScalarSlot>().swap(scalarSlots_);
+    std::vector<Ref>().swap(uidRefs_);
+    uniqueData_ = QHash<QByteArray, Ref>();
 }
 
 QByteArray BinaryPlistWriter::finish(Ref top) const {

@@ -142,6 +142,11 @@ public:
     // archive's "$null" in both. The other writer is left empty; a writer takes one part only.
     // What the two have in common is not merged: it is written twice, which any reader accepts.
     void append(BinaryPlistWriter&& other, std::uint64_t uidShift);
+    // Lets go of the tables that find an existing string, number, date, data or UID, once every
+    // object has been added: finish() does not need them, and with a million strings they are
+    // tens of megabytes beside the archive finish() is about to make. Objects added after this
+    // are no longer matched with earlier ones (still a valid list, but larger).
+    void dropLookupTables();
     QByteArray finish(Ref top) const;
 
 private:
