@@ -4,7 +4,7 @@
 #include <QCoreApplication>
 
 int main(int argc, char** argv) {
-    qv::useLargeMemoryPages(argv);
+    qv::useLargeMemoryPages(argv, false, qv::LargeBlocks::GivenBack);  // one command, one large task
     qv::setGiveBackMemoryAfterLargeWork(true);  // one command, one save at most
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("qvane"));

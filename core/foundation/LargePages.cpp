@@ -14,11 +14,11 @@ namespace qv {
 
 namespace {
 constexpr char kTunables[] = "GLIBC_TUNABLES";
-// Large pages; the heap grown 64 MiB at a time (growing it by the default 128 KiB took a system
-// call every few hundred records, most of all for the heap of a second thread); and large blocks
-// taken from the heap too, instead of mapped apart: a freed file buffer is then used again for
-// the records read from it, rather than given back and new memory faulted in.
-constexpr char kHugePages[] = "glibc.malloc.hugetlb=1:glibc.malloc.top_pad=67108864:glibc.malloc.mmap_max=0";
+// Large pages, and the heap grown 64 MiB at a time (growing it by the default 128 KiB took a
+// system call every few hundred records, most of all for the heap of a second thread).
+constexpr char kHugePages[] = "glibc.malloc.hugetlb=1:glibc.malloc.top_pad=67108864";
+// With LargeBlocks::Reused, large blocks are taken from the heap too, instead of mapped apart.
+constexpr char kBlocksFromHeap[] = ":glibc.malloc.mmap_max=0";
 // Set for the second process: "-" when the caller had no tunables, else "+" and their value.
 constexpr char kRestarted[] = "QV_LARGE_PAGES_RESTARTED";
 
@@ -33,7 +33,7 @@ bool namesALargeFile(char** argv) {
 
 }  // namespace
 
-void useLargeMemoryPages(char** argv, bool always) {
+void useLargeMemoryPages(char** argv, bool always, LargeBlocks blocks) {
     if (const char* restarted = std::getenv(kRestarted)) {
         if (restarted[0] == '+') setenv(kTunables, restarted + 1, 1);
         else unsetenv(kTunables);
@@ -49,7 +49,8 @@ void useLargeMemoryPages(char** argv, bool always) {
     if (!argv || !argv[0] || (!always && !namesALargeFile(argv))) return;
 
     const std::string before = tunables ? std::string("+") + tunables : std::string("-");
-    const std::string with = tunables && *tunables ? std::string(tunables) + ":" + kHugePages : std::string(kHugePages);
+    std::string with = tunables && *tunables ? std::string(tunables) + ":" + kHugePages : std::string(kHugePages);
+    if (blocks == LargeBlocks::Reused) with += kBlocksFromHeap;
     setenv(kRestarted, before.c_str(), 1);
     setenv(kTunables, with.c_str(), 1);
     execv("/proc/self/exe", argv);
