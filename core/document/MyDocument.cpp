@@ -44,6 +44,10 @@ MyDocument::MyDocument() {
 
 MyDocument::~MyDocument() {
     unlinkCategories(myCategoryArray);
+    wipePasswords();
+}
+
+void MyDocument::wipePasswords() {
     // The engines let go of their copies first, so that the document's own is the last one and
     // can be wiped.
     myCommonCrypto.reset();

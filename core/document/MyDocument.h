@@ -32,6 +32,10 @@ public:
     MyDocument();  // init
     ~MyDocument() override;
 
+    // Wipes the master passwords and lets go of the engine and its derived key, as closing does
+    // first: for a document that is done with but not freed at once.
+    void wipePasswords();
+
     // Without a window (setUi), the layout remembered from the file is written back as read.
 
     // The first key-window event: a new document asks for its password (from the main queue),
