@@ -135,6 +135,42 @@ std::optional<QByteArray> ZKCommonCrypto::encryptInPlace(QByteArray&& plain, std
     return cipher(plain, &plain, kContextEncrypt, &padding, error);
 }
 
+std::optional<QByteArray> ZKCommonCrypto::decryptInPlace(QByteArray& cipherText, std::int32_t* error) {
+    std::uint32_t padding = kPaddingPKCS7;
+    return cipher(cipherText, &cipherText, kContextDecrypt, &padding, error);
+}
+
+namespace {
+
+// Whether deciphering `data` (CBC, PKCS#7) will succeed, found without writing anything: the
+// input must be whole blocks, at least one, and its last block must decipher to valid padding.
+// The statuses are those a decryption that went ahead would end with.
+std::int32_t decryptionWillFail(const QByteArray& data, const unsigned char* key, const unsigned char* iv) {
+    constexpr int b = ZKCommonCrypto::kBlockSize;
+    if (data.size() % b != 0) return ZKCommonCrypto::kAlignmentError;
+    if (data.isEmpty()) return ZKCommonCrypto::kDecodeError;
+    const auto* last = reinterpret_cast<const unsigned char*>(data.constData()) + data.size() - b;
+    const unsigned char* before = data.size() == b ? iv : last - b;
+    std::unique_ptr<EVP_CIPHER_CTX, CipherContextFree> ctx(EVP_CIPHER_CTX_new());
+    unsigned char block[b];
+    int written = 0;
+    const bool ran = ctx && EVP_DecryptInit_ex(ctx.get(), EVP_aes_256_ecb(), nullptr, key, nullptr) == 1 &&
+                     EVP_CIPHER_CTX_set_padding(ctx.get(), 0) == 1 &&
+                     EVP_DecryptUpdate(ctx.get(), block, &written, last, b) == 1 && written == b;
+    std::int32_t status = ran ? ZKCommonCrypto::kSuccess : ZKCommonCrypto::kMemoryFailure;
+    if (ran) {
+        for (int i = 0; i < b; ++i) block[i] ^= before[i];
+        const int n = block[b - 1];
+        if (n == 0 || n > b) status = ZKCommonCrypto::kDecodeError;
+        for (int i = b - n; status == ZKCommonCrypto::kSuccess && i < b; ++i)
+            if (block[i] != n) status = ZKCommonCrypto::kDecodeError;
+    }
+    OPENSSL_cleanse(block, sizeof block);
+    return status;
+}
+
+}  // namespace
+
 std::optional<QByteArray> ZKCommonCrypto::cipher(const QByteArray& data, QByteArray* consumed, std::uint32_t context,
                                                  std::uint32_t* padding, std::int32_t* error) {
     if (!keyIsDerived_) {
@@ -175,14 +211,29 @@ std::optional<QByteArray> ZKCommonCrypto::cipher(const QByteArray& data, QByteAr
         *error = kParamError;
         return std::nullopt;
     }
-    // Enciphering in place takes over the caller's buffer: the plain text is overwritten as it
-    // goes, and a large document needs no second buffer of its size.
+    // Ciphering in place takes over the caller's buffer: the input is overwritten as it goes,
+    // and a large document needs no second buffer of its size. Deciphering writes no more than
+    // it reads; enciphering adds up to a block of padding.
     QByteArray out;
     const unsigned char* in;
     if (consumed) {
+        if (context == kContextDecrypt) {
+            // Anything that would fail half-way fails here, before the input is touched.
+            if (pkcs7 && !ecb) {
+                if (const std::int32_t status = decryptionWillFail(*consumed, key, iv)) {
+                    *error = status;
+                    return std::nullopt;
+                }
+            } else {
+                *error = kParamError;
+                return std::nullopt;
+            }
+        }
         out = std::move(*consumed);
-        out.reserve(inLength + kBlockSize);
-        out.resize(inLength + kBlockSize);
+        if (context == kContextEncrypt) {
+            out.reserve(inLength + kBlockSize);
+            out.resize(inLength + kBlockSize);
+        }
         in = reinterpret_cast<const unsigned char*>(out.constData());
     } else {
         out = QByteArray(inLength + kBlockSize, Qt::Uninitialized);

@@ -84,12 +84,18 @@ public:
     // large archives of a save, which then need no second buffer.
     std::optional<QByteArray> encryptInPlace(QByteArray&& plain, std::int32_t* error);
     std::optional<QByteArray> decrypt(const QByteArray& data, std::int32_t* error);
+    // The same, writing the plain text over `cipherText`, whose buffer the result takes over; for
+    // the large members of an open. A cipher text that is not whole blocks or whose padding is
+    // wrong, which is all a decryption can fail on, is found so before anything is written, and
+    // `cipherText` is then left as it was. (Should the cipher library itself fail half-way, it is
+    // wiped like any partial output.)
+    std::optional<QByteArray> decryptInPlace(QByteArray& cipherText, std::int32_t* error);
     std::optional<QByteArray> encrypt(const QByteArray& data, const QByteArray& key, std::uint32_t* padding);
     std::optional<QByteArray> decrypt(const QByteArray& data, const QByteArray& key, std::uint32_t* padding);
 
 private:
     // With `consumed` (the very buffer `data` refers to), the output takes it over and is written
-    // over the input.
+    // over the input. Deciphering so first makes sure it will succeed (see decryptInPlace).
     std::optional<QByteArray> cipher(const QByteArray& data, QByteArray* consumed, std::uint32_t context,
                                      std::uint32_t* padding, std::int32_t* error);
     void freshParameters();

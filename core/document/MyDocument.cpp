@@ -412,15 +412,24 @@ std::int32_t MyDocument::Decript() {
 
     // Each member is consumed as it succeeds: a later failure leaves the earlier ones gone.
     auto open = [&](Value& member, Value* out) -> std::int32_t {
-        auto plain = myCommonCrypto->decrypt(member.toData(), &s);
+        // A member is deciphered where it lies, so that a large document never holds its cipher
+        // text and its plain text at once, nor waits for a fresh buffer of that size. A failed
+        // attempt leaves it as it was.
+        const bool mutableClass = member.isMutableClass();
+        std::optional<QByteArray> plain;
+        if (member.isData()) {
+            QByteArray bytes = member.toData();
+            member = Value();
+            plain = myCommonCrypto->decryptInPlace(bytes, &s);
+            if (!plain) member = Value::data(bytes).withMutableClass(mutableClass);
+        } else {
+            plain = myCommonCrypto->decrypt(member.toData(), &s);
+        }
         if (s != 0 || !plain) {
             stopProgress();
             return s != 0 ? s : 1;
         }
         const secrets::WipeOnExit wipePlain(*plain);
-        // The cipher text is let go before the plain text is decoded, so that a large document
-        // never holds both next to its records.
-        const bool mutableClass = member.isMutableClass();
         member = Value();
         const auto v = KeyedUnarchiver::unarchiveObjectWithData(*plain);
         if (!v) {
