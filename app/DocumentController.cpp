@@ -4,6 +4,7 @@
 #include "PlatformServices.h"
 
 #include "document/DocumentTexts.h"
+#include "foundation/FileBytes.h"
 #include "foundation/UserDefaults.h"
 #include "shell/MyAppDelegate.h"
 
@@ -70,7 +71,7 @@ DocumentWindow* DocumentController::openDocument(const QString& path) {
     bool read = false;
     QApplication::setOverrideCursor(Qt::WaitCursor);
     try {
-        read = w->document().readFromData(f.readAll(), QStringLiteral("qvane"), &error);
+        read = w->document().readFromData(readWholeFile(f), QStringLiteral("qvane"), &error);
     } catch (const std::bad_alloc&) {
         QApplication::restoreOverrideCursor();
         delete w;
@@ -289,7 +290,7 @@ void DocumentController::revertDocumentToSaved(DocumentWindow* w) {
     QFile f(w->filePath());
     if (w->filePath().isEmpty() || !f.open(QIODevice::ReadOnly)) return;
     MyDocument& doc = w->document();
-    if (!doc.readFromData(f.readAll(), QStringLiteral("qvane"))) return;
+    if (!doc.readFromData(readWholeFile(f), QStringLiteral("qvane"))) return;
     noteFileOnDisk(w);
     w->clearPasswordToDecryptField();
     doc.myArray = Array();

@@ -6,6 +6,7 @@
 #include "document/DocumentKeys.h"
 #include "document/DocumentTexts.h"
 #include "document/MyDocument.h"
+#include "foundation/FileBytes.h"
 #include "foundation/JsonWriter.h"
 #include "importexport/ZKDataExportManager.h"
 #include "importexport/ZKDataImportManager.h"
@@ -132,7 +133,7 @@ int load(const QString& path, MyDocument& doc, const Streams& io) {
         return kExitUnreadable;
     }
     QString message;
-    switch (doc.read(f.readAll(), &message)) {
+    switch (doc.read(readWholeFile(f), &message)) {
     case MyDocument::ReadResult::Taken: return kExitOk;
     case MyDocument::ReadResult::TooNew:
         print(io.err, texts::tooNewMessage + QLatin1Char('\n') + texts::tooNewInformative + QLatin1Char('\n'));

@@ -235,6 +235,22 @@ QString BinaryPlistReader::string(const Object& o) const {
 }
 
 QByteArray BinaryPlistReader::data(const Object& o) const {
+    // A large block (an enciphered member of a document: nearly the whole file) shares the
+    // buffer it is read from instead of being copied, which would take a second buffer of the
+    // file's size, fresh memory the system has to clear first. Written to, it is copied as any
+    // shared byte array is, unless it has become the buffer's only user: then a document's
+    // member is deciphered right where the file was read. Unlike a copy it has no zero byte
+    // after its end, which nothing here reads.
+    constexpr std::uint64_t kShareFrom = 1 << 20;
+    if (o.count >= kShareFrom && keep_.constData() == reinterpret_cast<const char*>(p_)) {
+        QByteArray slice = keep_;
+        QByteArray::DataPointer& shared = slice.data_ptr();
+        if (shared.d) {  // a buffer of its own, not borrowed bytes
+            shared.ptr += o.payload;
+            shared.size = qsizetype(o.count);
+            return slice;
+        }
+    }
     return QByteArray(reinterpret_cast<const char*>(p_ + o.payload), qsizetype(o.count));
 }
 

@@ -58,6 +58,42 @@ TEST(BinaryPropertyList, EveryKindRoundTripsExactly) {
     test::expectStrictlyEqual(tree, *back);
 }
 
+// A large data object (a document's enciphered records) is handed out without a copy, sharing the
+// buffer read; it must still behave as bytes of its own, whoever writes to either side.
+TEST(BinaryPropertyList, LargeDataSharesTheBufferReadYetStaysItsOwn) {
+    QByteArray large(3 << 20, '\0');
+    for (qsizetype i = 0; i < large.size(); ++i) large[i] = char(i * 7 + i / 4096);
+    const QByteArray small = QByteArrayLiteral("salt and vector");
+    QByteArray file = binary(Value(Array{Value::data(small), Value::data(large)}));
+    const char* const fileStart = file.constData();
+
+    auto back = readBinaryPropertyList(file, nullptr);
+    ASSERT_TRUE(back);
+    QByteArray readLarge = back->toArray().at(1).toData();
+    EXPECT_EQ(back->toArray().at(0).toData(), small);
+    EXPECT_EQ(readLarge, large);
+    EXPECT_TRUE(readLarge.constData() > fileStart && readLarge.constData() < fileStart + file.size());
+
+    // Writing to the file's buffer or to the block leaves the other as it was.
+    file.fill('x');
+    EXPECT_EQ(back->toArray().at(1).toData(), large);
+    back.reset();
+    file = QByteArray();
+    const char* const where = readLarge.constData();
+    readLarge[0] = '!';  // now the buffer's only holder: changed where it lies
+    EXPECT_EQ(readLarge.constData(), where);
+    EXPECT_EQ(readLarge.mid(1), large.mid(1));
+    EXPECT_EQ(readLarge.size(), large.size());
+
+    // Bytes the reader does not own (a view of someone else's memory) are copied as before.
+    const QByteArray again = binary(Value(Array{Value::data(large)}));
+    auto fromView = readBinaryPropertyList(QByteArray::fromRawData(again.constData(), again.size()), nullptr);
+    ASSERT_TRUE(fromView);
+    const QByteArray copied = fromView->toArray().at(0).toData();
+    EXPECT_EQ(copied, large);
+    EXPECT_FALSE(copied.constData() >= again.constData() && copied.constData() < again.constData() + again.size());
+}
+
 TEST(BinaryPropertyList, SizesFollowTheCountsAsThePublishedWriterChoosesThem) {
     // Reference size follows the number of objects, offset size the offset table's position.
     Array small;
