@@ -219,13 +219,9 @@ std::optional<QByteArray> ZKCommonCrypto::cipher(const QByteArray& data, QByteAr
     if (consumed) {
         if (context == kContextDecrypt) {
             // Anything that would fail half-way fails here, before the input is touched.
-            if (pkcs7 && !ecb) {
-                if (const std::int32_t status = decryptionWillFail(*consumed, key, iv)) {
-                    *error = status;
-                    return std::nullopt;
-                }
-            } else {
-                *error = kParamError;
+            const std::int32_t status = pkcs7 && !ecb ? decryptionWillFail(*consumed, key, iv) : kParamError;
+            if (status != kSuccess) {
+                *error = status;
                 return std::nullopt;
             }
         }

@@ -242,7 +242,7 @@ QByteArray BinaryPlistReader::data(const Object& o) const {
     // member is deciphered right where the file was read. Unlike a copy it has no zero byte
     // after its end, which nothing here reads.
     constexpr std::uint64_t kShareFrom = 1 << 20;
-    if (o.count >= kShareFrom && keep_.constData() == reinterpret_cast<const char*>(p_)) {
+    if (o.count >= kShareFrom) {
         QByteArray slice = keep_;
         QByteArray::DataPointer& shared = slice.data_ptr();
         if (shared.d) {  // a buffer of its own, not borrowed bytes
