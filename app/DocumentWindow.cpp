@@ -42,6 +42,12 @@
 #include <QTableView>
 #include <QToolBar>
 #include <QVBoxLayout>
+#include <QDateTime>
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QScreen>
+
+#include <algorithm>
 
 #include <cmath>
 #include <new>
@@ -60,7 +66,9 @@ DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& p
     filePanel_ = ownFilePanel_.get();
     setMinimumSize(kMinimumWidth, kMinimumHeight);
     resize(900, 600);
+    setGeometry(fittedToScreen(geometry()));
     doc_->setUi(this);
+    doc_->onLockPending = [this] { closeRecordsToTheUser(); };
     // Queued on the window, so that a step still waiting when the window closes is dropped with
     // it instead of running on a document that is gone.
     doc_->postToMainQueue = [this](std::function<void()> step) {
@@ -132,6 +140,11 @@ void DocumentWindow::buildPages() {
     table_->setWordWrap(false);
     table_->setShowGrid(false);
     table_->verticalHeader()->setDefaultSectionSize(table_->fontMetrics().height() + 8);
+    // Tab leaves the table for the detail pane instead of walking its cells.
+    table_->setTabKeyNavigation(false);
+    table_->setAccessibleName(QStringLiteral("Records"));
+    table_->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(table_, &QWidget::customContextMenuRequested, this, [this](const QPoint& at) { showRowMenu(at); });
     split_ = new QSplitter(Qt::Horizontal, browser);
     split_->setObjectName(QStringLiteral("mainSplitView"));
     split_->addWidget(table_);
@@ -146,6 +159,10 @@ void DocumentWindow::buildPages() {
         if (!detailViewCollapsed_) bufferedDetailViewLength_ = split_->sizes().value(1);
     });
     browserLayout->addWidget(split_);
+    countLabel_ = new QLabel(browser);
+    countLabel_->setObjectName(QStringLiteral("recordCount"));
+    countLabel_->setEnabled(false);  // quiet, like a status line
+    browserLayout->addWidget(countLabel_, 0, Qt::AlignRight);
     pages_->addWidget(browser);
     connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] { syncSelectionFromView(); });
     connect(table_->horizontalHeader(), &QHeaderView::sortIndicatorChanged, this, [this](int section, Qt::SortOrder order) {
@@ -169,6 +186,7 @@ void DocumentWindow::buildPages() {
     passwordField_->setEchoMode(QLineEdit::Password);
     passwordField_->setFixedWidth(300);
     passwordField_->setPlaceholderText(QStringLiteral("Master password"));
+    passwordField_->setAccessibleName(QStringLiteral("Master password"));
     l->addWidget(passwordField_, 0, Qt::AlignHCenter);
     progress_ = new QProgressBar(locked);
     progress_->setRange(0, 0);
@@ -223,6 +241,7 @@ void DocumentWindow::buildPages() {
     categoryPopup_ = new QComboBox(toolbar_);
     categoryPopup_->setObjectName(QStringLiteral("myActionPopup"));
     categoryPopup_->setMinimumWidth(150);
+    categoryPopup_->setAccessibleName(QStringLiteral("Show category"));
     categoryPopup_->addItem(QStringLiteral("All Categories"));
     categoryPopup_->insertSeparator(1);
     toolbar_->addWidget(categoryPopup_);
@@ -238,7 +257,12 @@ void DocumentWindow::buildPages() {
     searchField_->setPlaceholderText(QStringLiteral("Search"));
     searchField_->setClearButtonEnabled(true);
     searchField_->setMaximumWidth(240);
+    searchField_->setAccessibleName(QStringLiteral("Search records"));
+    searchField_->installEventFilter(this);
     toolbar_->addWidget(searchField_);
+    setTabOrder(categoryPopup_, searchField_);
+    setTabOrder(searchField_, table_);
+    setTabOrder(table_, categoryChooser_);
     connect(searchField_, &QLineEdit::textChanged, this, [this](const QString& text) {
         browser_->searchString = text;
         browser_->setFilterPredicate();
@@ -256,15 +280,31 @@ void DocumentWindow::buildDetail(QWidget* parent) {
     form->addRow(categoryView_);
     categoryChooser_ = new QComboBox(detail_);
     categoryChooser_->setObjectName(QStringLiteral("categoryChooser"));
-    form->addRow(QStringLiteral("Category:"), categoryChooser_);
-    connect(categoryChooser_, &QComboBox::activated, this, [this](int index) { browser_->categoryWasSet(index); });
+    categoryChooser_->setAccessibleName(QStringLiteral("Category"));
+    form->addRow(labelFor(QStringLiteral("Ca&tegory:"), categoryChooser_), categoryChooser_);
+    connect(categoryChooser_, &QComboBox::activated, this, [this](int index) {
+        if (!recordsOpenToTheUser()) return;
+        browser_->categoryWasSet(index);
+        // The category is assigned after the browser's own reload: show the record as it is now.
+        reloadRecords();
+    });
+    QWidget* previous = categoryChooser_;
+    auto chain = [&previous](QWidget* next) {
+        setTabOrder(previous, next);
+        previous = next;
+    };
     const std::pair<const char*, const QString*> fields[] = {
-        {"Name", &keys::name},         {"Account", &keys::account}, {"User ID", &keys::userID},
-        {"Password", &keys::password}, {"PIN", &keys::pin},         {"Security", &keys::security},
-        {"URL", &keys::url},           {"Email", &keys::email}};
+        {"&Name", &keys::name},         {"A&ccount", &keys::account}, {"&User ID", &keys::userID},
+        {"&Password", &keys::password}, {"P&IN", &keys::pin},         {"&Security", &keys::security},
+        {"U&RL", &keys::url},           {"&Email", &keys::email}};
     for (const auto& [title, key] : fields) {
         auto* edit = new QLineEdit(detail_);
         edit->setObjectName(*key + QStringLiteral("Field"));
+        const QString plainTitle = QString::fromLatin1(title).remove(QLatin1Char('&'));
+        edit->setAccessibleName(plainTitle);
+        edit->installEventFilter(this);
+        chain(edit);
+        connect(edit, &QLineEdit::textChanged, this, [this] { updateCopyButtons(); });
         const QString k = *key;
         // Every keystroke marks the document; the value is written when the field is left.
         connect(edit, &QLineEdit::textEdited, this, [this] { doc_->updateChangeCount(ZKCryptoDoc::kChangeDone); });
@@ -279,24 +319,35 @@ void DocumentWindow::buildDetail(QWidget* parent) {
             auto* copy = new QToolButton(detail_);
             copy->setObjectName(k + QStringLiteral("Copy"));
             copy->setText(QStringLiteral("Copy"));
-            copy->setToolTip(QStringLiteral("Copy"));
+            copy->setToolTip(QStringLiteral("Copy %1").arg(plainTitle));
+            copy->setAccessibleName(QStringLiteral("Copy %1").arg(plainTitle));
             const int tag = tags.value(k, 10);
-            connect(copy, &QToolButton::clicked, this, [this, edit, tag] { copier_->textCopiedInClipboard(edit->text(), tag); });
+            connect(copy, &QToolButton::clicked, this, [this, edit, tag] {
+                if (recordsOpenToTheUser()) copier_->textCopiedInClipboard(edit->text(), tag);
+            });
             row->addWidget(copy);
+            copyButtons_.emplace_back(edit, copy);
+            chain(copy);
             if (k == keys::url) {
                 auto* open = new QToolButton(detail_);
                 open->setObjectName(QStringLiteral("urlOpen"));
                 open->setText(QStringLiteral("Open"));
-                open->setToolTip(QStringLiteral("Open"));
-                connect(open, &QToolButton::clicked, this,
-                        [this, edit] { controller_->services()->resolutor->openUrl(edit->text()); });
+                open->setToolTip(QStringLiteral("Open the address"));
+                open->setAccessibleName(QStringLiteral("Open URL"));
+                connect(open, &QToolButton::clicked, this, [this, edit] {
+                    if (recordsOpenToTheUser()) controller_->services()->resolutor->openUrl(edit->text());
+                });
                 row->addWidget(open);
+                urlOpen_ = open;
+                chain(open);
             }
         }
         if (k == keys::url) {
             // A file or a web address dropped here becomes the selected record's URL.
             auto* drop = new DropArea(detail_);
+            drop->setAccessibleName(QStringLiteral("Drop a file or an address here to set the URL"));
             connect(drop, &DropArea::valueDropped, this, [this](const QString& dropKey, const QString& value) {
+                if (!recordsOpenToTheUser()) return;
                 if (!observeDropArea(browser_->myArrayController(), dropKey, value)) return;
                 browser_->recordEdited();
                 doc_->updateChangeCount(ZKCryptoDoc::kChangeDone);
@@ -311,6 +362,8 @@ void DocumentWindow::buildDetail(QWidget* parent) {
             pick->setObjectName(QStringLiteral("emailPopup"));
             pick->setText(QStringLiteral("\u25BE"));
             pick->setPopupMode(QToolButton::InstantPopup);
+            pick->setAccessibleName(QStringLiteral("Choose an address from the list"));
+            chain(pick);
             auto* menu = new QMenu(pick);
             pick->setMenu(menu);
             connect(menu, &QMenu::aboutToShow, this, [this, menu] {
@@ -327,20 +380,27 @@ void DocumentWindow::buildDetail(QWidget* parent) {
             });
             row->addWidget(pick);
         }
-        form->addRow(QString::fromLatin1(title) + QLatin1Char(':'), row);
+        form->addRow(labelFor(QString::fromLatin1(title) + QLatin1Char(':'), edit), row);
         detailEdits_.emplace_back(k, edit);
     }
     noteEdit_ = new QPlainTextEdit(detail_);
     noteEdit_->setObjectName(QStringLiteral("noteField"));
     noteEdit_->setTabChangesFocus(true);
+    noteEdit_->setAccessibleName(QStringLiteral("Note"));
+    noteEdit_->installEventFilter(this);
+    chain(noteEdit_);
     if (copier_) {
         auto* noteRow = new QHBoxLayout;
         noteRow->addWidget(noteEdit_);
         auto* copyNote = new QToolButton(detail_);
         copyNote->setObjectName(QStringLiteral("noteCopy"));
         copyNote->setText(QStringLiteral("Copy"));
-        copyNote->setToolTip(QStringLiteral("Copy"));
+        copyNote->setToolTip(QStringLiteral("Copy Note"));
+        copyNote->setAccessibleName(QStringLiteral("Copy Note"));
+        noteCopy_ = copyNote;
+        chain(copyNote);
         connect(copyNote, &QToolButton::clicked, this, [this] {
+            if (!recordsOpenToTheUser()) return;
             // A note shown in part is copied whole, from the record.
             const Array selected = browser_->myArrayController().selectedObjects();
             const QString note = noteShownInPart_ && !selected.isEmpty()
@@ -349,9 +409,9 @@ void DocumentWindow::buildDetail(QWidget* parent) {
             copier_->textCopiedInClipboard(note, 9);
         });
         noteRow->addWidget(copyNote, 0, Qt::AlignTop);
-        form->addRow(QStringLiteral("Note:"), noteRow);
+        form->addRow(labelFor(QStringLiteral("N&ote:"), noteEdit_), noteRow);
     } else {
-        form->addRow(QStringLiteral("Note:"), noteEdit_);
+        form->addRow(labelFor(QStringLiteral("N&ote:"), noteEdit_), noteEdit_);
     }
     // Under the note, across the pane, so that it stays readable in a small window.
     noteTooLong_ = new QLabel(detail_);
@@ -360,6 +420,7 @@ void DocumentWindow::buildDetail(QWidget* parent) {
     noteTooLong_->hide();
     form->addRow(noteTooLong_);
     connect(noteEdit_, &QPlainTextEdit::textChanged, this, [this] {
+        updateCopyButtons();
         // The beginning of a note must never replace the whole of it.
         if (syncing_ || noteShownInPart_) return;
         doc_->updateChangeCount(ZKCryptoDoc::kChangeDone);
@@ -386,14 +447,16 @@ void DocumentWindow::buildMenus() {
         QAction* a = menu->addAction(text);
         a->setObjectName(name);
         if (!keys.isEmpty()) a->setShortcut(keys);
-        connect(a, &QAction::triggered, this, [run] { run(); });
+        connect(a, &QAction::triggered, this, [this, name, run] {
+            // A shortcut can fire while the item still shows the state of the last look at the
+            // menu (a lock decided a moment ago): the same table decides again now.
+            if (name.endsWith(QLatin1Char(':')) && !browser_->validateUserInterfaceItem(name).enabled) return;
+            run();
+        });
         return a;
     };
     QMenu* app = menuBar()->addMenu(QStringLiteral("Quorvane"));
-    add(app, QStringLiteral("about"), QStringLiteral("About Quorvane"), {}, [this] {
-        QMessageBox::about(this, QStringLiteral("About Quorvane"),
-                           QStringLiteral("<b>Quorvane</b> %1").arg(doc_->appReleaseString));
-    });
+    add(app, QStringLiteral("about"), QStringLiteral("About Quorvane"), {}, [this] { showAbout(); });
     add(app, QStringLiteral("checkForUpdates"), ZKAppDelegateBase::softwareUpdateMenuTitle(), {}, [] {});
     app->addSeparator();
     add(app, QStringLiteral("quit"), QStringLiteral("Quit Quorvane"), QKeySequence::Quit, [] { QApplication::closeAllWindows(); });
@@ -448,18 +511,32 @@ void DocumentWindow::buildMenus() {
 
     QMenu* edit = menuBar()->addMenu(QStringLiteral("Edit"));
     QAction* undo = add(edit, QStringLiteral("undo:"), QStringLiteral("Undo"), QKeySequence::Undo, [this] {
+        if (!recordsOpenToTheUser()) return;
         browser_->undoManager().undo();
         refresh();
     });
     QAction* redo = add(edit, QStringLiteral("redo:"), QStringLiteral("Redo"), QKeySequence::Redo, [this] {
+        if (!recordsOpenToTheUser()) return;
         browser_->undoManager().redo();
         refresh();
     });
+    edit->addSeparator();
+    // The text commands act on the text field that has the keyboard, as everywhere on the desktop.
+    const std::tuple<const char*, const char*, QKeySequence::StandardKey> textCommands[] = {
+        {"cut", "Cut", QKeySequence::Cut},
+        {"copy", "Copy", QKeySequence::Copy},
+        {"paste", "Paste", QKeySequence::Paste},
+        {"selectAll", "Select All", QKeySequence::SelectAll}};
+    for (const auto& [name, title, keys] : textCommands) {
+        const QString command = QLatin1String(name);
+        add(edit, command, QLatin1String(title), keys, [this, command] { runTextCommand(command); });
+    }
     connect(edit, &QMenu::aboutToShow, this, [this, undo, redo] {
         undo->setText(browser_->undoManager().undoMenuItemTitle());
-        undo->setEnabled(browser_->undoManager().canUndo() && doc_->isDecrypted());
+        undo->setEnabled(browser_->undoManager().canUndo() && recordsOpenToTheUser());
         redo->setText(browser_->undoManager().redoMenuItemTitle());
-        redo->setEnabled(browser_->undoManager().canRedo() && doc_->isDecrypted());
+        redo->setEnabled(browser_->undoManager().canRedo() && recordsOpenToTheUser());
+        updateTextCommands();
     });
     edit->addSeparator();
     add(edit, QStringLiteral("makeToolbarSearchFieldFirstResponder:"), QStringLiteral("Find"), QKeySequence::Find,
@@ -467,15 +544,24 @@ void DocumentWindow::buildMenus() {
 
     QMenu* records = menuBar()->addMenu(QStringLiteral("Record"));
     add(records, QStringLiteral("addRow:"), QStringLiteral("New Record"), QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_N),
-        [this] { browser_->addRow(); });
+        [this] {
+            browser_->addRow();
+            // Edit mode is on now: the fields take keys before the name field is given the focus.
+            showSelectedRecord();
+            updateCommands();
+        });
     add(records, QStringLiteral("duplicateRow:"), QStringLiteral("Duplicate Record"), QKeySequence(Qt::CTRL | Qt::Key_D),
-        [this] { browser_->duplicateRow(); });
+        [this] {
+            browser_->duplicateRow();
+            showSelectedRecord();
+        });
     add(records, QStringLiteral("deleteRow:"), QStringLiteral("Delete Record\u2026"), QKeySequence(Qt::CTRL | Qt::Key_Backspace),
         [this] { browser_->deleteRow(); });
     records->addSeparator();
     add(records, QStringLiteral("editContentToggle:"), QStringLiteral("Edit Record"), QKeySequence(Qt::CTRL | Qt::Key_E), [this] {
         browser_->editContentToggle();
         showSelectedRecord();
+        updateCommands();
     })->setCheckable(true);
     records->addSeparator();
     add(records, QStringLiteral("editCategoriesSheet:"), QStringLiteral("Categories\u2026"), {}, [this] {
@@ -542,6 +628,15 @@ void DocumentWindow::buildMenus() {
     connect(records, &QMenu::aboutToShow, this, &DocumentWindow::updateCommands);
 
     QMenu* view = menuBar()->addMenu(QStringLiteral("View"));
+    // Every document can bring its filter and search bar back, also one converted from an old
+    // file, which opens with the bar hidden.
+    add(view, QStringLiteral("toggleToolbarShown:"), QStringLiteral("Hide Toolbar"), QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_T),
+        [this] {
+            if (!recordsOpenToTheUser()) return;
+            setToolbarVisible(toolbar_->isHidden());
+            updateCommands();
+        })->setCheckable(true);
+    view->addSeparator();
     add(view, QStringLiteral("showPasswordsInTable:"), QStringLiteral("Show Secrets in Table"), {}, [this] {
         browser_->showPasswordsInTable();
     })->setCheckable(true);
@@ -577,6 +672,7 @@ void DocumentWindow::buildMenus() {
         add(columnsMenu, name, QLatin1String(title), {}, [this, column] {
             browser_->switchColumnVisibility(column);
             syncColumns();
+            fitColumnsToView();
         })->setCheckable(true);
     }
     columnsMenu->addSeparator();
@@ -589,6 +685,7 @@ void DocumentWindow::buildMenus() {
         add(columnsMenu, name, QLatin1String(title), {}, [this, name] {
             browser_->setColumnVisibilityPreset(name);
             syncColumns();
+            fitColumnsToView();
         });
     }
     columnsMenu->addSeparator();
@@ -619,10 +716,83 @@ void DocumentWindow::updateCommands() {
         }
     }
     if (QAction* a = action(QStringLiteral("revertDocumentToSaved:"))) a->setEnabled(a->isEnabled() && !path_.isEmpty());
+    if (QAction* a = action(QStringLiteral("toggleToolbarShown:"))) {
+        const bool shown = !toolbar_->isHidden();
+        a->setEnabled(recordsOpenToTheUser());
+        a->setChecked(shown && recordsOpenToTheUser());
+        a->setText(shown ? QStringLiteral("Hide Toolbar") : QStringLiteral("Show Toolbar"));
+    }
+    updateCopyButtons();
+    updateTextCommands();
+}
+
+bool DocumentWindow::recordsOpenToTheUser() const { return doc_->isDecrypted() && !doc_->isLockPending(); }
+
+void DocumentWindow::closeRecordsToTheUser() {
+    // Disabling the page first lets a field that is being edited hand its value to the record,
+    // as leaving it does; the lock keeps unsaved edits. Then nothing of the records stays in a
+    // widget: the hidden password fields are what a copy would read.
+    if (contextMenu_) contextMenu_->close();
+    if (hud_) hud_->hide();
+    pages_->widget(0)->setEnabled(false);
+    syncing_ = true;
+    for (auto& [key, edit] : detailEdits_) edit->clear();
+    noteEdit_->clear();
+    categoryView_->setCategory(Value());
+    syncing_ = false;
+    updateCommands();
+}
+
+void DocumentWindow::updateCopyButtons() {
+    // A copy button is there to use only when its field has something to copy.
+    const bool open = recordsOpenToTheUser() && !browser_->myArrayController().selectedObjects().isEmpty();
+    for (const auto& [edit, button] : copyButtons_) button->setEnabled(open && !edit->text().isEmpty());
+    if (noteCopy_) noteCopy_->setEnabled(open && !noteEdit_->toPlainText().isEmpty());
+    if (urlOpen_) urlOpen_->setEnabled(open && !secureFieldText(keys::url).isEmpty());
+}
+
+namespace {
+QLineEdit* focusedLineEdit() { return qobject_cast<QLineEdit*>(QApplication::focusWidget()); }
+QPlainTextEdit* focusedTextEdit() { return qobject_cast<QPlainTextEdit*>(QApplication::focusWidget()); }
+}  // namespace
+
+void DocumentWindow::updateTextCommands() {
+    QLineEdit* line = focusedLineEdit();
+    QPlainTextEdit* text = focusedTextEdit();
+    if (line && line->window() != this) line = nullptr;
+    if (text && text->window() != this) text = nullptr;
+    // A masked field gives nothing away, as its own context menu does.
+    const bool masked = line && line->echoMode() != QLineEdit::Normal;
+    const bool selected = (line && line->hasSelectedText()) || (text && text->textCursor().hasSelection());
+    const bool writable = (line && !line->isReadOnly()) || (text && !text->isReadOnly());
+    if (QAction* a = action(QStringLiteral("cut"))) a->setEnabled(selected && writable && !masked);
+    if (QAction* a = action(QStringLiteral("copy"))) a->setEnabled(selected && !masked);
+    if (QAction* a = action(QStringLiteral("paste"))) a->setEnabled(writable);
+    if (QAction* a = action(QStringLiteral("selectAll")))
+        a->setEnabled(line || text || (QApplication::focusWidget() == table_ && recordsOpenToTheUser()));
+}
+
+void DocumentWindow::runTextCommand(const QString& command) {
+    QLineEdit* line = focusedLineEdit();
+    QPlainTextEdit* text = focusedTextEdit();
+    if (line && line->window() == this) {
+        if (command == QLatin1String("cut")) line->cut();
+        else if (command == QLatin1String("copy")) line->copy();
+        else if (command == QLatin1String("paste")) line->paste();
+        else line->selectAll();
+    } else if (text && text->window() == this) {
+        if (command == QLatin1String("cut")) text->cut();
+        else if (command == QLatin1String("copy")) text->copy();
+        else if (command == QLatin1String("paste")) text->paste();
+        else text->selectAll();
+    } else if (command == QLatin1String("selectAll") && QApplication::focusWidget() == table_) {
+        table_->selectAll();
+    }
 }
 
 void DocumentWindow::showSelectedRecord() {
-    const Array selected = browser_->myArrayController().selectedObjects();
+    // A locked document shows no record, also when something asks to refresh the hidden page.
+    const Array selected = recordsOpenToTheUser() ? browser_->myArrayController().selectedObjects() : Array();
     const Dictionary record = selected.isEmpty() ? Dictionary() : selected.at(0).toDictionary();
     syncing_ = true;
     const bool editable = doc_->isEditable && !selected.isEmpty();
@@ -651,6 +821,7 @@ void DocumentWindow::showSelectedRecord() {
     categoryView_->setCategory(record.value(keys::categoryPtr));
     categoryChooser_->setEnabled(editable);
     syncing_ = false;
+    updateCopyButtons();
 }
 
 qsizetype DocumentWindow::shownLengthOfNote(QStringView note) {
@@ -706,6 +877,17 @@ void DocumentWindow::reloadRecords() {
     table_->selectionModel()->select(selection, QItemSelectionModel::ClearAndSelect);
     syncing_ = false;
     showSelectedRecord();
+    updateRecordCount();
+}
+
+void DocumentWindow::updateRecordCount() {
+    const QLocale locale;
+    const qsizetype total = doc_->myArray.count();
+    const qsizetype shown = browser_->myArrayController().arrangedObjects().count();
+    const QString noun = total == 1 ? QStringLiteral("record") : QStringLiteral("records");
+    countLabel_->setText(shown == total ? QStringLiteral("%1 %2").arg(locale.toString(total), noun)
+                                        : QStringLiteral("%1 of %2 %3 shown").arg(locale.toString(shown),
+                                                                                 locale.toString(total), noun));
 }
 
 void DocumentWindow::refresh() {
@@ -718,6 +900,7 @@ void DocumentWindow::refresh() {
                                      .arg(doc_->docReleaseString, doc_->appReleaseString));
     descriptionLabel_->setText(doc_->moreDocDescription);
     if (doc_->isEncrypted()) toolbar_->hide();
+    pages_->widget(0)->setEnabled(recordsOpenToTheUser());
     setWindowModified(doc_->isDocumentEdited());
     updateCommands();
 }
@@ -758,12 +941,15 @@ Rect DocumentWindow::windowFrame() const {
 
 void DocumentWindow::setWindowFrame(const Rect& f) {
     if (f.width <= 0 || f.height <= 0) return;
-    setGeometry(int(f.x), int(f.y), int(f.width), int(f.height));
+    // A frame remembered on a larger screen is brought within this one.
+    setGeometry(fittedToScreen(QRect(int(f.x), int(f.y), int(f.width), int(f.height))));
     if (pages_->currentIndex() == 0) ensureDetailPaneShown();
 }
 
 void DocumentWindow::selectTabPage(int index) {
+    if (index != 0) closeRecordsToTheUser();
     pages_->setCurrentIndex(index);
+    pages_->widget(0)->setEnabled(recordsOpenToTheUser());
     if (index == 0) ensureDetailPaneShown();
     updateCommands();  // the locked state changed with the page
 }
@@ -868,6 +1054,8 @@ void DocumentWindow::scrollRowToVisible(qsizetype row) {
 }
 
 void DocumentWindow::focusNameField() {
+    // The new record's name is typed at once: a collapsed pane opens for it.
+    if (detailViewCollapsed_) toggleCollapseExpandMainView();
     for (auto& [key, edit] : detailEdits_)
         if (key == keys::name) edit->setFocus();
 }
@@ -877,8 +1065,14 @@ void DocumentWindow::setCategoryPopupTitles(const QStringList& titles) {
     while (categoryPopup_->count() > 2) categoryPopup_->removeItem(2);
     categoryPopup_->addItems(titles);
     categoryPopup_->setCurrentIndex(keep < categoryPopup_->count() ? keep : 0);
+    syncing_ = true;
     categoryChooser_->clear();
     categoryChooser_->addItems(titles);
+    syncing_ = false;
+    // Filling the list leaves its first entry showing: show the selected record's again.
+    const Array selected = recordsOpenToTheUser() ? browser_->myArrayController().selectedObjects() : Array();
+    const Value category = selected.isEmpty() ? Value() : selected.at(0).toDictionary().value(keys::categoryPtr);
+    categoryChooser_->setCurrentIndex(int(browser_->myCategoryArrayController().content().indexOfIdentical(category)));
 }
 
 void DocumentWindow::openHud(const QString& text, double seconds) {
@@ -1001,6 +1195,208 @@ void DocumentWindow::exportRecords(const Array& records) {
     activeSheet_ = &sheet;
     sheet.exec();
     activeSheet_ = nullptr;
+}
+
+// ---- Desktop manners ----
+
+QLabel* DocumentWindow::labelFor(const QString& text, QWidget* field) {
+    // The label names its field for screen readers, and its underlined letter moves the keyboard there.
+    auto* label = new QLabel(text, field->parentWidget());
+    label->setBuddy(field);
+    return label;
+}
+
+QRect DocumentWindow::fittedToScreen(const QRect& wanted) const {
+    const QScreen* s = QGuiApplication::screenAt(wanted.center());
+    if (!s) s = screen();
+    if (!s) s = QGuiApplication::primaryScreen();
+    if (!s) return wanted;
+    const QRect room = s->availableGeometry();
+    // The title bar and borders lie outside the geometry; before the first show they are unknown.
+    const QMargins frame = isVisible() ? QMargins(geometry().left() - frameGeometry().left(),
+                                                  geometry().top() - frameGeometry().top(),
+                                                  frameGeometry().right() - geometry().right(),
+                                                  frameGeometry().bottom() - geometry().bottom())
+                                       : QMargins(4, 30, 4, 4);
+    const QRect inner = room.marginsRemoved(frame);
+    QRect fit = wanted;
+    fit.setWidth(std::max(std::min(wanted.width(), inner.width()), minimumWidth()));
+    fit.setHeight(std::max(std::min(wanted.height(), inner.height()), minimumHeight()));
+    fit.moveLeft(std::clamp(wanted.left(), inner.left(), std::max(inner.left(), inner.right() - fit.width() + 1)));
+    fit.moveTop(std::clamp(wanted.top(), inner.top(), std::max(inner.top(), inner.bottom() - fit.height() + 1)));
+    return fit;
+}
+
+int DocumentWindow::narrowestWidthOfColumn(int section) const {
+    // Never narrower than its title with the sort arrow, nor than what its cells need to be read:
+    // a whole date, a whole count, the longest category title.
+    const QFontMetrics header(table_->horizontalHeader()->font());
+    const QFontMetrics cells(table_->font());
+    const QString id = model_->identifierAt(section);
+    int narrowest = header.horizontalAdvance(model_->headerData(section, Qt::Horizontal, Qt::DisplayRole).toString()) + 34;
+    if (id == QLatin1String("createdDate") || id == QLatin1String("modificationDate")) {
+        const QString sample = QLocale().toString(QDateTime(QDate(2026, 12, 28), QTime(23, 59)), QLocale::ShortFormat);
+        narrowest = std::max(narrowest, cells.horizontalAdvance(sample) + 16);
+    } else if (id == QLatin1String("category")) {
+        int longest = 0;
+        for (const Value& c : doc_->myCategoryArray)
+            longest = std::max(longest, cells.horizontalAdvance(c.toDictionary().value(keys::cat_category).toString()));
+        narrowest = std::max(narrowest, longest + 28);
+    } else if (id == QLatin1String("name")) {
+        narrowest = std::max(narrowest, cells.horizontalAdvance(QStringLiteral("M")) * 10);
+    }
+    return narrowest;
+}
+
+void DocumentWindow::fitColumnsToView() {
+    // A preset shows its columns within the window: the wide ones give up room first, and none
+    // becomes narrower than it must be to be read. Only when even that is too wide does the
+    // table scroll.
+    QHeaderView* header = table_->horizontalHeader();
+    const int room = table_->viewport()->width() > 50 ? table_->viewport()->width() : table_->width() - 4;
+    std::vector<int> sections;
+    int total = 0;
+    for (int visual = 0; visual < header->count(); ++visual) {
+        const int logical = header->logicalIndex(visual);
+        if (header->isSectionHidden(logical)) continue;
+        sections.push_back(logical);
+        total += header->sectionSize(logical);
+    }
+    if (sections.empty() || total <= room) return;
+    std::vector<int> narrowest(sections.size()), width(sections.size());
+    for (size_t i = 0; i < sections.size(); ++i) {
+        width[i] = header->sectionSize(sections[i]);
+        narrowest[i] = std::min(width[i], narrowestWidthOfColumn(sections[i]));
+    }
+    int excess = total - room;
+    for (int round = 0; round < 4 && excess > 0; ++round) {
+        int spare = 0;
+        for (size_t i = 0; i < sections.size(); ++i) spare += width[i] - narrowest[i];
+        if (spare <= 0) break;
+        const double share = std::min(1.0, double(excess) / spare);
+        int taken = 0;
+        for (size_t i = 0; i < sections.size(); ++i) {
+            const int give = int(std::ceil((width[i] - narrowest[i]) * share));
+            const int actual = std::min(give, std::min(width[i] - narrowest[i], excess - taken));
+            width[i] -= actual;
+            taken += actual;
+        }
+        excess -= taken;
+    }
+    // Reported as the user's own resizing would be, so that the document keeps the new widths.
+    for (size_t i = 0; i < sections.size(); ++i) header->resizeSection(sections[i], width[i]);
+}
+
+void DocumentWindow::showRowMenu(const QPoint& at) {
+    if (!recordsOpenToTheUser()) return;
+    const QModelIndex index = table_->indexAt(at);
+    if (index.isValid() && !table_->selectionModel()->isRowSelected(index.row(), QModelIndex())) table_->selectRow(index.row());
+    // The menu's own items are the Record menu's, so the one table enables them alike.
+    updateCommands();
+    QMenu menu(this);
+    menu.setObjectName(QStringLiteral("rowMenu"));
+    contextMenu_ = &menu;
+    auto put = [this, &menu](const char* name, const QString& title = {}) {
+        if (QAction* a = action(QLatin1String(name))) {
+            if (title.isEmpty()) {
+                menu.addAction(a);
+            } else {
+                // The same command under a title that says what it copies, out of its submenu.
+                QAction* copy = menu.addAction(title);
+                copy->setObjectName(QStringLiteral("row:") + QLatin1String(name));
+                copy->setEnabled(a->isEnabled());
+                connect(copy, &QAction::triggered, a, &QAction::trigger);
+            }
+        }
+    };
+    if (copier_) {
+        put("copyName:", QStringLiteral("Copy Name"));
+        put("copyAccount:", QStringLiteral("Copy Account"));
+        put("copyUserID:", QStringLiteral("Copy User ID"));
+        put("copyPassword:", QStringLiteral("Copy Password"));
+        put("copyPin:", QStringLiteral("Copy PIN"));
+        put("copySecurity:", QStringLiteral("Copy Security"));
+        put("copyUrl:", QStringLiteral("Copy URL"));
+        put("copyEmail:", QStringLiteral("Copy Email"));
+        put("copyNote:", QStringLiteral("Copy Note"));
+        put("copyCategory:", QStringLiteral("Copy Category"));
+        menu.addSeparator();
+        put("openUrl:");
+        put("pushAndPull:");
+        menu.addSeparator();
+    }
+    put("editContentToggle:");
+    put("duplicateRow:");
+    put("deleteRow:");
+    if (rowMenuHook_) rowMenuHook_(&menu);
+    menu.exec(table_->viewport()->mapToGlobal(at));
+    contextMenu_ = nullptr;
+}
+
+void DocumentWindow::showAbout() {
+    QDialog about(this);
+    about.setObjectName(QStringLiteral("aboutWindow"));
+    about.setWindowTitle(QStringLiteral("About Quorvane"));
+    auto* layout = new QVBoxLayout(&about);
+    layout->setContentsMargins(28, 22, 28, 18);
+    auto* icon = new QLabel(&about);
+    icon->setPixmap(QApplication::windowIcon().pixmap(64, 64));
+    layout->addWidget(icon, 0, Qt::AlignHCenter);
+    auto* name = new QLabel(QStringLiteral("Quorvane"), &about);
+    QFont big = name->font();
+    big.setPointSizeF(big.pointSizeF() * 1.6);
+    big.setBold(true);
+    name->setFont(big);
+    layout->addWidget(name, 0, Qt::AlignHCenter);
+    auto* release = new QLabel(QStringLiteral("Release %1").arg(doc_->appReleaseString), &about);
+    release->setObjectName(QStringLiteral("aboutRelease"));
+    layout->addWidget(release, 0, Qt::AlignHCenter);
+    auto* line = new QLabel(QStringLiteral("A password manager: your accounts, passwords, PINs and notes in enciphered "
+                                           "documents, each opened by its own master password."),
+                            &about);
+    line->setObjectName(QStringLiteral("aboutDescription"));
+    line->setWordWrap(true);
+    line->setAlignment(Qt::AlignCenter);
+    layout->addWidget(line);
+    auto* ok = new QPushButton(QStringLiteral("OK"), &about);
+    ok->setDefault(true);
+    connect(ok, &QPushButton::clicked, &about, &QDialog::accept);
+    layout->addWidget(ok, 0, Qt::AlignRight);
+    // Wide enough that a window manager never has to cut the title.
+    about.setMinimumWidth(std::max(380, about.fontMetrics().horizontalAdvance(about.windowTitle()) * 2 + 160));
+    activeSheet_ = &about;
+    about.exec();
+    activeSheet_ = nullptr;
+}
+
+bool DocumentWindow::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::KeyPress && watched == searchField_) {
+        // Escape empties the search, and the filter it made goes with it.
+        if (static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape && !searchField_->text().isEmpty()) {
+            searchField_->clear();
+            return true;
+        }
+    }
+    if (event->type() == QEvent::ShortcutOverride) {
+        // A text field claims many Ctrl keys for itself (Ctrl+E moves to the end of the line);
+        // the document's commands keep theirs, except the keys of text editing proper.
+        auto* key = static_cast<QKeyEvent*>(event);
+        const QKeySequence pressed(key->keyCombination());
+        static const QKeySequence::StandardKey textKeys[] = {
+            QKeySequence::Undo, QKeySequence::Redo, QKeySequence::Cut, QKeySequence::Copy, QKeySequence::Paste,
+            QKeySequence::SelectAll, QKeySequence::DeleteStartOfWord, QKeySequence::DeleteEndOfWord,
+            QKeySequence::MoveToPreviousWord, QKeySequence::MoveToNextWord, QKeySequence::Find};
+        for (QKeySequence::StandardKey k : textKeys)
+            if (key->matches(k)) return QMainWindow::eventFilter(watched, event);
+        if (key->modifiers() & (Qt::ControlModifier | Qt::AltModifier)) {
+            for (QAction* a : findChildren<QAction*>())
+                if (!a->shortcut().isEmpty() && a->shortcut().matches(pressed) == QKeySequence::ExactMatch && a->isEnabled()) {
+                    event->ignore();
+                    return true;
+                }
+        }
+    }
+    return QMainWindow::eventFilter(watched, event);
 }
 
 }  // namespace qv::app

@@ -26,6 +26,8 @@ class QProgressBar;
 class QStackedWidget;
 class QTableView;
 class QToolBar;
+class QToolButton;
+class QMenu;
 
 namespace qv::app {
 
@@ -101,6 +103,15 @@ public:
     void openHud(const QString& text, double seconds) override;
     QString secureFieldText(const QString& key) const override;
     QWidget* hud() const { return hud_; }
+    // Tests reach the row menu while it is open; the hook runs just before it shows.
+    void setRowMenuHook(std::function<void(QMenu*)> hook) { rowMenuHook_ = std::move(hook); }
+    void showRowMenu(const QPoint& at);
+    QLabel* recordCountLabel() const { return countLabel_; }
+    // Shrinks the shown columns, wide ones first, to fit the table's width.
+    void fitColumnsToView();
+    // The frame brought within the available part of the screen it is on.
+    QRect fittedToScreen(const QRect& wanted) const;
+    void showAbout();
 
     // A note is shown whole only when it can be laid out quickly; otherwise its beginning is
     // shown, read-only, with a sentence that says so. A note of a hundred megabytes would hold
@@ -112,6 +123,7 @@ public:
     static qsizetype shownLengthOfNote(QStringView note);
 
 protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
     void changeEvent(QEvent* event) override;
 
@@ -126,6 +138,14 @@ private:
     void updateCommands();
     void showSelectedRecord();
     void commitDetailField(const QString& key, const QString& text);
+    bool recordsOpenToTheUser() const;
+    void closeRecordsToTheUser();
+    void updateCopyButtons();
+    void updateTextCommands();
+    void runTextCommand(const QString& command);
+    void updateRecordCount();
+    int narrowestWidthOfColumn(int section) const;
+    static QLabel* labelFor(const QString& text, QWidget* field);
 
     std::unique_ptr<MyDocument> doc_;
     std::unique_ptr<DocumentBrowser> browser_;
@@ -164,6 +184,12 @@ private:
     QWidget* detail_ = nullptr;
     QWidget* hud_ = nullptr;
     QLabel* hudLabel_ = nullptr;
+    QLabel* countLabel_ = nullptr;
+    std::vector<std::pair<QLineEdit*, QToolButton*>> copyButtons_;
+    QToolButton* noteCopy_ = nullptr;
+    QToolButton* urlOpen_ = nullptr;
+    QMenu* contextMenu_ = nullptr;
+    std::function<void(QMenu*)> rowMenuHook_;
 };
 
 }  // namespace qv::app

@@ -429,10 +429,11 @@ void DocumentBrowser::tableViewColumnDidResize(const QString& identifier, double
 // ---- Command enabling ----
 
 DocumentBrowser::Validation DocumentBrowser::validateUserInterfaceItem(const QString& action) const {
-    const bool a = doc_.isDecrypted();
+    // A lock that is decided but not yet carried out counts as done.
+    const bool a = doc_.isDecrypted() && !doc_.isLockPending();
     const bool b = a && records_.canRemove();
     const bool c = a && doc_.myArray.count() > 0;
-    const bool d = !doc_.isEncrypted() && !doc_.fileURL.isEmpty();
+    const bool d = a && !doc_.fileURL.isEmpty();
     static const QStringList condB{QStringLiteral("copyEmail:"),   QStringLiteral("copyPassword:"),
                                    QStringLiteral("copyPin:"),     QStringLiteral("copySecurity:"),
                                    QStringLiteral("copyUrl:"),     QStringLiteral("copyAccount:"),

@@ -236,7 +236,9 @@ void MyDocument::encryptData() {
 void MyDocument::lockDocument(const Sender&) {
     sheetAlert(Alert{texts::lockQuestion, texts::lockInformative, {texts::ok, texts::cancel}},
                [this](int code) {
-                   if (code == kAlertFirstButtonReturn) post([this] { doLockDocument(); });
+                   if (code != kAlertFirstButtonReturn) return;
+                   markLockPending();
+                   post([this] { doLockDocument(); });
                });
 }
 
@@ -244,7 +246,13 @@ void MyDocument::openAlertPanelCantDropDirectoryHere(const Sender&) {
     sheetAlert(Alert{texts::cantDropDirectoryMessage, texts::cantDropDirectoryInformative, {texts::ok}});
 }
 
+void MyDocument::markLockPending() {
+    lockPending_ = true;
+    if (onLockPending) onLockPending();
+}
+
 void MyDocument::doLockDocument() {
+    lockPending_ = false;
     // The lock remembers what a save stores, so that unlocking restores the layout; it writes
     // nothing to disk and keeps the plain tables until the next decryption replaces them.
     if (!isEncrypted()) OSXPlatformDictionary = Value(buildPlatformDictionary(false));
@@ -264,6 +272,7 @@ void MyDocument::doLockDocument() {
 void MyDocument::lockAutomatically() {
     if (isEncrypted() || plainPassword.isEmpty() || fileURL.isEmpty()) return;
     if (ui()) ui()->endAttachedSheet();
+    markLockPending();
     post([this] { doLockDocument(); });
 }
 

@@ -73,6 +73,11 @@ public:
     void doLockDocument();
     // The background path: no question; skips locked, passwordless and never-saved documents.
     void lockAutomatically();
+    // From the moment a lock is decided (the question answered, or the background path taken)
+    // until it is carried out from the main queue. The window treats such a document as locked
+    // already, so that no command, key or drop in between reaches its records.
+    bool isLockPending() const { return lockPending_; }
+    std::function<void()> onLockPending;
 
     // ---- Pipeline ----
     void encryptData();
@@ -122,6 +127,8 @@ public:
     Array myKeyArrayForImport, myKeyArrayForExport;
 
 private:
+    void markLockPending();
+    bool lockPending_ = false;
     Dictionary buildPlatformDictionary(bool withToolbarState) const;
     void takePlatformDictionary(const Dictionary& d);
     void makeCheckValues();

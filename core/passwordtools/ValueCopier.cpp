@@ -26,7 +26,15 @@ std::optional<QString> selectionValue(DocumentBrowser& b, const QString& key) {
 }
 }  // namespace
 
+// A locked document, or one whose lock is decided, gives nothing away: its records are still in
+// memory, but no value of them may reach the clipboard or a browser any more.
+bool ValueCopier::documentIsClosedToCopies() const {
+    const MyDocument& doc = browser_.document();
+    return doc.isEncrypted() || doc.isLockPending();
+}
+
 void ValueCopier::copy(const QString& key, int tag, bool secret) {
+    if (documentIsClosedToCopies()) return;
     increaseUsageOfRow();
     std::optional<QString> value;
     if (secret && !browser_.showClearPassword && browser_.document().ui())
@@ -69,12 +77,14 @@ void ValueCopier::doNotifyValueWasCopied(int tag) {
 }
 
 void ValueCopier::textCopiedInClipboard(const QString& text, int tag) {
+    if (documentIsClosedToCopies()) return;
     pasteboard_.setString(text);
     increaseUsageOfRow();
     doNotifyValueWasCopied(tag);
 }
 
 void ValueCopier::openUrl(const Sender&) {
+    if (documentIsClosedToCopies()) return;
     increaseUsageOfRow();
     auto user = selectionValue(browser_, keys::userID);
     if (!user || user->isEmpty()) user = selectionValue(browser_, keys::account);
@@ -82,6 +92,7 @@ void ValueCopier::openUrl(const Sender&) {
 }
 
 void ValueCopier::pushAndPull(const Sender& sender) {
+    if (documentIsClosedToCopies()) return;
     const auto user = selectionValue(browser_, keys::userID);
     if (user && !trimSpaces(*user).isEmpty()) {
         pushAndPull_.startPullPasswordPhase(selectionValue(browser_, keys::password));
@@ -95,7 +106,7 @@ void ValueCopier::pushAndPull(const Sender& sender) {
                          QStringLiteral("Quorvane usually needs to copy from your User ID field the string to use as login"),
                          {QStringLiteral("OK"), QStringLiteral("Cancel")}},
                    [this, sender](int code) {
-                       if (code != kAlertFirstButtonReturn) return;
+                       if (code != kAlertFirstButtonReturn || documentIsClosedToCopies()) return;
                        pushAndPull_.startPullPasswordPhase(selectionValue(browser_, keys::password));
                        copyAccount();
                        openUrl(sender);

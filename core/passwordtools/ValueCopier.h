@@ -43,6 +43,7 @@ public:
 
 private:
     void copy(const QString& key, int tag, bool secret = false);
+    bool documentIsClosedToCopies() const;
     DocumentBrowser& browser_;
     Pasteboard& pasteboard_;
     const UserDefaults& defaults_;
