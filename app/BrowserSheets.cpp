@@ -83,6 +83,18 @@ CategorySheet::CategorySheet(DocumentBrowser& browser, QWidget* parent) : QDialo
 void CategorySheet::fill() {
     filling_ = true;
     const Array categories = browser_.myCategoryArrayController().content();
+    // Counted from the records themselves each time the list is filled: the number a category
+    // keeps is only brought up to date when a record is assigned to it, and counts every record
+    // moved since the document was opened rather than every record it holds.
+    std::vector<qsizetype> inUse(size_t(categories.count()), 0);
+    for (const Value& r : browser_.document().myArray) {
+        const Value category = r.toDictionary().value(keys::categoryPtr);
+        for (qsizetype i = 0; i < categories.count(); ++i)
+            if (categories.at(i).isIdenticalTo(category)) {
+                ++inUse[size_t(i)];
+                break;
+            }
+    }
     table_->setRowCount(int(categories.count()));
     for (int i = 0; i < categories.count(); ++i) {
         const Dictionary c = categories.at(i).toDictionary();
@@ -93,7 +105,7 @@ void CategorySheet::fill() {
         connect(text, &QPushButton::clicked, this, [this, i] { chooseColor(i, false); });
         table_->setCellWidget(i, 1, back);
         table_->setCellWidget(i, 2, text);
-        auto* count = new QTableWidgetItem(c.value(keys::cat_howManyUsingThis).toString());
+        auto* count = new QTableWidgetItem(QString::number(inUse[size_t(i)]));
         count->setFlags(Qt::ItemIsEnabled);
         table_->setItem(i, 3, count);
     }

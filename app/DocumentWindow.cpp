@@ -92,6 +92,8 @@ DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& p
     buildPages();
     buildMenus();
     updateTitle();
+    // Edit ▸ Cut, Copy and Paste follow the field that has the keyboard.
+    connect(qApp, &QApplication::focusChanged, this, [this] { updateTextCommands(); });
 }
 
 DocumentWindow::~DocumentWindow() {
@@ -259,6 +261,7 @@ void DocumentWindow::buildPages() {
     searchField_->setMaximumWidth(240);
     searchField_->setAccessibleName(QStringLiteral("Search records"));
     searchField_->installEventFilter(this);
+    connect(searchField_, &QLineEdit::selectionChanged, this, [this] { updateTextCommands(); });
     toolbar_->addWidget(searchField_);
     setTabOrder(categoryPopup_, searchField_);
     setTabOrder(searchField_, table_);
@@ -305,6 +308,7 @@ void DocumentWindow::buildDetail(QWidget* parent) {
         edit->installEventFilter(this);
         chain(edit);
         connect(edit, &QLineEdit::textChanged, this, [this] { updateCopyButtons(); });
+        connect(edit, &QLineEdit::selectionChanged, this, [this] { updateTextCommands(); });
         const QString k = *key;
         // Every keystroke marks the document; the value is written when the field is left.
         connect(edit, &QLineEdit::textEdited, this, [this] { doc_->updateChangeCount(ZKCryptoDoc::kChangeDone); });
@@ -388,6 +392,7 @@ void DocumentWindow::buildDetail(QWidget* parent) {
     noteEdit_->setTabChangesFocus(true);
     noteEdit_->setAccessibleName(QStringLiteral("Note"));
     noteEdit_->installEventFilter(this);
+    connect(noteEdit_, &QPlainTextEdit::selectionChanged, this, [this] { updateTextCommands(); });
     chain(noteEdit_);
     if (copier_) {
         auto* noteRow = new QHBoxLayout;
@@ -1234,39 +1239,49 @@ int DocumentWindow::narrowestWidthOfColumn(int section) const {
     const QFontMetrics cells(table_->font());
     const QString id = model_->identifierAt(section);
     int narrowest = header.horizontalAdvance(model_->headerData(section, Qt::Horizontal, Qt::DisplayRole).toString()) + 34;
-    if (id == QLatin1String("createdDate") || id == QLatin1String("modificationDate")) {
-        const QString sample = QLocale().toString(QDateTime(QDate(2026, 12, 28), QTime(23, 59)), QLocale::ShortFormat);
-        narrowest = std::max(narrowest, cells.horizontalAdvance(sample) + 16);
+    if (id == QLatin1String("createdDate") || id == QLatin1String("modificationDate") || id == QLatin1String("usageCount")) {
+        // The cells as the table writes them, sampled from the first rows: all alike in width.
+        const int rows = std::min(model_->rowCount(), 200);
+        for (int row = 0; row < rows; ++row)
+            narrowest = std::max(narrowest, cells.horizontalAdvance(model_->index(row, section).data().toString()) + 16);
     } else if (id == QLatin1String("category")) {
         int longest = 0;
         for (const Value& c : doc_->myCategoryArray)
             longest = std::max(longest, cells.horizontalAdvance(c.toDictionary().value(keys::cat_category).toString()));
         narrowest = std::max(narrowest, longest + 28);
     } else if (id == QLatin1String("name")) {
-        narrowest = std::max(narrowest, cells.horizontalAdvance(QStringLiteral("M")) * 10);
+        narrowest = std::max(narrowest, cells.horizontalAdvance(QStringLiteral("Mmmmmmmm")));
     }
     return narrowest;
 }
 
 void DocumentWindow::fitColumnsToView() {
-    // A preset shows its columns within the window: the wide ones give up room first, and none
-    // becomes narrower than it must be to be read. Only when even that is too wide does the
+    // A preset shows its columns within the window: a column too narrow to be read grows, the
+    // detail pane gives up room down to its own minimum, then the wide columns give up room, and
+    // none becomes narrower than it must be to be read. Only when even that is too wide does the
     // table scroll.
     QHeaderView* header = table_->horizontalHeader();
-    const int room = table_->viewport()->width() > 50 ? table_->viewport()->width() : table_->width() - 4;
     std::vector<int> sections;
-    int total = 0;
     for (int visual = 0; visual < header->count(); ++visual) {
         const int logical = header->logicalIndex(visual);
-        if (header->isSectionHidden(logical)) continue;
-        sections.push_back(logical);
-        total += header->sectionSize(logical);
+        if (!header->isSectionHidden(logical)) sections.push_back(logical);
     }
-    if (sections.empty() || total <= room) return;
+    if (sections.empty()) return;
     std::vector<int> narrowest(sections.size()), width(sections.size());
+    int total = 0, least = 0;
     for (size_t i = 0; i < sections.size(); ++i) {
-        width[i] = header->sectionSize(sections[i]);
-        narrowest[i] = std::min(width[i], narrowestWidthOfColumn(sections[i]));
+        narrowest[i] = narrowestWidthOfColumn(sections[i]);
+        width[i] = std::max(header->sectionSize(sections[i]), narrowest[i]);
+        total += width[i];
+        least += narrowest[i];
+    }
+    int room = table_->viewport()->width();
+    const QList<int> split = split_->sizes();
+    if (least > room && split.value(1) > detail_->minimumWidth()) {
+        const int gain = std::min(least - room, split.value(1) - detail_->minimumWidth());
+        split_->setSizes({split.value(0) + gain, split.value(1) - gain});
+        bufferedDetailViewLength_ = split.value(1) - gain;
+        room += gain;
     }
     int excess = total - room;
     for (int round = 0; round < 4 && excess > 0; ++round) {

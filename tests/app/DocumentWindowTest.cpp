@@ -5,6 +5,7 @@
 #include "ImportExportSheets.h"
 #include "PasswordMakerWindow.h"
 #include "PasswordSheet.h"
+#include "RecordTableModel.h"
 
 #include "crypto/CryptoTexts.h"
 #include "document/DocumentKeys.h"
@@ -16,6 +17,9 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QToolButton>
+#include <QHeaderView>
+#include <QToolBar>
+#include <QScreen>
 #include <QClipboard>
 #include <QDir>
 #include <QDropEvent>
@@ -646,5 +650,316 @@ TEST(DropArea, FilesAndAddressesDroppedOnTheFormFillTheUrl) {
     EXPECT_EQ(url(), QStringLiteral("file://") + folder);
     dropOn(area, &web, Qt::LinkAction);
     EXPECT_EQ(url(), QStringLiteral("https://example.org/login"));
+    discard(w);
+}
+
+namespace {
+
+// Everything a locked window must refuse: no command, no detail-pane button, no value left in a
+// field. Run right after the lock is decided and again once it is carried out.
+void expectNothingReachable(DocumentWindow* w, const char* when) {
+    SCOPED_TRACE(when);
+    QGuiApplication::clipboard()->setText(QStringLiteral("untouched"));
+    for (const char* name : {"copyPassword:", "copyName:", "copyNote:", "copyUserID:", "copyCategory:", "pushAndPull:"})
+        w->action(QLatin1String(name))->trigger();
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("untouched"));
+    for (const char* name : {"copyPassword:", "openUrl:", "duplicateRow:", "deleteRow:", "addRow:", "editContentToggle:"})
+        EXPECT_FALSE(w->action(QLatin1String(name))->isEnabled()) << name;
+    for (auto* field : w->findChild<QWidget*>(QStringLiteral("detailView"))->findChildren<QLineEdit*>())
+        EXPECT_TRUE(field->text().isEmpty()) << field->objectName().toStdString();
+    auto* copy = w->findChild<QToolButton*>(QStringLiteral("passwordCopy"));
+    ASSERT_NE(copy, nullptr);
+    EXPECT_FALSE(copy->isEnabled() && copy->isVisibleTo(w) && copy->window()->isEnabled() &&
+                 copy->parentWidget()->isEnabled() && w->recordTable()->isEnabled());
+    const qsizetype records = w->document().myArray.count();
+    w->action(QStringLiteral("addRow:"))->trigger();
+    w->action(QStringLiteral("undo:"))->trigger();
+    EXPECT_EQ(w->document().myArray.count(), records);
+}
+
+}  // namespace
+
+// A lock confirmed while another window is in front or going away, or the background lock while
+// a sheet is open: from the moment it is decided nothing of the records can be reached.
+TEST(DocumentWindow, LockLeavesNothingReachableWhateverWindowIsInFront) {
+    auto settings = std::make_unique<MemoryUserDefaults>();
+    Application quorvane(std::move(settings));
+    QTemporaryDir dir;
+    DocumentWindow* w = openWithRecords(quorvane.documents(), dir.filePath(QStringLiteral("front.qvane")), 3);
+    ASSERT_NE(w, nullptr);
+    auto openAndSelect = [&] {
+        if (w->document().isEncrypted()) unlock(w);
+        ASSERT_FALSE(w->document().isEncrypted());
+        w->recordTable()->selectRow(1);
+        ASSERT_EQ(w->findChild<QLineEdit*>(QStringLiteral("passwordField"))->text(), QStringLiteral("pw1"));
+    };
+
+    // The generator in front, closed by force while the question is up; then the preferences.
+    const std::vector<std::function<QWidget*()>> fronts = {
+        [&]() -> QWidget* { quorvane.passwordMaker().showPasswordMaker(); return &quorvane.passwordMaker(); },
+        [&]() -> QWidget* { quorvane.preferences().show(); return &quorvane.preferences(); }};
+    for (const auto& bringToFront : fronts) {
+        openAndSelect();
+        QWidget* front = bringToFront();
+        QApplication::setActiveWindow(front);
+        ModalScript confirm({[front](QWidget* sheet) {
+            front->close();
+            QTest::mouseClick(sheet->findChildren<QAbstractButton*>().value(0), Qt::LeftButton);
+            for (QAbstractButton* b : sheet->findChildren<QAbstractButton*>())
+                if (b->text() == QStringLiteral("OK")) QTest::mouseClick(b, Qt::LeftButton);
+        }});
+        w->action(QStringLiteral("lockDocument:"))->trigger();
+        ASSERT_TRUE(confirm.done());
+        expectNothingReachable(w, "decided");
+        ASSERT_TRUE(waitFor([&] { return w->document().isEncrypted(); }));
+        expectNothingReachable(w, "carried out");
+    }
+
+    // The background lock while each sheet is open ends the sheet and locks.
+    ScriptedFilePanel panel;
+    panel.openPath = dir.filePath(QStringLiteral("in.txt"));
+    panel.savePath = dir.filePath(QStringLiteral("out.txt"));
+    QFile in(panel.openPath);
+    ASSERT_TRUE(in.open(QIODevice::WriteOnly));
+    in.write("Bank\tpw\n");
+    in.close();
+    w->setFilePanel(&panel);
+    for (const char* sheet : {"editCategoriesSheet:", "importFromTextFile:", "exportAllToTextFile:", "emailListSheet:"}) {
+        openAndSelect();
+        bool sawSheet = false;
+        QTimer::singleShot(50, [&] {
+            sawSheet = QApplication::activeModalWidget() != nullptr;
+            quorvane.AutomaticLockAllOpenedDocuments();
+        });
+        w->action(QLatin1String(sheet))->trigger();
+        EXPECT_TRUE(sawSheet) << sheet;
+        ASSERT_TRUE(waitFor([&] { return w->document().isEncrypted(); })) << sheet;
+        expectNothingReachable(w, sheet);
+    }
+    w->setFilePanel(nullptr);
+    w->close();
+}
+
+TEST(DocumentWindow, NewRecordTakesTypingAndEditModeTogglesFromAField) {
+    QTemporaryDir dir;
+    DocumentController controller;
+    DocumentWindow* w = openWithRecords(controller, dir.filePath(QStringLiteral("new.qvane")), 2);
+    ASSERT_NE(w, nullptr);
+    w->show();
+    QApplication::setActiveWindow(w);
+    w->toggleCollapseExpandMainView();  // even with the pane collapsed
+    ASSERT_TRUE(w->isDetailViewCollapsed());
+    w->action(QStringLiteral("addRow:"))->trigger();
+    auto* name = w->findChild<QLineEdit*>(QStringLiteral("nameField"));
+    ASSERT_TRUE(waitFor([&] { return QApplication::focusWidget() == name; }));
+    EXPECT_FALSE(name->isReadOnly());
+    EXPECT_TRUE(w->action(QStringLiteral("editContentToggle:"))->isChecked());
+    QTest::keyClicks(QApplication::focusWidget(), QStringLiteral("Bank"));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    ASSERT_EQ(w->document().myArray.count(), 3);
+    EXPECT_EQ(w->document().myArray.at(2).toDictionary().value(keys::name).toString(), QStringLiteral("Bank"));
+
+    // Ctrl+E from inside a text field turns edit mode off, and on again.
+    name->setFocus();
+    QTest::keyClick(name, Qt::Key_E, Qt::ControlModifier);
+    EXPECT_FALSE(w->document().isEditable);
+    EXPECT_TRUE(name->isReadOnly());
+    QTest::keyClick(name, Qt::Key_E, Qt::ControlModifier);
+    EXPECT_TRUE(w->document().isEditable);
+    discard(w);
+}
+
+// Counts, the pane and the chooser follow a change of category at once; the filter and search
+// bar can be brought back for any document.
+TEST(DocumentWindow, CategoriesCountsDetailPaneAndToolbarStayCurrent) {
+    QTemporaryDir dir;
+    DocumentController controller;
+    DocumentWindow* w = openWithRecords(controller, dir.filePath(QStringLiteral("cats.qvane")), 4);
+    ASSERT_NE(w, nullptr);
+    // Records 0 and 2 are in the first category, 1 and 3 in "Work"; move record 0 to "Work".
+    w->recordTable()->selectRow(0);
+    auto* chooser = w->findChild<QComboBox*>(QStringLiteral("categoryChooser"));
+    const int work = chooser->findText(QStringLiteral("Work"));
+    ASSERT_GE(work, 0);
+    chooser->setCurrentIndex(work);
+    Q_EMIT chooser->activated(work);
+    EXPECT_EQ(chooser->currentText(), QStringLiteral("Work"));
+    // A refill of the category lists keeps showing the selected record's category.
+    w->browser().synkCategorySubMenu();
+    EXPECT_EQ(chooser->currentText(), QStringLiteral("Work"));
+
+    QStringList counts;
+    ModalScript sheet({[&counts](QWidget* s) {
+        auto* table = s->findChild<QTableWidget*>();
+        ASSERT_NE(table, nullptr);
+        for (int row = 0; row < table->rowCount(); ++row)
+            counts << table->item(row, 0)->text() + QLatin1Char('=') + table->item(row, 3)->text();
+        qobject_cast<QDialog*>(s)->accept();
+    }});
+    w->action(QStringLiteral("editCategoriesSheet:"))->trigger();
+    ASSERT_TRUE(sheet.done());
+    EXPECT_EQ(counts.value(1), QStringLiteral("Work=3"));
+    EXPECT_TRUE(counts.value(0).endsWith(QStringLiteral("=1"))) << counts.join(QLatin1Char(' ')).toStdString();
+
+    // As a converted old file opens: no toolbar. View ▸ Show Toolbar brings it back.
+    w->setToolbarVisible(false);
+    w->refresh();
+    QAction* toolbar = w->action(QStringLiteral("toggleToolbarShown:"));
+    ASSERT_NE(toolbar, nullptr);
+    EXPECT_TRUE(toolbar->isEnabled());
+    EXPECT_FALSE(toolbar->isChecked());
+    EXPECT_EQ(toolbar->text(), QStringLiteral("Show Toolbar"));
+    toolbar->trigger();
+    EXPECT_TRUE(w->isToolbarVisible() || !w->findChild<QToolBar*>(QStringLiteral("modernToolbar"))->isHidden());
+    EXPECT_TRUE(toolbar->isChecked());
+    EXPECT_EQ(toolbar->text(), QStringLiteral("Hide Toolbar"));
+    discard(w);
+}
+
+TEST(DocumentWindow, CopyButtonsPresetsScreenAndKeyboard) {
+    auto settings = std::make_unique<MemoryUserDefaults>();
+    Application quorvane(std::move(settings));
+    QTemporaryDir dir;
+    DocumentWindow* w = openWithRecords(quorvane.documents(), dir.filePath(QStringLiteral("keys.qvane")), 3);
+    ASSERT_NE(w, nullptr);
+    w->show();
+    QApplication::setActiveWindow(w);
+    auto button = [w](const char* name) { return w->findChild<QToolButton*>(QLatin1String(name)); };
+
+    // A copy button is enabled only when its field holds something.
+    w->recordTable()->clearSelection();
+    w->browser().myArrayController().setSelectionIndexes({});
+    w->refresh();
+    EXPECT_FALSE(button("passwordCopy")->isEnabled());
+    EXPECT_FALSE(button("nameCopy")->isEnabled());
+    w->recordTable()->selectRow(1);
+    EXPECT_TRUE(button("passwordCopy")->isEnabled());
+    EXPECT_FALSE(button("pinCopy")->isEnabled());
+    EXPECT_FALSE(button("noteCopy")->isEnabled());
+
+    // A frame remembered on a larger screen comes back within this one.
+    const QRect room = w->screen()->availableGeometry();
+    w->setWindowFrame(Rect{double(room.x()), double(room.y() - 100), double(room.width() + 400), double(room.height() + 300)});
+    EXPECT_TRUE(room.contains(w->geometry())) << room.width() << "x" << room.height();
+
+    // The compact preset with dates shows every column within the table at the window's first
+    // size, dates whole; all columns stay readable, scrolling if they must.
+    w->resize(900, 600);
+    QTest::qWait(20);
+    auto* model = static_cast<RecordTableModel*>(w->recordTable()->model());
+    for (const char* preset : {"setColumnVisibilityCompactPlusCMA:", "setColumnVisibilityAll:"}) {
+        w->action(QLatin1String(preset))->trigger();
+        QTest::qWait(20);
+        QHeaderView* header = w->recordTable()->horizontalHeader();
+        int right = 0;
+        for (int s = 0; s < header->count(); ++s)
+            if (!header->isSectionHidden(s)) right = std::max(right, header->sectionPosition(s) + header->sectionSize(s));
+        if (std::string(preset) == "setColumnVisibilityCompactPlusCMA:") {
+            EXPECT_LE(right, w->recordTable()->viewport()->width() + 1) << preset;
+        }
+        for (const char* id : {"createdDate", "modificationDate"}) {
+            const int column = model->columnOf(QLatin1String(id));
+            EXPECT_GE(header->sectionSize(column),
+                      w->recordTable()->fontMetrics().horizontalAdvance(model->index(0, column).data().toString()))
+                << preset << " " << id;
+        }
+    }
+
+    // Tab leaves the table for the pane and walks its fields in reading order (the category
+    // chooser takes part in edit mode only); labels name them.
+    w->recordTable()->setFocus();
+    QTest::keyClick(w->recordTable(), Qt::Key_Tab);
+    auto* name = w->findChild<QLineEdit*>(QStringLiteral("nameField"));
+    EXPECT_EQ(QApplication::focusWidget(), name);
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), button("nameCopy"));
+    QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), w->findChild<QLineEdit*>(QStringLiteral("accountField")));
+    QStringList unnamed;
+    for (QWidget* c : w->findChild<QWidget*>(QStringLiteral("detailView"))->findChildren<QWidget*>())
+        if ((qobject_cast<QLineEdit*>(c) || qobject_cast<QAbstractButton*>(c) || qobject_cast<QComboBox*>(c) ||
+             qobject_cast<QPlainTextEdit*>(c)) && c->accessibleName().isEmpty())
+            unnamed << c->objectName();
+    EXPECT_TRUE(unnamed.isEmpty()) << unnamed.join(QLatin1Char(' ')).toStdString();
+    bool buddy = false;
+    for (auto* label : w->findChildren<QLabel*>()) buddy = buddy || label->buddy() == name;
+    EXPECT_TRUE(buddy);
+
+    // Edit ▸ Copy and Select All act on the field that has the keyboard.
+    w->action(QStringLiteral("editContentToggle:"))->trigger();
+    name->setFocus();
+    ASSERT_EQ(QApplication::focusWidget(), name);
+    w->action(QStringLiteral("selectAll"))->trigger();
+    EXPECT_EQ(name->selectedText(), QStringLiteral("Record 001"));
+    w->action(QStringLiteral("copy"))->trigger();
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("Record 001"));
+    name->end(false);
+    w->action(QStringLiteral("paste"))->trigger();
+    EXPECT_EQ(name->text(), QStringLiteral("Record 001Record 001"));
+    discard(w);
+}
+
+TEST(DocumentWindow, DuplicateSearchEscapeRowMenuCountAndAbout) {
+    auto settings = std::make_unique<MemoryUserDefaults>();
+    Application quorvane(std::move(settings));
+    QTemporaryDir dir;
+    DocumentWindow* w = openWithRecords(quorvane.documents(), dir.filePath(QStringLiteral("rows.qvane")), 3);
+    ASSERT_NE(w, nullptr);
+    const int nameColumn = static_cast<RecordTableModel*>(w->recordTable()->model())->columnOf(QStringLiteral("name"));
+    auto nameAt = [w, nameColumn](int row) { return w->recordTable()->model()->index(row, nameColumn).data().toString(); };
+    EXPECT_EQ(w->recordCountLabel()->text(), QStringLiteral("3 records"));
+
+    // The copy goes right under its source; an undone delete comes back at the end.
+    w->recordTable()->selectRow(0);
+    w->action(QStringLiteral("duplicateRow:"))->trigger();
+    EXPECT_EQ(nameAt(0), QStringLiteral("Record 000"));
+    EXPECT_EQ(nameAt(1), QStringLiteral("Record 000"));
+    EXPECT_EQ(nameAt(2), QStringLiteral("Record 001"));
+    w->recordTable()->selectRow(2);
+    ModalScript confirm({clickButton(QStringLiteral("Delete"))});
+    w->action(QStringLiteral("deleteRow:"))->trigger();
+    w->action(QStringLiteral("undo:"))->trigger();
+    EXPECT_EQ(nameAt(3), QStringLiteral("Record 001"));
+
+    // Escape empties the search field, and the filter and its strip go with it.
+    auto* search = w->findChild<QLineEdit*>(QStringLiteral("searchField"));
+    QTest::keyClicks(search, QStringLiteral("002"));
+    EXPECT_EQ(w->recordTable()->model()->rowCount(), 1);
+    EXPECT_EQ(w->recordCountLabel()->text(), QStringLiteral("1 of 4 records shown"));
+    EXPECT_FALSE(w->findChild<QLabel*>(QStringLiteral("filterInfoPane"))->isHidden());
+    QTest::keyClick(search, Qt::Key_Escape);
+    EXPECT_TRUE(search->text().isEmpty());
+    EXPECT_EQ(w->recordTable()->model()->rowCount(), 4);
+    EXPECT_TRUE(w->findChild<QLabel*>(QStringLiteral("filterInfoPane"))->isHidden());
+
+    // The row menu: the row under the pointer is selected, its commands enabled as in the menu.
+    QStringList titles;
+    bool passwordEnabled = false;
+    w->setRowMenuHook([&](QMenu* menu) {
+        for (QAction* a : menu->actions()) {
+            if (!a->text().isEmpty()) titles << a->text();
+            if (a->text() == QStringLiteral("Copy Password")) passwordEnabled = a->isEnabled();
+        }
+        QTimer::singleShot(0, menu, &QMenu::close);
+    });
+    const QRect third = w->recordTable()->visualRect(w->recordTable()->model()->index(3, 0));
+    w->showRowMenu(third.center());
+    EXPECT_EQ(w->browser().myArrayController().selectionIndex(), 3);
+    EXPECT_TRUE(passwordEnabled);
+    for (const char* t : {"Copy Name", "Copy User ID", "Copy Password", "Open URL", "Push and Pull", "Edit Record",
+                          "Duplicate Record", "Delete Record\u2026"})
+        EXPECT_TRUE(titles.contains(QString::fromUtf8(t))) << t;
+
+    // About: name, release and what the program is, in a window wide enough for its title.
+    ModalScript about({[](QWidget* box) {
+        EXPECT_EQ(box->windowTitle(), QStringLiteral("About Quorvane"));
+        const QString release = box->findChild<QLabel*>(QStringLiteral("aboutRelease"))->text();
+        EXPECT_TRUE(release.startsWith(QStringLiteral("Release 4."))) << release.toStdString();
+        EXPECT_FALSE(box->findChild<QLabel*>(QStringLiteral("aboutDescription"))->text().isEmpty());
+        EXPECT_GT(box->width(), box->fontMetrics().horizontalAdvance(box->windowTitle()) * 2);
+        qobject_cast<QDialog*>(box)->accept();
+    }});
+    w->action(QStringLiteral("about"))->trigger();
+    EXPECT_TRUE(about.done());
     discard(w);
 }
