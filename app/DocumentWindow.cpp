@@ -1245,10 +1245,11 @@ int DocumentWindow::narrowestWidthOfColumn(int section) const {
         for (int row = 0; row < rows; ++row)
             narrowest = std::max(narrowest, cells.horizontalAdvance(model_->index(row, section).data().toString()) + 16);
     } else if (id == QLatin1String("category")) {
+        // As wide as the longest title where that is modest; a longer title is shortened in its middle.
         int longest = 0;
         for (const Value& c : doc_->myCategoryArray)
             longest = std::max(longest, cells.horizontalAdvance(c.toDictionary().value(keys::cat_category).toString()));
-        narrowest = std::max(narrowest, longest + 28);
+        narrowest = std::max(narrowest, std::min(longest + 28, cells.horizontalAdvance(QStringLiteral("Mmmmmmmmmmm"))));
     } else if (id == QLatin1String("name")) {
         narrowest = std::max(narrowest, cells.horizontalAdvance(QStringLiteral("Mmmmmmmm")));
     }
@@ -1270,8 +1271,15 @@ void DocumentWindow::fitColumnsToView() {
     std::vector<int> narrowest(sections.size()), width(sections.size());
     int total = 0, least = 0;
     for (size_t i = 0; i < sections.size(); ++i) {
+        // Dates and counts cut short tell nothing: those grow to be read whole; the others are
+        // only ever made narrower here.
+        const QString id = model_->identifierAt(sections[i]);
+        const bool mustBeWhole = id == QLatin1String("createdDate") || id == QLatin1String("modificationDate") ||
+                                 id == QLatin1String("usageCount");
         narrowest[i] = narrowestWidthOfColumn(sections[i]);
-        width[i] = std::max(header->sectionSize(sections[i]), narrowest[i]);
+        width[i] = header->sectionSize(sections[i]);
+        if (mustBeWhole) width[i] = std::max(width[i], narrowest[i]);
+        else narrowest[i] = std::min(narrowest[i], width[i]);
         total += width[i];
         least += narrowest[i];
     }
