@@ -5,6 +5,7 @@
 #include "DropArea.h"
 #include "ImportExportSheets.h"
 #include "CategoryView.h"
+#include "HealthSheet.h"
 #include "PasswordSheet.h"
 #include "PlainViews.h"
 #include "PlatformServices.h"
@@ -642,6 +643,9 @@ void DocumentWindow::buildMenus() {
             updateCommands();
         })->setCheckable(true);
     view->addSeparator();
+    add(view, QStringLiteral("showPasswordHealth:"), QStringLiteral("Password Health\u2026"),
+        QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key_H), [this] { showPasswordHealth(); });
+    view->addSeparator();
     add(view, QStringLiteral("showPasswordsInTable:"), QStringLiteral("Show Secrets in Table"), {}, [this] {
         browser_->showPasswordsInTable();
     })->setCheckable(true);
@@ -727,8 +731,37 @@ void DocumentWindow::updateCommands() {
         a->setChecked(shown && recordsOpenToTheUser());
         a->setText(shown ? QStringLiteral("Hide Toolbar") : QStringLiteral("Show Toolbar"));
     }
+    if (QAction* a = action(QStringLiteral("showPasswordHealth:"))) a->setEnabled(recordsOpenToTheUser());
     updateCopyButtons();
     updateTextCommands();
+}
+
+void DocumentWindow::showPasswordHealth() {
+    if (!recordsOpenToTheUser()) return;
+    UserDefaults* defaults = controller_ && controller_->services() ? controller_->services()->defaults : nullptr;
+    const std::int64_t stored = defaults ? defaults->integerForKey(prefs::passwordHealthOldAfterDays) : 0;
+    HealthSheet sheet(doc_->myArray, stored > 0 ? int(stored) : PasswordHealth::kDefaultOlderThanDays, this);
+    connect(&sheet, &HealthSheet::olderThanDaysChanged, this, [defaults](int days) {
+        if (defaults) defaults->setObject(prefs::passwordHealthOldAfterDays, Value::integer(days));
+    });
+    if (healthSheetHook_) healthSheetHook_(&sheet);
+    activeSheet_ = &sheet;
+    const bool chosen = sheet.exec() == QDialog::Accepted && sheet.chosenRecord() >= 0;
+    activeSheet_ = nullptr;
+    if (!chosen || !recordsOpenToTheUser() || sheet.chosenRecord() >= doc_->myArray.count()) return;
+    // The record is shown even when the filter hides it now.
+    const Value record = doc_->myArray.at(sheet.chosenRecord());
+    if (browser_->myArrayController().arrangedObjects().indexOfIdentical(record) < 0) {
+        browser_->showAllAndResetFilter();
+        searchField_->clear();
+    }
+    const qsizetype row = browser_->myArrayController().arrangedObjects().indexOfIdentical(record);
+    if (row < 0) return;
+    browser_->myArrayController().setSelectionIndexes({row});
+    browser_->tableViewSelectionDidChange(0);
+    reloadRecords();
+    scrollRowToVisible(row);
+    table_->setFocus();
 }
 
 bool DocumentWindow::recordsOpenToTheUser() const { return doc_->isDecrypted() && !doc_->isLockPending(); }

@@ -18,6 +18,7 @@
 #include <vector>
 
 class QComboBox;
+class QDialog;
 class QLabel;
 class QPlainTextEdit;
 class QSplitter;
@@ -112,6 +113,9 @@ public:
     // The frame brought within the available part of the screen it is on.
     QRect fittedToScreen(const QRect& wanted) const;
     void showAbout();
+    void showPasswordHealth();
+    // Tests reach the health sheet while it is open.
+    void setHealthSheetHook(std::function<void(QDialog*)> hook) { healthSheetHook_ = std::move(hook); }
 
     // A note is shown whole only when it can be laid out quickly; otherwise its beginning is
     // shown, read-only, with a sentence that says so. A note of a hundred megabytes would hold
@@ -190,6 +194,7 @@ private:
     QToolButton* urlOpen_ = nullptr;
     QMenu* contextMenu_ = nullptr;
     std::function<void(QMenu*)> rowMenuHook_;
+    std::function<void(QDialog*)> healthSheetHook_;
 };
 
 }  // namespace qv::app

@@ -6,11 +6,13 @@
 #include "document/DocumentKeys.h"
 #include "document/DocumentTexts.h"
 #include "document/MyDocument.h"
+#include "document/RecordModel.h"
 #include "foundation/FileBytes.h"
 #include "foundation/JsonWriter.h"
 #include "importexport/ZKDataExportManager.h"
 #include "importexport/ZKDataImportManager.h"
 #include "foundation/UserDefaults.h"
+#include "passwordtools/PasswordHealth.h"
 #include "passwordtools/ZKPasswordMaker.h"
 #include "shell/MyAppDelegate.h"
 
@@ -25,6 +27,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdio>
 #include <optional>
 
@@ -569,6 +572,125 @@ int runExport(const QStringList& args, const Streams& io) {
         return kExitUnreadable;
     }
     return kExitOk;
+}
+
+}  // namespace qv::cli
+
+namespace qv::cli {
+
+int runReport(const QStringList& args, const Streams& io) {
+    const Parsed p = parse(args, {QStringLiteral("--json")}, {QStringLiteral("--older-than")});
+    if (!p.bad.isEmpty()) return usage(io, p.bad);
+    if (p.positional.size() != 1)
+        return usage(io, QStringLiteral("usage: qvane report FILE [--json] [--older-than DAYS]"));
+    // The window's threshold, unless the command names one.
+    SettingsUserDefaults defaults(std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope,
+                                                              QStringLiteral("Quorvane"), QStringLiteral("Quorvane")));
+    defaults.registerDefaults(prefs::optInDefaults());
+    int days = int(std::clamp<std::int64_t>(defaults.integerForKey(prefs::passwordHealthOldAfterDays), 1, 36500));
+    if (p.values.contains(QStringLiteral("--older-than"))) {
+        bool ok = false;
+        days = p.values.value(QStringLiteral("--older-than")).toInt(&ok);
+        if (!ok || days < 1) return usage(io, QStringLiteral("--older-than takes a whole number of days, 1 or more"));
+    }
+    KeptDocument kept;
+    MyDocument& doc = *kept;
+    if (int s = open(p.positional.first(), p.passwordStdin, doc, io)) return s;
+    const HealthReport report =
+        PasswordHealth::examine(PasswordHealth::entriesOf(doc.myArray), nowSince2001(), days);
+    auto nameOf = [&doc](qsizetype index) { return doc.myArray.at(index).toDictionary().value(keys::name).toString(); };
+
+    if (p.flags.contains(QStringLiteral("--json"))) {
+        JsonWriter w;
+        auto recordRef = [&](qsizetype index) {
+            w.beginObject();
+            w.key(QStringLiteral("name"));
+            w.value(Value(nameOf(index)));
+            w.key(QStringLiteral("index"));
+            w.value(Value::integer(index));
+        };
+        w.beginObject();
+        w.key(QStringLiteral("weak"));
+        w.beginArray();
+        for (const WeakPassword& weak : report.weak) {
+            recordRef(weak.index);
+            w.key(QStringLiteral("reason"));
+            w.value(Value(weak.reason));
+            w.key(QStringLiteral("bits"));
+            w.rawValue(JsonWriter::number(std::round(weak.bits * 10) / 10));
+            w.key(QStringLiteral("stars"));
+            w.value(Value::integer(weak.stars));
+            w.endObject();
+        }
+        w.endArray();
+        w.key(QStringLiteral("reused"));
+        w.beginArray();
+        for (const auto& group : report.reused) {
+            w.beginArray();
+            for (qsizetype index : group) {
+                recordRef(index);
+                w.endObject();
+            }
+            w.endArray();
+        }
+        w.endArray();
+        for (const auto& [title, list] : {std::pair{QStringLiteral("old"), &report.old}, std::pair{QStringLiteral("empty"), &report.empty}}) {
+            w.key(title);
+            w.beginArray();
+            for (qsizetype index : *list) {
+                recordRef(index);
+                w.endObject();
+            }
+            w.endArray();
+        }
+        w.endObject();
+        print(io.out, w.take() + '\n');
+        return report.isClean() ? kExitOk : kExitFindings;
+    }
+
+    qsizetype inGroups = 0;
+    for (const auto& group : report.reused) inGroups += qsizetype(group.size());
+    QString text = QStringLiteral("%1 records: %2 weak, %3 reused (%4 %5), %6 not changed for %7 days, %8 with a login but no password\n")
+                       .arg(doc.myArray.count())
+                       .arg(report.weak.size())
+                       .arg(inGroups)
+                       .arg(report.reused.size())
+                       .arg(report.reused.size() == 1 ? QStringLiteral("group") : QStringLiteral("groups"))
+                       .arg(report.old.size())
+                       .arg(days)
+                       .arg(report.empty.size());
+    auto line = [&](qsizetype index) { return QStringLiteral("  [%1] %2").arg(index).arg(nameOf(index)); };
+    if (!report.weak.empty()) {
+        text += QStringLiteral("\nWeak (%1):\n").arg(report.weak.size());
+        for (const WeakPassword& weak : report.weak)
+            text += line(weak.index) + QStringLiteral(": %1 (rated %2/10, about %3 bits)\n")
+                                           .arg(weak.reason)
+                                           .arg(weak.stars)
+                                           .arg(int(weak.bits));
+    }
+    if (!report.reused.empty()) {
+        text += QStringLiteral("\nReused (%1 %2):\n").arg(report.reused.size()).arg(report.reused.size() == 1 ? QStringLiteral("group") : QStringLiteral("groups"));
+        for (const auto& group : report.reused) {
+            QStringList names;
+            for (qsizetype index : group) names << QStringLiteral("[%1] %2").arg(index).arg(nameOf(index));
+            text += QStringLiteral("  %1 records share one password: %2\n").arg(group.size()).arg(names.join(QStringLiteral(", ")));
+        }
+    }
+    if (!report.old.empty()) {
+        text += QStringLiteral("\nNot changed for %1 days (%2):\n").arg(days).arg(report.old.size());
+        for (qsizetype index : report.old) {
+            const Value modified = doc.myArray.at(index).toDictionary().value(keys::modificationDate);
+            text += line(index) + QStringLiteral(": last changed %1\n")
+                                      .arg(QDateTime::fromMSecsSinceEpoch(qint64((modified.toDate() + 978307200.0) * 1000))
+                                               .toString(QStringLiteral("yyyy-MM-dd")));
+        }
+    }
+    if (!report.empty.empty()) {
+        text += QStringLiteral("\nA login but no password (%1):\n").arg(report.empty.size());
+        for (qsizetype index : report.empty) text += line(index) + QLatin1Char('\n');
+    }
+    print(io.out, text);
+    return report.isClean() ? kExitOk : kExitFindings;
 }
 
 }  // namespace qv::cli

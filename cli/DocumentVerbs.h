@@ -14,5 +14,7 @@ int runLs(const QStringList& args, const Streams& io);
 int runGenerate(const QStringList& args, const Streams& io);
 int runImport(const QStringList& args, const Streams& io);
 int runExport(const QStringList& args, const Streams& io);
+// Weak, reused, old and missing passwords; exits 9 when there is anything to report.
+int runReport(const QStringList& args, const Streams& io);
 
 }  // namespace qv::cli

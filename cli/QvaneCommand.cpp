@@ -49,6 +49,8 @@ QString usageText() {
         "  export FILE        Write records to a text file: --format 0-5 -o OUT, --fields TITLES,\n"
         "                     --header, --category NAME, --search TEXT, --preset 1-5,\n"
         "                     --tags KEY=VALUE,... (custom format 0).\n"
+        "  report FILE        Weak, reused and old passwords, and logins without one: --json,\n"
+        "                     --older-than DAYS (default 365). Exits 9 when it finds any.\n"
         "\n"
         "The master password is asked on the terminal without echo, or read as one line from\n"
         "standard input with --password-stdin.\n"
@@ -58,7 +60,8 @@ QString usageText() {
         "  -V, --version  Show the release and exit.\n"
         "\n"
         "Exit status: 0 success, 1 wrong password, 2 usage error, 3 document made by a newer\n"
-        "release, 4 file that cannot be read as a document, 5 not enough memory (no file changed).\n");
+        "release, 4 file that cannot be read as a document, 5 not enough memory (no file changed),\n"
+        "9 the health report found something.\n");
 }
 
 namespace {
@@ -73,6 +76,7 @@ int dispatch(const QStringList& args, const Streams& io) {
     if (first == QLatin1String("generate")) return runGenerate(args.mid(1), io);
     if (first == QLatin1String("import")) return runImport(args.mid(1), io);
     if (first == QLatin1String("export")) return runExport(args.mid(1), io);
+    if (first == QLatin1String("report")) return runReport(args.mid(1), io);
     print(io.err, QStringLiteral("qvane: unknown command \"%1\"\n\n").arg(first) + usageText());
     return kExitUsage;
 }

@@ -17,6 +17,7 @@ enum ExitStatus : int {
     kExitTooNew = 3,
     kExitUnreadable = 4,
     kExitNoMemory = 5,
+    kExitFindings = 9,  // report: something to tell
 };
 
 struct Streams {

@@ -48,8 +48,11 @@ inline const QString lastCheckDateForUpdate = QStringLiteral("lastCheckDateForUp
 // document when the screen locks or the machine goes to sleep.
 inline const QString clearClipboardAfter = QStringLiteral("clearClipboardAfter");
 inline const QString lockDocumentsWhenSessionLocks = QStringLiteral("lockDocumentsWhenSessionLocks");
+// After how many days without a change the password health report calls a password old.
+inline const QString passwordHealthOldAfterDays = QStringLiteral("passwordHealthOldAfterDays");
 inline Dictionary optInDefaults() {
     Dictionary d;
+    d.set(passwordHealthOldAfterDays, Value::integer(365));
     d.set(clearClipboardAfter, Value::integer(0));
     d.set(lockDocumentsWhenSessionLocks, Value::boolean(false));
     return d;

@@ -6,6 +6,7 @@
 #include "PasswordMakerWindow.h"
 #include "PasswordSheet.h"
 #include "RecordTableModel.h"
+#include "HealthSheet.h"
 
 #include "crypto/CryptoTexts.h"
 #include "document/DocumentKeys.h"
@@ -29,6 +30,7 @@
 #include <QComboBox>
 #include <QSplitter>
 #include <QTableWidget>
+#include <QTreeWidget>
 #include <QFile>
 #include <QFileInfo>
 #include <QPrinter>
@@ -961,5 +963,40 @@ TEST(DocumentWindow, DuplicateSearchEscapeRowMenuCountAndAbout) {
     }});
     w->action(QStringLiteral("about"))->trigger();
     EXPECT_TRUE(about.done());
+    discard(w);
+}
+
+// View ▸ Password Health: the lists are filled from worker threads, and a double-click shows the
+// record in the table, also when the search hid it.
+TEST(DocumentWindow, PasswordHealthSheetListsFindingsAndShowsTheRecord) {
+    QTemporaryDir dir;
+    DocumentController controller;
+    DocumentWindow* w = openWithRecords(controller, dir.filePath(QStringLiteral("health.qvane")), 4);
+    ASSERT_NE(w, nullptr);
+    // Records 0 to 3 have the weak passwords pw0..pw3 and dates of 2001; give two a strong shared one.
+    for (int i : {1, 3}) w->document().myArray.at(i).toDictionary().set(keys::password, Value("Tq8%wN3&zB6*yK1+"));
+    QTest::keyClicks(w->findChild<QLineEdit*>(QStringLiteral("searchField")), QStringLiteral("001"));
+    ASSERT_EQ(w->recordTable()->model()->rowCount(), 1);
+
+    QStringList tops;
+    w->setHealthSheetHook([&](QDialog* dialog) {
+        QTimer::singleShot(0, dialog, [&, dialog] {
+            auto* sheet = qobject_cast<HealthSheet*>(dialog);
+            ASSERT_NE(sheet, nullptr);
+            ASSERT_TRUE(waitFor([&] { return !sheet->isExamining() && sheet->list()->topLevelItemCount() == 4; }));
+            for (int i = 0; i < 4; ++i) tops << sheet->list()->topLevelItem(i)->text(0);
+            QTreeWidgetItem* weakest = sheet->list()->topLevelItem(0)->child(1);  // record 2
+            ASSERT_NE(weakest, nullptr);
+            EXPECT_EQ(weakest->text(0), QStringLiteral("Record 002"));
+            EXPECT_TRUE(weakest->text(1).contains(QStringLiteral("1/10"))) << weakest->text(1).toStdString();
+            Q_EMIT sheet->list()->itemDoubleClicked(weakest, 0);
+        });
+    });
+    w->action(QStringLiteral("showPasswordHealth:"))->trigger();
+    EXPECT_EQ(tops, (QStringList{QStringLiteral("Weak (2)"), QStringLiteral("Reused (2 in 1 group)"),
+                                 QStringLiteral("Not changed for 365 days (4)"), QStringLiteral("Login without a password (0)")}));
+    EXPECT_TRUE(w->findChild<QLineEdit*>(QStringLiteral("searchField"))->text().isEmpty());
+    EXPECT_EQ(w->browser().myArrayController().selectedObjects().value(0).toDictionary().value(keys::name).toString(),
+              QStringLiteral("Record 002"));
     discard(w);
 }

@@ -6,6 +6,9 @@
 #include "document/DocumentKeys.h"
 
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QProcess>
 #include <QThread>
 #include <QTemporaryDir>
@@ -63,4 +66,76 @@ TEST(SaveInterruption, AKilledSaveLeavesThePreviousFileWhole) {
         save.waitForFinished();
         EXPECT_TRUE(opens(target, QStringLiteral("secret"))) << "round " << round;
     }
+}
+
+namespace {
+
+struct Ran {
+    int status;
+    QByteArray out;
+};
+
+Ran qvane(const QStringList& args, const QByteArray& input) {
+    QProcess p;
+    p.start(QStringLiteral(QVANE_PATH), args);
+    p.write(input);
+    p.closeWriteChannel();
+    p.waitForFinished(60000);
+    return Ran{p.exitCode(), p.readAllStandardOutput()};
+}
+
+}  // namespace
+
+// The health report: exit 9 with findings and the JSON that scripts read, 0 on a clean document.
+TEST(QvaneReport, FindingsExitNineAndCleanDocumentsZero) {
+    QTemporaryDir dir;
+    qputenv("XDG_CONFIG_HOME", dir.path().toUtf8());  // no preferences of the user's
+    MyDocument doc;
+    doc.prepareNewDocument();
+    const char* passwords[] = {"Xk9#mQ2$vL7@pR4!", "123456", "Tq8%wN3&zB6*yK1+", "Tq8%wN3&zB6*yK1+", ""};
+    for (int i = 0; i < 5; ++i) {
+        Dictionary r = RecordModel::newRecord(nowSince2001());
+        r.set(keys::name, Value(QStringLiteral("r%1").arg(i)));
+        r.set(keys::password, Value(QString::fromLatin1(passwords[i])));
+        r.set(keys::userID, Value(QStringLiteral("me")));
+        if (i == 0) r.set(keys::modificationDate, Value::date(nowSince2001() - 400 * 86400.0));
+        doc.myArray.append(Value(r));
+    }
+    doc.plainPassword = QStringLiteral("secret");
+    const QString path = dir.filePath(QStringLiteral("health.qvane"));
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(doc.dataOfType(QString()).value());
+    f.close();
+
+    const Ran json = qvane({QStringLiteral("report"), path, QStringLiteral("--json"), QStringLiteral("--password-stdin")}, "secret\n");
+    EXPECT_EQ(json.status, 9);
+    const QJsonObject o = QJsonDocument::fromJson(json.out).object();
+    ASSERT_EQ(o.value(QStringLiteral("weak")).toArray().size(), 1) << json.out.toStdString();
+    const QJsonObject weak = o.value(QStringLiteral("weak")).toArray().at(0).toObject();
+    EXPECT_EQ(weak.value(QStringLiteral("name")).toString(), QStringLiteral("r1"));
+    EXPECT_EQ(weak.value(QStringLiteral("index")).toInt(), 1);
+    EXPECT_TRUE(weak.value(QStringLiteral("bits")).isDouble());
+    EXPECT_FALSE(weak.value(QStringLiteral("reason")).toString().isEmpty());
+    const QJsonArray reused = o.value(QStringLiteral("reused")).toArray();
+    ASSERT_EQ(reused.size(), 1);
+    EXPECT_EQ(reused.at(0).toArray().at(1).toObject().value(QStringLiteral("index")).toInt(), 3);
+    EXPECT_EQ(o.value(QStringLiteral("old")).toArray().at(0).toObject().value(QStringLiteral("name")).toString(), QStringLiteral("r0"));
+    EXPECT_EQ(o.value(QStringLiteral("empty")).toArray().at(0).toObject().value(QStringLiteral("index")).toInt(), 4);
+
+    // A threshold beyond the old record's age leaves it out; the plain text names every list.
+    const Ran text = qvane({QStringLiteral("report"), path, QStringLiteral("--older-than"), QStringLiteral("500"),
+                            QStringLiteral("--password-stdin")}, "secret\n");
+    EXPECT_EQ(text.status, 9);
+    EXPECT_TRUE(text.out.startsWith("5 records: 1 weak, 2 reused (1 group), 0 not changed for 500 days, 1 with a login"))
+        << text.out.toStdString();
+    EXPECT_EQ(qvane({QStringLiteral("report"), path, QStringLiteral("--older-than"), QStringLiteral("x"),
+                     QStringLiteral("--password-stdin")}, "secret\n").status, 2);
+
+    doc.myArray = Array();
+    doc.myArray.append(Value(Dictionary{{keys::name, Value("ok")}, {keys::password, Value("Xk9#mQ2$vL7@pR4!")}}));
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(doc.dataOfType(QString()).value());
+    f.close();
+    EXPECT_EQ(qvane({QStringLiteral("report"), path, QStringLiteral("--password-stdin")}, "secret\n").status, 0);
 }
