@@ -6,6 +6,7 @@
 
 #include "crypto/ZKCommonCrypto.h"
 #include "document/DocumentKeys.h"
+#include "document/DocumentMerge.h"
 #include "document/MyDocument.h"
 #include "document/RecordModel.h"
 
@@ -148,6 +149,37 @@ void BM_MemoryPer1000Records(benchmark::State& state) {
     state.counters["MB_per_1000"] = perThousand;
 }
 BENCHMARK(BM_MemoryPer1000Records)->Arg(100000)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// Two versions of a 100 000-record document, as a sync conflict leaves them: B has every tenth
+// record edited later, every hundredth edited at the same moment, and 1 000 records of its own.
+// Each iteration merges B into a fresh copy of A; key derivations are not part of it.
+void BM_MergeDocuments(benchmark::State& state) {
+    const int n = int(state.range(0));
+    const auto a = makeDocument(n);
+    const auto b = makeDocument(n + n / 100);
+    for (qsizetype i = 0; i < n; ++i) {
+        Dictionary r = b->myArray.at(i).toDictionary();
+        if (i % 10 == 0) {
+            r.set(keys::password, Value(QStringLiteral("changed %1").arg(i)));
+            r.set(keys::modificationDate, Value::date(r.value(keys::modificationDate).toDate() + 60));
+        } else if (i % 100 == 5) {
+            r.set(keys::note, Value(QStringLiteral("edited on both")));
+        }
+    }
+    for (qsizetype i = n; i < b->myArray.count(); ++i)
+        b->myArray.at(i).toDictionary().set(keys::creationDate, Value::date(900000000.0 + double(i)));
+    for (auto _ : state) {
+        state.PauseTiming();
+        Array records = a->myArray.deepCopy(), categories = a->myCategoryArray, emails = a->emailArray;
+        state.ResumeTiming();
+        const MergeReport report = DocumentMerge::merge(records, categories, emails, b->myArray, b->emailArray);
+        benchmark::DoNotOptimize(report.added.size());
+        state.counters["updated"] = double(report.updatedFromB.size());
+        state.counters["conflicts"] = double(report.conflicts.size());
+        state.counters["added"] = double(report.added.size());
+    }
+}
+BENCHMARK(BM_MergeDocuments)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -4,6 +4,7 @@
 #include "browsing/MyTableDelegate.h"
 #include "browsing/TableColumns.h"
 #include "document/DocumentKeys.h"
+#include "document/DocumentMerge.h"
 #include "document/DocumentTexts.h"
 #include "document/MyDocument.h"
 #include "document/RecordModel.h"
@@ -691,6 +692,76 @@ int runReport(const QStringList& args, const Streams& io) {
     }
     print(io.out, text);
     return report.isClean() ? kExitOk : kExitFindings;
+}
+
+}  // namespace qv::cli
+
+namespace qv::cli {
+
+int runMerge(const QStringList& args, const Streams& io) {
+    const Parsed p = parse(args, {QStringLiteral("--dry-run"), QStringLiteral("--json")}, {QStringLiteral("-o")});
+    if (!p.bad.isEmpty()) return usage(io, p.bad);
+    if (p.positional.size() != 2)
+        return usage(io, QStringLiteral("usage: qvane merge A B [-o OUT] [--dry-run] [--json] [--password-stdin]"));
+    const QString& pathA = p.positional[0];
+    const QString& pathB = p.positional[1];
+    if (samePath(pathA, pathB)) return usage(io, QStringLiteral("A and B are the same file"));
+    const QString outPath = p.values.value(QStringLiteral("-o"), pathA);
+    if (samePath(outPath, pathB)) return usage(io, QStringLiteral("OUT must not be B; B is never written"));
+
+    KeptDocument kept;
+    MyDocument& a = *kept;
+    if (int s = open(pathA, p.passwordStdin, a, io)) return s;
+    // B has its own master password; the result keeps A's.
+    MyDocument b;
+    const int opened = open(pathB, p.passwordStdin, b, io);
+    b.wipePasswords();
+    if (opened) return opened;
+    const MergeReport report = DocumentMerge::merge(a, b);
+
+    if (p.flags.contains(QStringLiteral("--json"))) {
+        JsonWriter w;
+        w.beginObject();
+        const std::pair<const char*, const QStringList*> lists[] = {
+            {"added", &report.added},         {"updatedFromB", &report.updatedFromB}, {"keptFromA", &report.keptFromA},
+            {"conflicts", &report.conflicts}, {"onlyInA", &report.onlyInA},           {"onlyInB", &report.added},
+            {"categoriesAdded", &report.categoriesAdded}};
+        for (const auto& [name, list] : lists) {
+            w.key(QLatin1String(name));
+            w.beginArray();
+            for (const QString& n : *list) w.value(Value(n));
+            w.endArray();
+        }
+        w.key(QStringLiteral("emailsAdded"));
+        w.value(Value::integer(report.emailsAdded));
+        w.endObject();
+        print(io.out, w.take() + '\n');
+    } else {
+        QString text = QStringLiteral("%1 added from B, %2 updated from B, %3 kept from A, %4 conflicts, %5 only in A, "
+                                      "%6 categories and %7 addresses added\n")
+                           .arg(report.added.size())
+                           .arg(report.updatedFromB.size())
+                           .arg(report.keptFromA.size())
+                           .arg(report.conflicts.size())
+                           .arg(report.onlyInA.size())
+                           .arg(report.categoriesAdded.size())
+                           .arg(report.emailsAdded);
+        const std::pair<const char*, const QStringList*> lists[] = {
+            {"Only in B, added", &report.added},
+            {"Changed later in B, updated", &report.updatedFromB},
+            {"Changed later in A, kept", &report.keptFromA},
+            {"Changed on both at the same moment, B's added as a copy", &report.conflicts},
+            {"Only in A (perhaps deleted in B; a merge deletes nothing)", &report.onlyInA}};
+        for (const auto& [title, list] : lists) {
+            if (list->isEmpty()) continue;
+            text += QStringLiteral("\n%1 (%2):\n").arg(QLatin1String(title)).arg(list->size());
+            for (const QString& n : *list) text += QStringLiteral("  %1\n").arg(n);
+        }
+        print(io.out, text);
+    }
+    if (p.flags.contains(QStringLiteral("--dry-run"))) return kExitOk;
+    if (!report.changedA() && samePath(outPath, pathA)) return kExitOk;  // nothing to write
+    return save(a, outPath, io);
 }
 
 }  // namespace qv::cli

@@ -16,5 +16,7 @@ int runImport(const QStringList& args, const Streams& io);
 int runExport(const QStringList& args, const Streams& io);
 // Weak, reused, old and missing passwords; exits 9 when there is anything to report.
 int runReport(const QStringList& args, const Streams& io);
+// Brings the records of a second version of a document into the first; deletes nothing.
+int runMerge(const QStringList& args, const Streams& io);
 
 }  // namespace qv::cli

@@ -51,6 +51,9 @@ QString usageText() {
         "                     --tags KEY=VALUE,... (custom format 0).\n"
         "  report FILE        Weak, reused and old passwords, and logins without one: --json,\n"
         "                     --older-than DAYS (default 365). Exits 9 when it finds any.\n"
+        "  merge A B          Bring the records of B, another version of A, into A: the later edit\n"
+        "                     of a record wins, both stay when edited at the same moment, nothing is\n"
+        "                     deleted. -o OUT (default A), --dry-run, --json. Passwords of A then B.\n"
         "\n"
         "The master password is asked on the terminal without echo, or read as one line from\n"
         "standard input with --password-stdin.\n"
@@ -77,6 +80,7 @@ int dispatch(const QStringList& args, const Streams& io) {
     if (first == QLatin1String("import")) return runImport(args.mid(1), io);
     if (first == QLatin1String("export")) return runExport(args.mid(1), io);
     if (first == QLatin1String("report")) return runReport(args.mid(1), io);
+    if (first == QLatin1String("merge")) return runMerge(args.mid(1), io);
     print(io.err, QStringLiteral("qvane: unknown command \"%1\"\n\n").arg(first) + usageText());
     return kExitUsage;
 }

@@ -139,3 +139,53 @@ TEST(QvaneReport, FindingsExitNineAndCleanDocumentsZero) {
     f.close();
     EXPECT_EQ(qvane({QStringLiteral("report"), path, QStringLiteral("--password-stdin")}, "secret\n").status, 0);
 }
+
+// Two versions under different master passwords: the result keeps A's password and every record;
+// a dry run writes nothing.
+TEST(QvaneMerge, DifferentPasswordsDryRunAndTheResultOpensWithAsPassword) {
+    QTemporaryDir dir;
+    auto write = [&](const QString& name, const QString& password, const QStringList& records, double modified) {
+        MyDocument doc;
+        doc.prepareNewDocument();
+        for (int i = 0; i < records.size(); ++i) {
+            Dictionary r = RecordModel::newRecord(1000 + i);
+            r.set(keys::name, Value(records[i]));
+            r.set(keys::modificationDate, Value::date(modified));
+            doc.myArray.append(Value(r));
+        }
+        doc.plainPassword = password;
+        QFile f(dir.filePath(name));
+        EXPECT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(doc.dataOfType(QString()).value());
+        return dir.filePath(name);
+    };
+    const QString a = write(QStringLiteral("doc.qvane"), QStringLiteral("aaaaaa"), {QStringLiteral("one"), QStringLiteral("two")}, 50);
+    const QString b = write(QStringLiteral("doc (conflicted copy).qvane"), QStringLiteral("bbbbbb"),
+                            {QStringLiteral("one renamed"), QStringLiteral("two"), QStringLiteral("three")}, 60);
+    QFile fa(a);
+    ASSERT_TRUE(fa.open(QIODevice::ReadOnly));
+    const QByteArray before = fa.readAll();
+    fa.close();
+
+    const Ran dry = qvane({QStringLiteral("merge"), a, b, QStringLiteral("--dry-run"), QStringLiteral("--json"),
+                           QStringLiteral("--password-stdin")}, "aaaaaa\nbbbbbb\n");
+    EXPECT_EQ(dry.status, 0) << dry.out.toStdString();
+    const QJsonObject o = QJsonDocument::fromJson(dry.out).object();
+    EXPECT_EQ(o.value(QStringLiteral("added")).toArray().size(), 1);
+    EXPECT_EQ(o.value(QStringLiteral("updatedFromB")).toArray().at(0).toString(), QStringLiteral("one renamed"));
+    ASSERT_TRUE(fa.open(QIODevice::ReadOnly));
+    EXPECT_EQ(fa.readAll(), before);
+    fa.close();
+
+    // B's password given for A is the wrong password for A.
+    EXPECT_EQ(qvane({QStringLiteral("merge"), a, b, QStringLiteral("--password-stdin")}, "bbbbbb\nbbbbbb\n").status, 1);
+    const Ran done = qvane({QStringLiteral("merge"), a, b, QStringLiteral("--password-stdin")}, "aaaaaa\nbbbbbb\n");
+    EXPECT_EQ(done.status, 0);
+    EXPECT_TRUE(done.out.startsWith("1 added from B, 1 updated from B")) << done.out.toStdString();
+    EXPECT_TRUE(opens(a, QStringLiteral("aaaaaa")));
+    EXPECT_FALSE(opens(a, QStringLiteral("bbbbbb")));
+    const Ran listed = qvane({QStringLiteral("ls"), a, QStringLiteral("--json"), QStringLiteral("--password-stdin")}, "aaaaaa\n");
+    QStringList names;
+    for (const QJsonValue& r : QJsonDocument::fromJson(listed.out).array()) names << r.toObject().value(QStringLiteral("name")).toString();
+    EXPECT_EQ(names, (QStringList{QStringLiteral("one renamed"), QStringLiteral("two"), QStringLiteral("three")}));
+}
