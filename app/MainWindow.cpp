@@ -7,6 +7,7 @@
 #include "shell/MyAppDelegate.h"
 
 #include <QApplication>
+#include <QCloseEvent>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -67,6 +68,11 @@ MainWindow::MainWindow(DocumentController* controller, QWidget* parent) : QMainW
     layout->addWidget(subtitle);
     layout->addStretch(3);
     setCentralWidget(page);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    QMainWindow::closeEvent(event);
+    if (event->isAccepted()) Q_EMIT closedByUser();
 }
 
 void MainWindow::showAbout() {

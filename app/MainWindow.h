@@ -14,6 +14,13 @@ public:
 
     QMenu* applicationMenu() const { return applicationMenu_; }
 
+Q_SIGNALS:
+    // The window was closed (its close button, or a document taking its place).
+    void closedByUser();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
 private:
     void showAbout();
     QMenu* applicationMenu_ = nullptr;

@@ -54,6 +54,9 @@ void ZKPrefToolbarDelegate::awakeFromNib() {
         item->setCheckable(true);
         group_->addAction(item);
         toolbar->addAction(item);
+        // The chosen pane is the one highlighted button; a focus frame on another one would look
+        // like a second choice. The panes are chosen by mouse, the pane's controls by keyboard.
+        if (QWidget* button = toolbar->widgetForAction(item)) button->setFocusPolicy(Qt::NoFocus);
         connect(item, &QAction::triggered, this, [this, item] { PanelAction(item); });
     }
     myHeightArray = heightArray();
@@ -175,7 +178,9 @@ QWidget* page(QWidget* parent) {
 }  // namespace
 
 PreferencesWindow::PreferencesWindow(UserDefaults& defaults, MyAppDelegate& delegate, QWidget* parent)
-    : QMainWindow(parent, Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+    // A utility window of the program: window managers keep it above the document windows while
+    // it is open (without a parent it belongs to the whole program), but not above other programs.
+    : QMainWindow(parent, Qt::Tool | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       defaults_(defaults),
       delegate_(delegate) {
     setObjectName(QStringLiteral("prefWindow"));
