@@ -20,6 +20,7 @@
 #include <QStandardPaths>
 #include <QTableView>
 #include <QTimer>
+#include <QWindow>
 
 // Images compiled into the program's library; a static library needs its resources pulled in.
 static void initResources() { Q_INIT_RESOURCE(resources); }
@@ -87,6 +88,13 @@ Application::Application(std::unique_ptr<UserDefaults> settings)
         // Every window of the program carries its icon, and the window manager gets it too.
         QGuiApplication::setWindowIcon(programIcon());
         QGuiApplication::setQuitOnLastWindowClosed(false);
+        // The open preferences follow the user from document window to document window.
+        connect(gui, &QGuiApplication::focusWindowChanged, this, [this](QWindow* focus) {
+            if (!focus || !preferences_ || !preferences_->isVisible()) return;
+            for (QWidget* w : QApplication::topLevelWidgets())
+                if (w->windowHandle() == focus && (qobject_cast<DocumentWindow*>(w) || qobject_cast<MainWindow*>(w)))
+                    preferences_->keepAbove(w);
+        });
         connect(gui, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
             if (state == Qt::ApplicationActive) applicationDidBecomeActive();
             else if (state == Qt::ApplicationInactive) applicationDidResignActive();

@@ -5,6 +5,7 @@
 #include "shell/ZKValueTransformers.h"
 
 #include <QActionGroup>
+#include <QApplication>
 #include <QButtonGroup>
 #include <QCheckBox>
 #include <QComboBox>
@@ -26,6 +27,7 @@
 #include <QTabWidget>
 #include <QToolBar>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include <cmath>
 
@@ -229,6 +231,7 @@ void PreferencesWindow::restoreDefaults() {
 }
 
 void PreferencesWindow::openPreferences() {
+    keepAbove(QApplication::activeWindow());
     if (!isVisible()) {
         reloadFromDefaults();
         if (const QScreen* s = screen() ? screen() : QGuiApplication::primaryScreen()) {
@@ -240,6 +243,16 @@ void PreferencesWindow::openPreferences() {
     show();
     raise();
     activateWindow();
+}
+
+void PreferencesWindow::keepAbove(QWidget* window) {
+    if (!window) return;
+    window = window->window();
+    if (window == this || !window->windowHandle()) return;
+    if (!windowHandle()) create();
+    windowHandle()->setTransientParent(window->windowHandle());
+    // Some window managers read a changed owner only when the window is stacked again.
+    if (isVisible()) raise();
 }
 
 void PreferencesWindow::changeEvent(QEvent* event) {

@@ -35,6 +35,7 @@
 #include <QTimer>
 #include <QToolBar>
 #include <QToolButton>
+#include <QWindow>
 
 #include <gtest/gtest.h>
 
@@ -64,6 +65,13 @@ void writeDocument(const QString& path) {
 void unlock(DocumentWindow* w) {
     QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
     QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+}
+
+bool activate(QWidget* w) {
+    if (!QTest::qWaitForWindowExposed(w)) return false;
+    w->activateWindow();
+    QApplication::setActiveWindow(w);
+    return QTest::qWaitForWindowActive(w);
 }
 
 void discard(DocumentWindow* w) {
@@ -330,13 +338,29 @@ TEST(Application, ClosingTheLastDocumentLeavesTheStartWindowAndClosingThatQuits)
 
 TEST(PreferencesWindow, StaysAboveTheDocumentsAndHighlightsOnePane) {
     Application quorvane(std::make_unique<MemoryUserDefaults>());
+    quorvane.quitProgram = [] {};
+    QTemporaryDir dir;
+    const QString a = dir.filePath(QStringLiteral("a.qvane")), b = dir.filePath(QStringLiteral("b.qvane"));
+    writeDocument(a);
+    writeDocument(b);
+    DocumentWindow* first = quorvane.documents().openDocument(a);
+    DocumentWindow* second = quorvane.documents().openDocument(b);
+    ASSERT_TRUE(first && second);
+    ASSERT_TRUE(activate(first));
+
     PreferencesWindow& prefs = quorvane.preferences();
-    // A utility window of the program: window managers keep it above the program's other
-    // windows, not above every program's.
+    // A utility window that belongs to the document window in use: window managers keep it in
+    // front of that window, and not in front of other programs.
     EXPECT_EQ(prefs.windowType(), Qt::Tool);
     EXPECT_FALSE(prefs.windowFlags().testFlag(Qt::WindowStaysOnTopHint));
     prefs.openPreferences();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&prefs));
+    ASSERT_NE(prefs.windowHandle(), nullptr);
+    EXPECT_EQ(prefs.windowHandle()->transientParent(), first->windowHandle());
+    // The user goes on in the other document: the preferences go with them.
+    ASSERT_TRUE(activate(second));
+    EXPECT_EQ(prefs.windowHandle()->transientParent(), second->windowHandle());
+    EXPECT_TRUE(prefs.isVisible());
     const QList<QAction*> items = prefs.toolbarDelegate().toolbar->actions();
     ASSERT_EQ(items.size(), 6);
     for (int chosen : {3, 0, 5}) {
@@ -354,6 +378,9 @@ TEST(PreferencesWindow, StaysAboveTheDocumentsAndHighlightsOnePane) {
         EXPECT_TRUE(items[chosen]->isChecked());
     }
     prefs.close();
+    discard(first);
+    discard(second);
+    QTest::qWait(20);
 }
 
 // ---- Revert to Saved ----
@@ -422,8 +449,7 @@ TEST(Application, HandedOverDocumentsComeToTheFrontAndWaitForAnOpenAlert) {
     for (const QString& p : {a, b, c}) writeDocument(p);
     DocumentWindow* first = quorvane.documents().openDocument(a);
     ASSERT_NE(first, nullptr);
-    QApplication::setActiveWindow(first);
-    ASSERT_TRUE(QTest::qWaitForWindowActive(first));
+    ASSERT_TRUE(activate(first));
 
     quorvane.openHandedOverFiles({b});
     ASSERT_EQ(quorvane.documents().documents().size(), 2u);
