@@ -77,7 +77,9 @@ Application::Application(std::unique_ptr<UserDefaults> settings)
     // program does; Quit ends the program. The window is gone by the time this runs, so the start
     // window comes after the current event.
     connect(&documents_, &DocumentController::documentRemoved, this, [this] {
-        QTimer::singleShot(0, this, [this] { showWelcomeIfNothingOpen(); });
+        QTimer::singleShot(0, this, [this] {
+            if (!quitting_) showWelcomeIfNothingOpen();
+        });
     });
     quitProgram = [] { QCoreApplication::quit(); };
     handOverRetry_.setInterval(150);
@@ -131,7 +133,7 @@ void Application::showWelcomeIfNothingOpen() {
         addApplicationCommands(welcome_.get());
         // Closed by the user with nothing else open, it ends the program: no window would be left.
         connect(welcome_.get(), &MainWindow::closedByUser, this, [this] {
-            if (!hasDocuments() && quitProgram) quitProgram();
+            if (!quitting_ && !hasDocuments() && quitProgram) quitProgram();
         });
     }
     if (!welcome_->isVisible()) {
@@ -144,6 +146,21 @@ void Application::showWelcomeIfNothingOpen() {
     welcome_->show();
     welcome_->raise();
     welcome_->activateWindow();
+}
+
+void Application::quit() {
+    quitting_ = true;
+    // Every window closes; a document with unsaved changes asks first, and Cancel there keeps
+    // the program running.
+    QApplication::closeAllWindows();
+    bool cancelled = false;
+    for (DocumentWindow* w : documents_.documents())
+        if (w->isVisible()) cancelled = true;
+    if (cancelled) {
+        quitting_ = false;
+        return;
+    }
+    if (quitProgram) quitProgram();
 }
 
 void Application::openHandedOverFiles(const QStringList& files) {
@@ -188,6 +205,12 @@ PreferencesWindow& Application::preferences() {
 }
 
 void Application::addApplicationCommands(QMainWindow* window) {
+    // Quit ends the program, whichever window it is chosen in. Closing the windows alone would
+    // leave the start window, which stays when the last document is closed.
+    for (QAction* quit : window->findChildren<QAction*>(QStringLiteral("quit"))) {
+        disconnect(quit, &QAction::triggered, nullptr, nullptr);
+        connect(quit, &QAction::triggered, this, &Application::quit);
+    }
     const QList<QAction*> menus = window->menuBar()->actions();
     QMenu* app = menus.isEmpty() ? nullptr : menus.first()->menu();
     if (!app) return;

@@ -47,7 +47,11 @@ public:
     // active. While a modal alert or sheet is up they wait, in order, until it has gone.
     void openHandedOverFiles(const QStringList& files);
     bool hasHandOverWaiting() const { return handOverWaiting_; }
-    // Ends the program; closing the start window with no document open calls it. Tests replace it.
+    // Quit Quorvane: closes every window, each document asking about unsaved changes, and ends
+    // the program unless one of them was kept open.
+    void quit();
+    // Ends the program; Quit and closing the start window with no document open call it. Tests
+    // replace it.
     std::function<void()> quitProgram;
 
     // The program's icon in the sizes desktops ask for.
@@ -105,6 +109,7 @@ private:
     std::unique_ptr<MainWindow> welcome_;
     QStringList handedOver_;
     bool handOverWaiting_ = false;
+    bool quitting_ = false;
     QTimer handOverRetry_;
     void deliverHandedOverFiles();
 };

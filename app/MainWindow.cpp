@@ -29,6 +29,7 @@ MainWindow::MainWindow(DocumentController* controller, QWidget* parent) : QMainW
     applicationMenu_->addAction(ZKAppDelegateBase::softwareUpdateMenuTitle())->setObjectName(QStringLiteral("checkForUpdates"));
     applicationMenu_->addSeparator();
     QAction* quit = applicationMenu_->addAction(QStringLiteral("Quit Quorvane"));
+    quit->setObjectName(QStringLiteral("quit"));
     quit->setShortcut(QKeySequence::Quit);
     quit->setMenuRole(QAction::QuitRole);
     connect(quit, &QAction::triggered, qApp, &QApplication::quit);

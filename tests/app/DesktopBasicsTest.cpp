@@ -336,6 +336,38 @@ TEST(Application, ClosingTheLastDocumentLeavesTheStartWindowAndClosingThatQuits)
     EXPECT_EQ(quits, 1);
 }
 
+TEST(Application, QuitEndsTheProgramUnlessADocumentIsKeptOpen) {
+    Application quorvane(std::make_unique<MemoryUserDefaults>());
+    int quits = 0;
+    quorvane.quitProgram = [&] { ++quits; };
+    QTemporaryDir dir;
+    const QString a = dir.filePath(QStringLiteral("a.qvane")), b = dir.filePath(QStringLiteral("b.qvane"));
+    writeDocument(a);
+    writeDocument(b);
+    DocumentWindow* kept = quorvane.documents().openDocument(a);
+    DocumentWindow* other = quorvane.documents().openDocument(b);
+    ASSERT_TRUE(kept && other);
+    unlock(kept);
+    kept->document().updateChangeCount(ZKCryptoDoc::kChangeDone);
+    QAction* quit = other->findChild<QAction*>(QStringLiteral("quit"));
+    ASSERT_NE(quit, nullptr);
+
+    // Cancel in the save question keeps that document, and the program with it.
+    AnswerNextBox cancel(QStringLiteral("Cancel"));
+    quit->trigger();
+    EXPECT_TRUE(cancel.answered);
+    EXPECT_EQ(quits, 0);
+    EXPECT_TRUE(kept->isVisible());
+
+    // Answered, every window goes and the program ends; no start window comes in between.
+    AnswerNextBox discardIt(QStringLiteral("Don\u2019t Save"));
+    kept->findChild<QAction*>(QStringLiteral("quit"))->trigger();
+    EXPECT_TRUE(discardIt.answered);
+    EXPECT_EQ(quits, 1);
+    QTest::qWait(50);
+    EXPECT_TRUE(!quorvane.welcomeWindow() || !quorvane.welcomeWindow()->isVisible());
+}
+
 TEST(PreferencesWindow, StaysAboveTheDocumentsAndHighlightsOnePane) {
     Application quorvane(std::make_unique<MemoryUserDefaults>());
     quorvane.quitProgram = [] {};
