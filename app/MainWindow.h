@@ -15,7 +15,8 @@ public:
     QMenu* applicationMenu() const { return applicationMenu_; }
 
 Q_SIGNALS:
-    // The window was closed (its close button, or a document taking its place).
+    // The window was closed: by its close button, or by New and Open once a document took its
+    // place.
     void closedByUser();
 
 protected:

@@ -227,7 +227,6 @@ void DesktopWorkspace::showNotice(const QString& text, const QString& informativ
     // On the window the request came from, as a sheet; with no window, a box of its own that
     // holds the whole program until it is answered.
     QWidget* window = QApplication::activeWindow();
-    if (window && window->isModal()) window = window->parentWidget() ? window->parentWidget()->window() : window;
     auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Quorvane"), text, QMessageBox::Ok, window);
     box->setObjectName(QStringLiteral("noHandlerNotice"));
     box->setInformativeText(informative);

@@ -180,8 +180,8 @@ QWidget* page(QWidget* parent) {
 }  // namespace
 
 PreferencesWindow::PreferencesWindow(UserDefaults& defaults, MyAppDelegate& delegate, QWidget* parent)
-    // A utility window of the program: window managers keep it above the document windows while
-    // it is open (without a parent it belongs to the whole program), but not above other programs.
+    // A utility window: it belongs to the document window in use (keepAbove), and window managers
+    // keep it in front of that window, but not in front of other programs.
     : QMainWindow(parent, Qt::Tool | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       defaults_(defaults),
       delegate_(delegate) {

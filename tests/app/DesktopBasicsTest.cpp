@@ -24,6 +24,7 @@
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QPainter>
 #include <QPrinter>
 #include <QProcess>
 #include <QPushButton>
@@ -571,6 +572,27 @@ TEST(CategoryPill, TheDetailPaneDrawsPaleCategoriesInDarkText) {
     for (int x = 0; x < image.width(); ++x)
         for (int y = 0; y < image.height(); ++y) darkest = std::min(darkest, qGray(image.pixel(x, y)));
     EXPECT_LT(darkest, 90);  // before, the lightest text on a pale label: nothing below ~230
+}
+
+// The table's label, as the category column draws it.
+TEST(CategoryPill, TheTableLabelDrawsReadableTextAndNothingWithoutACategory) {
+    const auto render = [](const QVariant& back, const QVariant& text) {
+        QImage image(160, 22, QImage::Format_RGB32);
+        image.fill(Qt::white);
+        QPainter p(&image);
+        CategoryPill::paintTableLabel(&p, image.rect(), QFont(QStringLiteral("DejaVu Sans"), 9),
+                                      QStringLiteral("Banking — credit cards"), back, text);
+        p.end();
+        int darkest = 255, touched = 0;
+        for (int x = 0; x < image.width(); ++x)
+            for (int y = 0; y < image.height(); ++y) {
+                darkest = std::min(darkest, qGray(image.pixel(x, y)));
+                touched += image.pixel(x, y) != QColor(Qt::white).rgb();
+            }
+        return std::pair{darkest, touched};
+    };
+    EXPECT_LT(render(QColor(0xff, 0xf5, 0xb0), QColor(Qt::white)).first, 90);
+    EXPECT_EQ(render(QVariant(), QVariant()).second, 0);
 }
 
 // ---- Printing ----
