@@ -15,10 +15,12 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QScreen>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTableView>
 #include <QTimer>
+#include <QWindow>
 
 // Images compiled into the program's library; a static library needs its resources pulled in.
 static void initResources() { Q_INIT_RESOURCE(resources); }
@@ -69,11 +71,32 @@ Application::Application(std::unique_ptr<UserDefaults> settings)
         delegate_.documentIsOpening = 1;
         addApplicationCommands(w);
         applyTablePreferences(w);
-        if (welcome_) welcome_->close();
+        if (welcome_) welcome_->hide();
     });
+    // Closing the last document leaves the start window with New and Open, as a document-based
+    // program does; Quit ends the program. The window is gone by the time this runs, so the start
+    // window comes after the current event.
+    connect(&documents_, &DocumentController::documentRemoved, this, [this] {
+        QTimer::singleShot(0, this, [this] {
+            if (!quitting_) showWelcomeIfNothingOpen();
+        });
+    });
+    quitProgram = [] { QCoreApplication::quit(); };
+    handOverRetry_.setInterval(150);
+    connect(&handOverRetry_, &QTimer::timeout, this, &Application::deliverHandedOverFiles);
     delegate_.adjustBeforeFinishingLaunching(*defaults_);
     delegate_.buildUpFontMenuAndBindProgrammatically(QFontDatabase::families());
     if (auto* gui = qobject_cast<QGuiApplication*>(QCoreApplication::instance())) {
+        // Every window of the program carries its icon, and the window manager gets it too.
+        QGuiApplication::setWindowIcon(programIcon());
+        QGuiApplication::setQuitOnLastWindowClosed(false);
+        // The open preferences follow the user from document window to document window.
+        connect(gui, &QGuiApplication::focusWindowChanged, this, [this](QWindow* focus) {
+            if (!focus || !preferences_ || !preferences_->isVisible()) return;
+            for (QWidget* w : QApplication::topLevelWidgets())
+                if (w->windowHandle() == focus && (qobject_cast<DocumentWindow*>(w) || qobject_cast<MainWindow*>(w)))
+                    preferences_->keepAbove(w);
+        });
         connect(gui, &QGuiApplication::applicationStateChanged, this, [this](Qt::ApplicationState state) {
             if (state == Qt::ApplicationActive) applicationDidBecomeActive();
             else if (state == Qt::ApplicationInactive) applicationDidResignActive();
@@ -95,13 +118,82 @@ void Application::applicationDidFinishLaunching() {
     delegate_.finishedLaunching = 1;
 }
 
+QIcon Application::programIcon() {
+    initResources();
+    QIcon icon;
+    for (int size : {16, 32, 48, 64, 128, 256})
+        icon.addFile(QStringLiteral(":/icons/quorvane-%1.png").arg(size), QSize(size, size));
+    return icon;
+}
+
 void Application::showWelcomeIfNothingOpen() {
     if (hasDocuments()) return;
     if (!welcome_) {
         welcome_ = std::make_unique<MainWindow>(&documents_);
         addApplicationCommands(welcome_.get());
+        // Closed by the user with nothing else open, it ends the program: no window would be left.
+        connect(welcome_.get(), &MainWindow::closedByUser, this, [this] {
+            if (!quitting_ && !hasDocuments() && quitProgram) quitProgram();
+        });
+    }
+    if (!welcome_->isVisible()) {
+        if (const QScreen* s = welcome_->screen() ? welcome_->screen() : QGuiApplication::primaryScreen()) {
+            QRect g = welcome_->frameGeometry();
+            g.moveCenter(s->availableGeometry().center());
+            welcome_->move(g.topLeft());
+        }
     }
     welcome_->show();
+    welcome_->raise();
+    welcome_->activateWindow();
+}
+
+void Application::quit() {
+    quitting_ = true;
+    // Every window closes; a document with unsaved changes asks first, and Cancel there keeps
+    // the program running.
+    QApplication::closeAllWindows();
+    bool cancelled = false;
+    for (DocumentWindow* w : documents_.documents())
+        if (w->isVisible()) cancelled = true;
+    if (cancelled) {
+        quitting_ = false;
+        return;
+    }
+    if (quitProgram) quitProgram();
+}
+
+void Application::openHandedOverFiles(const QStringList& files) {
+    handedOver_ += files;
+    handOverWaiting_ = true;
+    deliverHandedOverFiles();
+}
+
+void Application::deliverHandedOverFiles() {
+    // An alert or sheet waits for its answer: a document opened now would land behind it, or
+    // be lost with the alert's own event loop.
+    if (QApplication::activeModalWidget()) {
+        if (!handOverRetry_.isActive()) handOverRetry_.start();
+        return;
+    }
+    handOverRetry_.stop();
+    const QStringList files = std::exchange(handedOver_, {});
+    handOverWaiting_ = false;
+    QWidget* front = nullptr;
+    for (const QString& f : files)
+        if (DocumentWindow* w = documents_.openDocument(f)) front = w;
+    // With no new document (none given, or none opened) the program itself comes forward.
+    if (!front) front = QApplication::activeWindow();
+    if (!front && hasDocuments()) front = documents_.documents().back();
+    if (!front) {
+        showWelcomeIfNothingOpen();
+        front = welcome_.get();
+    }
+    if (!front) return;
+    front->show();
+    if (front->isMinimized()) front->showNormal();
+    front->raise();
+    front->activateWindow();
 }
 
 PreferencesWindow& Application::preferences() {
@@ -113,6 +205,12 @@ PreferencesWindow& Application::preferences() {
 }
 
 void Application::addApplicationCommands(QMainWindow* window) {
+    // Quit ends the program, whichever window it is chosen in. Closing the windows alone would
+    // leave the start window, which stays when the last document is closed.
+    for (QAction* quit : window->findChildren<QAction*>(QStringLiteral("quit"))) {
+        disconnect(quit, &QAction::triggered, nullptr, nullptr);
+        connect(quit, &QAction::triggered, this, &Application::quit);
+    }
     const QList<QAction*> menus = window->menuBar()->actions();
     QMenu* app = menus.isEmpty() ? nullptr : menus.first()->menu();
     if (!app) return;

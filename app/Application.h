@@ -20,7 +20,10 @@
 #include "shell/MyAppDelegate.h"
 #include "shell/ZKPhoneHome.h"
 
+#include <QIcon>
 #include <QObject>
+#include <QStringList>
+#include <QTimer>
 
 #include <memory>
 
@@ -40,7 +43,19 @@ public:
     // without a window of its own.
     void showWelcomeIfNothingOpen();
     MainWindow* welcomeWindow() const { return welcome_.get(); }
+    // Files a later launch handed over: opened, and the last one brought to the front and made
+    // active. While a modal alert or sheet is up they wait, in order, until it has gone.
+    void openHandedOverFiles(const QStringList& files);
+    bool hasHandOverWaiting() const { return handOverWaiting_; }
+    // Quit Quorvane: closes every window, each document asking about unsaved changes, and ends
+    // the program unless one of them was kept open.
+    void quit();
+    // Ends the program; Quit and closing the start window with no document open call it. Tests
+    // replace it.
+    std::function<void()> quitProgram;
 
+    // The program's icon in the sizes desktops ask for.
+    static QIcon programIcon();
     PreferencesWindow& preferences();
     ZKPhoneHome& phoneHome() { return ZKPhoneHome::sharedPhoneHome(); }
     NetworkFeedFetcher& feedFetcher() { return feedFetcher_; }
@@ -66,6 +81,7 @@ public:
     DocumentController& documents() { return documents_; }
     AutomaticLockTimer& lockTimer() { return lockTimer_; }
     PushAndPull& pushAndPull() { return pushAndPull_; }
+    DesktopWorkspace& workspace() { return workspace_; }
     TrayStatusItem& statusItem() { return statusItem_; }
     PasswordMakerWindow& passwordMaker();
 
@@ -91,6 +107,11 @@ private:
     NetworkFeedFetcher feedFetcher_;
     std::unique_ptr<PreferencesWindow> preferences_;
     std::unique_ptr<MainWindow> welcome_;
+    QStringList handedOver_;
+    bool handOverWaiting_ = false;
+    bool quitting_ = false;
+    QTimer handOverRetry_;
+    void deliverHandedOverFiles();
 };
 
 }  // namespace qv::app

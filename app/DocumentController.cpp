@@ -286,16 +286,36 @@ bool DocumentController::saveDocumentAs(DocumentWindow* w) {
     return true;
 }
 
+bool DocumentController::confirmRevert(DocumentWindow* w) {
+    QMessageBox box(QMessageBox::Warning, QStringLiteral("Quorvane"),
+                    QStringLiteral("Do you want to revert to the most recently saved version of the document \u201c%1\u201d?")
+                        .arg(QFileInfo(w->filePath()).fileName()),
+                    QMessageBox::NoButton, w);
+    box.setObjectName(QStringLiteral("revertSheet"));
+    box.setWindowModality(Qt::WindowModal);
+    box.setInformativeText(QStringLiteral("Your current changes will be lost."));
+    QPushButton* revert = box.addButton(QStringLiteral("Revert"), QMessageBox::DestructiveRole);
+    box.setDefaultButton(box.addButton(QStringLiteral("Cancel"), QMessageBox::RejectRole));
+    box.exec();
+    return box.clickedButton() == revert;
+}
+
 void DocumentController::revertDocumentToSaved(DocumentWindow* w) {
+    if (w->filePath().isEmpty()) return;
+    QPointer<DocumentWindow> alive(w);
+    if (!confirmRevert(w) || !alive) return;
     QFile f(w->filePath());
-    if (w->filePath().isEmpty() || !f.open(QIODevice::ReadOnly)) return;
+    if (!f.open(QIODevice::ReadOnly)) return;
+    // Whether the toolbar shows now, before reading hides it with the rest of the open document:
+    // unlocking brings it back as it was.
+    const bool toolbarVisible = w->isToolbarVisible();
     MyDocument& doc = w->document();
     if (!doc.readFromData(readWholeFile(f), QStringLiteral("qvane"))) return;
     noteFileOnDisk(w);
     w->clearPasswordToDecryptField();
     doc.myArray = Array();
     doc.myCategoryArray = Array();
-    doc.makeToolbarVisibleAtDecrypt = w->isToolbarVisible();
+    doc.makeToolbarVisibleAtDecrypt = toolbarVisible;
     w->refresh();
     w->shrinkToMinimumSizeAndPin();
 }
@@ -327,7 +347,7 @@ void DocumentController::noteRecentDocument(const QString& path) {
 
 void DocumentController::forget(DocumentWindow* window) {
     known_.erase(window);
-    std::erase(windows_, window);
+    if (std::erase(windows_, window) > 0) Q_EMIT documentRemoved();
 }
 
 }  // namespace qv::app

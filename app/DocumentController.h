@@ -47,6 +47,8 @@ public:
     void openDocumentWithPanel(QWidget* parent);
     bool saveDocument(DocumentWindow* window);
     bool saveDocumentAs(DocumentWindow* window);
+    // Asks first, with the loss spelled out; on "Revert" the file is read again and the window
+    // shows its password page.
     void revertDocumentToSaved(DocumentWindow* window);
 
     const std::vector<DocumentWindow*>& documents() const { return windows_; }
@@ -93,6 +95,8 @@ public:
 Q_SIGNALS:
     // A new or opened document has its window, before it is shown.
     void documentAdded(DocumentWindow* window);
+    // A document's window has gone.
+    void documentRemoved();
 
 private:
     // writeDocumentSafely on a worker thread, the window kept painted behind a progress dialog.
@@ -100,6 +104,7 @@ private:
     QSet<const DocumentWindow*> saving_;
     enum class SaveMode { Asking, Autosaving };
     bool save(DocumentWindow* window, SaveMode mode);
+    bool confirmRevert(DocumentWindow* window);
     void noteFileOnDisk(const DocumentWindow* window);
 
     std::vector<DocumentWindow*> windows_;

@@ -7,6 +7,7 @@
 #include "shell/MyAppDelegate.h"
 
 #include <QApplication>
+#include <QCloseEvent>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
@@ -28,6 +29,7 @@ MainWindow::MainWindow(DocumentController* controller, QWidget* parent) : QMainW
     applicationMenu_->addAction(ZKAppDelegateBase::softwareUpdateMenuTitle())->setObjectName(QStringLiteral("checkForUpdates"));
     applicationMenu_->addSeparator();
     QAction* quit = applicationMenu_->addAction(QStringLiteral("Quit Quorvane"));
+    quit->setObjectName(QStringLiteral("quit"));
     quit->setShortcut(QKeySequence::Quit);
     quit->setMenuRole(QAction::QuitRole);
     connect(quit, &QAction::triggered, qApp, &QApplication::quit);
@@ -67,6 +69,11 @@ MainWindow::MainWindow(DocumentController* controller, QWidget* parent) : QMainW
     layout->addWidget(subtitle);
     layout->addStretch(3);
     setCentralWidget(page);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    QMainWindow::closeEvent(event);
+    if (event->isAccepted()) Q_EMIT closedByUser();
 }
 
 void MainWindow::showAbout() {

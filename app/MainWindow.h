@@ -14,6 +14,14 @@ public:
 
     QMenu* applicationMenu() const { return applicationMenu_; }
 
+Q_SIGNALS:
+    // The window was closed: by its close button, or by New and Open once a document took its
+    // place.
+    void closedByUser();
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+
 private:
     void showAbout();
     QMenu* applicationMenu_ = nullptr;

@@ -10,6 +10,10 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QLabel>
+#include <QMessageBox>
+#include <QMimeDatabase>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QMimeData>
 #include <QMouseEvent>
 #include <QScreen>
@@ -164,15 +168,95 @@ void TrayStatusItem::remove() {
     standIn_ = nullptr;
 }
 
+DesktopWorkspace::DesktopWorkspace(HandlerProbe probe, Launcher launch, Notice notice)
+    : probe_(probe ? std::move(probe) : HandlerProbe(&DesktopWorkspace::hasDesktopHandler)),
+      launch_(launch ? std::move(launch) : Launcher([](const QUrl& u) { return QDesktopServices::openUrl(u); })),
+      notice_(std::move(notice)) {}
+
 bool DesktopWorkspace::openUrl(const QString& url) {
     const QUrl u(url);
-    return u.isValid() && QDesktopServices::openUrl(u);
+    if (!u.isValid() || u.isEmpty()) return false;
+    if (u.isLocalFile()) return openFile(u.toLocalFile());
+    // A password the address carries (an FTP login) is not put on the screen.
+    return open(u, u.toDisplayString(QUrl::RemovePassword), QStringLiteral("address"));
 }
 
-bool DesktopWorkspace::openFile(const QString& path) { return QDesktopServices::openUrl(QUrl::fromLocalFile(path)); }
+bool DesktopWorkspace::openFile(const QString& path) {
+    return open(QUrl::fromLocalFile(path), QDir::toNativeSeparators(path), QStringLiteral("file"));
+}
 
 bool DesktopWorkspace::revealFile(const QString& path) {
-    return QDesktopServices::openUrl(QUrl::fromLocalFile(QFileInfo(path).absolutePath()));
+    const QString folder = QFileInfo(path).absolutePath();
+    return open(QUrl::fromLocalFile(folder), QDir::toNativeSeparators(folder), QStringLiteral("folder"));
+}
+
+QString DesktopWorkspace::handlerTypeOf(const QUrl& url) {
+    if (!url.isLocalFile()) return QStringLiteral("x-scheme-handler/") + url.scheme().toLower();
+    return QMimeDatabase().mimeTypeForFile(url.toLocalFile()).name();
+}
+
+bool DesktopWorkspace::open(const QUrl& url, const QString& shown, const QString& kind) {
+    const QString type = handlerTypeOf(url);
+    if (probe_(type) && launch_(url)) return true;
+    QString what;
+    if (url.isLocalFile()) {
+        const QMimeType mime = QMimeDatabase().mimeTypeForName(type);
+        what = QStringLiteral("No program is set up on this computer to open %1 (%2).")
+                   .arg(kind == QLatin1String("folder") ? QStringLiteral("folders") : QStringLiteral("files of this type"),
+                        mime.isValid() && !mime.comment().isEmpty() ? mime.comment() : type);
+    } else {
+        what = QStringLiteral("No program is set up on this computer for \u201c%1:\u201d addresses.").arg(url.scheme());
+    }
+    showNotice(QStringLiteral("The %1 \u201c%2\u201d could not be opened.").arg(kind, shown),
+               what + QStringLiteral(" Install one, or choose one in your desktop's settings for default applications, "
+                                     "and try again."));
+    return false;
+}
+
+QWidget* DesktopWorkspace::noticeBox() const { return box_; }
+
+void DesktopWorkspace::showNotice(const QString& text, const QString& informative) {
+    if (notice_) return notice_(text, informative);
+    // One message at a time: a second failure while it shows replaces its text.
+    if (auto* box = qobject_cast<QMessageBox*>(box_.data())) {
+        box->setText(text);
+        box->setInformativeText(informative);
+        box->raise();
+        return;
+    }
+    // On the window the request came from, as a sheet; with no window, a box of its own that
+    // holds the whole program until it is answered.
+    QWidget* window = QApplication::activeWindow();
+    auto* box = new QMessageBox(QMessageBox::Warning, QStringLiteral("Quorvane"), text, QMessageBox::Ok, window);
+    box->setObjectName(QStringLiteral("noHandlerNotice"));
+    box->setInformativeText(informative);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box_ = box;
+    if (window) {
+        box->open();  // window-modal
+    } else {
+        box->setWindowModality(Qt::ApplicationModal);
+        box->show();
+    }
+}
+
+bool DesktopWorkspace::hasDesktopHandler(const QString& type) {
+    // xdg-open, which the desktop services run, tries a web browser when nothing else is set.
+    if (!qEnvironmentVariableIsEmpty("BROWSER")) return true;
+    for (const char* browser : {"x-www-browser", "sensible-browser", "firefox", "chromium", "chromium-browser",
+                                "google-chrome", "epiphany", "konqueror", "www-browser"})
+        if (!QStandardPaths::findExecutable(QLatin1String(browser)).isEmpty()) return true;
+    const QString xdgMime = QStandardPaths::findExecutable(QStringLiteral("xdg-mime"));
+    if (xdgMime.isEmpty()) return true;
+    QProcess query;
+    query.start(xdgMime, {QStringLiteral("query"), QStringLiteral("default"), type});
+    if (!query.waitForFinished(3000)) {
+        query.kill();
+        query.waitForFinished(500);
+        return true;
+    }
+    if (query.exitStatus() != QProcess::NormalExit || query.exitCode() != 0) return true;
+    return !query.readAllStandardOutput().trimmed().isEmpty();
 }
 
 namespace {

@@ -17,6 +17,7 @@
 #include <functional>
 
 class QSystemTrayIcon;
+class QUrl;
 class QWidget;
 
 namespace qv::app {
@@ -84,11 +85,48 @@ private:
     bool shown_ = false;
 };
 
+// Opens addresses and files with the desktop's programs. A desktop may have no program at all for
+// a kind of address or file (no browser, no PDF viewer); the user is then told so once, with the
+// address or the path, instead of the request vanishing. Where a program exists nothing is shown,
+// whatever it later makes of the request.
 class DesktopWorkspace : public Workspace {
 public:
+    // Whether the desktop has a program for a type: "x-scheme-handler/https", "application/pdf".
+    using HandlerProbe = std::function<bool(const QString& type)>;
+    // Hands the address to the desktop; false when nothing could be started.
+    using Launcher = std::function<bool(const QUrl& url)>;
+    // Tells the user; the message and the explanation under it.
+    using Notice = std::function<void(const QString& text, const QString& informative)>;
+
+    // Empty arguments take the desktop's own: hasDesktopHandler, QDesktopServices, and a message
+    // box on the active window (or on its own when no window is active).
+    explicit DesktopWorkspace(HandlerProbe probe = {}, Launcher launch = {}, Notice notice = {});
+
     bool openUrl(const QString& url) override;
     bool openFile(const QString& path) override;
     bool revealFile(const QString& path) override;
+
+    void setHandlerProbe(HandlerProbe probe) { probe_ = std::move(probe); }
+    void setLauncher(Launcher launch) { launch_ = std::move(launch); }
+    void setNotice(Notice notice) { notice_ = std::move(notice); }
+    // The message box of the default notice while it shows, for tests.
+    QWidget* noticeBox() const;
+
+    // Asks the freedesktop MIME database (xdg-mime) for the default program of the type. Only a
+    // clear "none" counts as none: without xdg-mime, or when it fails, the launch decides. A web
+    // browser on the path also counts, as xdg-open falls back to one for any address or file.
+    static bool hasDesktopHandler(const QString& type);
+    // The type the desktop's handlers are chosen by.
+    static QString handlerTypeOf(const QUrl& url);
+
+private:
+    bool open(const QUrl& url, const QString& shown, const QString& kind);
+    void showNotice(const QString& text, const QString& informative);
+
+    HandlerProbe probe_;
+    Launcher launch_;
+    Notice notice_;
+    QPointer<QWidget> box_;
 };
 
 // Open and save panels as the desktop's file dialogs, on top of `parent`.

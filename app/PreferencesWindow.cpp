@@ -5,6 +5,7 @@
 #include "shell/ZKValueTransformers.h"
 
 #include <QActionGroup>
+#include <QApplication>
 #include <QButtonGroup>
 #include <QCheckBox>
 #include <QComboBox>
@@ -26,6 +27,7 @@
 #include <QTabWidget>
 #include <QToolBar>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include <cmath>
 
@@ -54,6 +56,9 @@ void ZKPrefToolbarDelegate::awakeFromNib() {
         item->setCheckable(true);
         group_->addAction(item);
         toolbar->addAction(item);
+        // The chosen pane is the one highlighted button; a focus frame on another one would look
+        // like a second choice. The panes are chosen by mouse, the pane's controls by keyboard.
+        if (QWidget* button = toolbar->widgetForAction(item)) button->setFocusPolicy(Qt::NoFocus);
         connect(item, &QAction::triggered, this, [this, item] { PanelAction(item); });
     }
     myHeightArray = heightArray();
@@ -175,7 +180,9 @@ QWidget* page(QWidget* parent) {
 }  // namespace
 
 PreferencesWindow::PreferencesWindow(UserDefaults& defaults, MyAppDelegate& delegate, QWidget* parent)
-    : QMainWindow(parent, Qt::Window | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
+    // A utility window: it belongs to the document window in use (keepAbove), and window managers
+    // keep it in front of that window, but not in front of other programs.
+    : QMainWindow(parent, Qt::Tool | Qt::WindowTitleHint | Qt::WindowCloseButtonHint),
       defaults_(defaults),
       delegate_(delegate) {
     setObjectName(QStringLiteral("prefWindow"));
@@ -224,6 +231,7 @@ void PreferencesWindow::restoreDefaults() {
 }
 
 void PreferencesWindow::openPreferences() {
+    keepAbove(QApplication::activeWindow());
     if (!isVisible()) {
         reloadFromDefaults();
         if (const QScreen* s = screen() ? screen() : QGuiApplication::primaryScreen()) {
@@ -235,6 +243,16 @@ void PreferencesWindow::openPreferences() {
     show();
     raise();
     activateWindow();
+}
+
+void PreferencesWindow::keepAbove(QWidget* window) {
+    if (!window) return;
+    window = window->window();
+    if (window == this || !window->windowHandle()) return;
+    if (!windowHandle()) create();
+    windowHandle()->setTransientParent(window->windowHandle());
+    // Some window managers read a changed owner only when the window is stacked again.
+    if (isVisible()) raise();
 }
 
 void PreferencesWindow::changeEvent(QEvent* event) {

@@ -85,6 +85,10 @@ public:
     void openPreferences();
     void openPreferencesAtTab(int index);
     void openPreferencesAtSenderTagTab(const Sender& sender) { openPreferencesAtTab(sender.tag); }
+    // The window the preferences stay in front of: the desktop keeps a utility window above the
+    // window it belongs to. Set to the active document window whenever that changes, so the
+    // preferences never end up behind the window the user works in.
+    void keepAbove(QWidget* window);
 
     // Every control shows what the preferences hold now.
     void reloadFromDefaults();

@@ -8,7 +8,47 @@
 
 #include <QApplication>
 
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+// --help and --version are answered before anything needs a display, so that they work in a
+// terminal without one and never reach the documents as file names. After "--" every argument
+// is a file, even one named like an option.
+int answerInformationOptions(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const char* a = argv[i];
+        if (std::strcmp(a, "--") == 0) return -1;
+        if (std::strcmp(a, "--version") == 0 || std::strcmp(a, "-V") == 0) {
+            std::printf("Quorvane %s (release %lld)\n",
+                        qPrintable(qv::ZKAppSupportUtility::calcReleaseString(qv::kReleaseNumber)),
+                        static_cast<long long>(qv::kReleaseNumber));
+            return 0;
+        }
+        if (std::strcmp(a, "--help") == 0 || std::strcmp(a, "-h") == 0) {
+            std::printf(
+                "Usage: quorvane [OPTION] [DOCUMENT.qvane ...]\n"
+                "Quorvane %s, a password manager for your desktop.\n"
+                "\n"
+                "Opens each document given. Without one, it does what Preferences > General asks at\n"
+                "start-up. When Quorvane is already running, the documents open there.\n"
+                "\n"
+                "Options:\n"
+                "  -h, --help     Show this help and exit.\n"
+                "  -V, --version  Show the release and exit.\n"
+                "  --             Take every argument after it as a document.\n",
+                qPrintable(qv::ZKAppSupportUtility::calcReleaseString(qv::kReleaseNumber)));
+            return 0;
+        }
+    }
+    return -1;
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
+    if (const int answered = answerInformationOptions(argc, argv); answered >= 0) return answered;
     qv::useLargeMemoryPages(argv);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Quorvane"));
@@ -18,6 +58,7 @@ int main(int argc, char** argv) {
 
     QStringList files = QApplication::arguments();
     files.removeFirst();
+    files.removeOne(QStringLiteral("--"));
     qv::app::SingleInstance instance;
     if (!instance.becomePrimary()) {
         // Another Quorvane runs: it opens the files and comes to the front.
@@ -33,16 +74,7 @@ int main(int argc, char** argv) {
     quorvane.applicationDidFinishLaunching();
     // Without a document to show, the empty window offers New and Open.
     quorvane.showWelcomeIfNothingOpen();
-    QObject::connect(&instance, &qv::app::SingleInstance::filesReceived, &app, [&](const QStringList& received) {
-        for (const QString& f : received) documents.openDocument(f);
-        QWidget* front = QApplication::activeWindow();
-        if (!front && !documents.documents().empty()) front = documents.documents().back();
-        if (!front) front = quorvane.welcomeWindow();
-        if (front) {
-            front->show();
-            front->raise();
-            front->activateWindow();
-        }
-    });
+    QObject::connect(&instance, &qv::app::SingleInstance::filesReceived, &quorvane,
+                     &qv::app::Application::openHandedOverFiles);
     return app.exec();
 }
