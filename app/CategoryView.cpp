@@ -21,49 +21,7 @@ QColor colorOf(const Value& dict) {
     return QColor::fromRgbF(float(c.r), float(c.g), float(c.b), float(c.a));
 }
 
-QColor overWhite(const QColor& c) {
-    const double a = c.alphaF();
-    return QColor::fromRgbF(float(c.redF() * a + (1 - a)), float(c.greenF() * a + (1 - a)),
-                            float(c.blueF() * a + (1 - a)));
-}
-
-QColor over(const QColor& top, const QColor& below) {
-    const double a = top.alphaF();
-    return QColor::fromRgbF(float(top.redF() * a + below.redF() * (1 - a)), float(top.greenF() * a + below.greenF() * (1 - a)),
-                            float(top.blueF() * a + below.blueF() * (1 - a)));
-}
-
-// Relative luminance of an sRGB colour, as WCAG 2 defines it.
-double luminance(const QColor& c) {
-    const auto channel = [](double v) { return v <= 0.04045 ? v / 12.92 : std::pow((v + 0.055) / 1.055, 2.4); };
-    return 0.2126 * channel(c.redF()) + 0.7152 * channel(c.greenF()) + 0.0722 * channel(c.blueF());
-}
-
-double ratioOfOpaque(const QColor& a, const QColor& b) {
-    const double la = luminance(a), lb = luminance(b);
-    return (std::max(la, lb) + 0.05) / (std::min(la, lb) + 0.05);
-}
-
 }  // namespace
-
-double CategoryPill::contrastRatio(const QColor& a, const QColor& b) {
-    return ratioOfOpaque(overWhite(a), overWhite(b));
-}
-
-QColor CategoryPill::readableTextColor(const QColor& background, const QColor& stored) {
-    const QColor back = overWhite(background);
-    if (ratioOfOpaque(over(stored, back), back) >= kMinimumContrast) return stored;
-    const QColor black(Qt::black), white(Qt::white);
-    return ratioOfOpaque(black, back) >= ratioOfOpaque(white, back) ? black : white;
-}
-
-QString CategoryPill::fittedTitle(const QFontMetrics& metrics, const QString& title, int width) {
-    return metrics.elidedText(title, Qt::ElideMiddle, std::max(0, width));
-}
-
-QString CategoryPill::fittedTitle(const QFontMetricsF& metrics, const QString& title, double width) {
-    return metrics.elidedText(title, Qt::ElideMiddle, std::max(0.0, width));
-}
 
 int CategoryPill::widthForTitle(const QFontMetrics& metrics, const QString& title, int rowHeight) {
     if (rowHeight <= 0) rowHeight = metrics.height() + 4;
@@ -81,6 +39,7 @@ void CategoryPill::paintTableLabel(QPainter* painter, const QRect& cell, const Q
     if (!g.draw) return;
     const QColor back = background.value<QColor>();
     const QColor stored = text.canConvert<QColor>() ? text.value<QColor>() : QColor(Qt::black);
+    const QFontMetrics metrics(font);
     painter->save();
     painter->setRenderHint(QPainter::Antialiasing);
     painter->translate(cell.topLeft() + QPoint(0, 1));
@@ -88,10 +47,10 @@ void CategoryPill::paintTableLabel(QPainter* painter, const QRect& cell, const Q
     path.addRoundedRect(QRectF(g.x, g.y, g.w, g.h), g.radius, g.radius);
     painter->fillPath(path, back);
     painter->setFont(font);
-    painter->setPen(readableTextColor(back, stored));
-    const QFontMetrics metrics(font);
+    painter->setPen(stored);
     painter->drawText(QRectF(g.textX, 0, g.textW, g.textH), Qt::AlignVCenter | Qt::AlignLeft,
-                      fittedTitle(metrics, title, int(g.textW)));
+                      MyTableDelegate::trimStringToFit(title, int(g.textW),
+                                                       [&](const QString& t) { return double(metrics.horizontalAdvance(t)); }));
     painter->restore();
 }
 
@@ -122,10 +81,11 @@ void CategoryView::paintEvent(QPaintEvent*) {
     QFont f = font();
     f.setPointSize(13 * 3 / 4 + 1);
     p.setFont(f);
-    p.setPen(CategoryPill::readableTextColor(back, colorOf(c.value(keys::cat_textColor))));
-    const QString title = c.value(keys::cat_category).toString();
-    p.drawText(QRectF(g.textX, 0, g.textW, h), Qt::AlignVCenter | Qt::AlignLeft,
-               CategoryPill::fittedTitle(QFontMetrics(f), title, int(g.textW)));
+    p.setPen(colorOf(c.value(keys::cat_textColor)));
+    const QFontMetrics m(f);
+    const QString text = MyTableDelegate::trimStringToFit(c.value(keys::cat_category).toString(), int(g.textW),
+                                                          [&](const QString& s) { return double(m.horizontalAdvance(s)); });
+    p.drawText(QRectF(g.textX, 0, g.textW, h), Qt::AlignVCenter | Qt::AlignLeft, text);
 }
 
 void CategoryView::mousePressEvent(QMouseEvent*) {

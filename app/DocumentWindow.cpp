@@ -900,9 +900,22 @@ void DocumentWindow::syncColumns() {
     for (const auto& c : columns.columns()) {
         const int section = model_->columnOf(c.identifier);
         table_->setColumnHidden(section, c.hidden);
-        if (int(c.width) > 0) table_->setColumnWidth(section, int(c.width));
+        int width = int(c.width);
+        // The category column shows every title whole, however narrow the document remembers it;
+        // the remembered width itself stays as it is.
+        if (c.identifier == QLatin1String("category")) width = std::max(width, widthOfLongestCategoryTitle());
+        if (width > 0) table_->setColumnWidth(section, width);
     }
     syncing_ = false;
+}
+
+int DocumentWindow::widthOfLongestCategoryTitle() const {
+    const QFontMetrics cells(table_->font());
+    const int row = table_->verticalHeader()->defaultSectionSize();
+    int longest = 0;
+    for (const Value& c : doc_->myCategoryArray)
+        longest = std::max(longest, CategoryPill::widthForTitle(cells, c.toDictionary().value(keys::cat_category).toString(), row));
+    return longest;
 }
 
 void DocumentWindow::reloadRecords() {
@@ -1278,11 +1291,7 @@ int DocumentWindow::narrowestWidthOfColumn(int section) const {
         for (int row = 0; row < rows; ++row)
             narrowest = std::max(narrowest, cells.horizontalAdvance(model_->index(row, section).data().toString()) + 16);
     } else if (id == QLatin1String("category")) {
-        // As wide as the longest title where that is modest; a longer title is shortened in its middle.
-        int longest = 0;
-        for (const Value& c : doc_->myCategoryArray)
-            longest = std::max(longest, cells.horizontalAdvance(c.toDictionary().value(keys::cat_category).toString()));
-        narrowest = std::max(narrowest, std::min(longest + 28, cells.horizontalAdvance(QStringLiteral("Mmmmmmmmmmm"))));
+        narrowest = std::max(narrowest, widthOfLongestCategoryTitle());
     } else if (id == QLatin1String("name")) {
         narrowest = std::max(narrowest, cells.horizontalAdvance(QStringLiteral("Mmmmmmmm")));
     }
@@ -1308,7 +1317,7 @@ void DocumentWindow::fitColumnsToView() {
         // only ever made narrower here.
         const QString id = model_->identifierAt(sections[i]);
         const bool mustBeWhole = id == QLatin1String("createdDate") || id == QLatin1String("modificationDate") ||
-                                 id == QLatin1String("usageCount");
+                                 id == QLatin1String("usageCount") || id == QLatin1String("category");
         narrowest[i] = narrowestWidthOfColumn(sections[i]);
         width[i] = header->sectionSize(sections[i]);
         if (mustBeWhole) width[i] = std::max(width[i], narrowest[i]);

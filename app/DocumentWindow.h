@@ -149,6 +149,7 @@ private:
     void runTextCommand(const QString& command);
     void updateRecordCount();
     int narrowestWidthOfColumn(int section) const;
+    int widthOfLongestCategoryTitle() const;
     static QLabel* labelFor(const QString& text, QWidget* field);
 
     std::unique_ptr<MyDocument> doc_;

@@ -1,5 +1,7 @@
 #include "RecordTableModel.h"
 
+#include "CategoryView.h"
+
 #include "browsing/DocumentBrowser.h"
 #include "browsing/MyTableDelegate.h"
 #include "browsing/TableColumns.h"
@@ -77,23 +79,9 @@ QVariant RecordTableModel::headerData(int section, Qt::Orientation orientation, 
 
 void CategoryLabelDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option, const QModelIndex& index) const {
     QStyledItemDelegate::paint(painter, option, QModelIndex());  // the row's selection background only
-    const auto g = MyTableDelegate::categoryLabel(option.rect.width(), option.rect.height());
-    if (!g.draw) return;
-    const QVariant back = index.data(Qt::BackgroundRole);
-    const QVariant fore = index.data(Qt::ForegroundRole);
-    if (!back.isValid()) return;  // no category: nothing shows
-    painter->save();
-    painter->setRenderHint(QPainter::Antialiasing);
-    painter->translate(option.rect.topLeft() + QPoint(0, 1));
-    QPainterPath path;
-    path.addRoundedRect(QRectF(g.x, g.y, g.w, g.h), g.radius, g.radius);
-    painter->fillPath(path, back.value<QColor>());
-    painter->setPen(fore.value<QColor>());
-    const QFontMetrics metrics(option.font);
-    const QString text = MyTableDelegate::trimStringToFit(index.data(Qt::DisplayRole).toString(), int(g.textW),
-                                                          [&](const QString& s) { return double(metrics.horizontalAdvance(s)); });
-    painter->drawText(QRectF(g.textX, 0, g.textW, g.textH), Qt::AlignVCenter | Qt::AlignLeft, text);
-    painter->restore();
+    // Middle-elided titles, in text that stays readable on pale colours.
+    CategoryPill::paintTableLabel(painter, option.rect, option.font, index.data(Qt::DisplayRole).toString(),
+                                  index.data(Qt::BackgroundRole), index.data(Qt::ForegroundRole));
 }
 
 }  // namespace qv::app

@@ -89,9 +89,9 @@ int TablePrinter::print(QTableView& table, QPrinter& printer, const QString& tit
                         QPainterPath path;
                         path.addRoundedRect(QRectF(x + g.x, y + 1 + g.y, g.w, g.h), g.radius, g.radius);
                         painter.fillPath(path, back.value<QColor>());
-                        const QColor stored = index.data(Qt::ForegroundRole).value<QColor>();
-                        painter.setPen(CategoryPill::readableTextColor(back.value<QColor>(), stored));
-                        const QString text = CategoryPill::fittedTitle(metrics, index.data().toString(), g.textW);
+                        painter.setPen(index.data(Qt::ForegroundRole).value<QColor>());
+                        const QString text = MyTableDelegate::trimStringToFit(
+                            index.data().toString(), int(g.textW), [&](const QString& t) { return metrics.horizontalAdvance(t); });
                         painter.drawText(QRectF(x + g.textX, y + 1, g.textW, g.textH), Qt::AlignVCenter | Qt::AlignLeft, text);
                         painter.setPen(Qt::black);
                     }

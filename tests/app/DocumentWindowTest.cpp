@@ -7,6 +7,7 @@
 #include "PasswordSheet.h"
 #include "RecordTableModel.h"
 #include "HealthSheet.h"
+#include "CategoryView.h"
 
 #include "crypto/CryptoTexts.h"
 #include "document/DocumentKeys.h"
@@ -802,6 +803,15 @@ TEST(DocumentWindow, CategoriesCountsDetailPaneAndToolbarStayCurrent) {
     ASSERT_TRUE(sheet.done());
     EXPECT_EQ(counts.value(1), QStringLiteral("Work=3"));
     EXPECT_TRUE(counts.value(0).endsWith(QStringLiteral("=1"))) << counts.join(QLatin1Char(' ')).toStdString();
+
+    // The category column shows the longest title whole after a preset, never "Very Long Cat..".
+    const QString longTitle = QStringLiteral("Very Long Category Title Here");
+    w->document().myCategoryArray.at(1).toDictionary().set(keys::cat_category, Value(longTitle));
+    w->action(QStringLiteral("setColumnVisibilityCompact:"))->trigger();
+    const int categoryColumn = static_cast<RecordTableModel*>(w->recordTable()->model())->columnOf(QStringLiteral("category"));
+    EXPECT_GE(w->recordTable()->columnWidth(categoryColumn),
+              CategoryPill::widthForTitle(w->recordTable()->fontMetrics(), longTitle,
+                                          w->recordTable()->verticalHeader()->defaultSectionSize()));
 
     // As a converted old file opens: no toolbar. View ▸ Show Toolbar brings it back.
     w->setToolbarVisible(false);
