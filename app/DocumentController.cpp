@@ -1,8 +1,10 @@
 #include "DocumentController.h"
 
 #include "DocumentWindow.h"
+#include "MergeFlow.h"
 #include "PlatformServices.h"
 
+#include "browsing/DocumentBrowser.h"
 #include "document/DocumentTexts.h"
 #include "foundation/FileBytes.h"
 #include "foundation/UserDefaults.h"
@@ -13,6 +15,8 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QFileDialog>
+#include <QFileSystemWatcher>
+#include <QCryptographicHash>
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QSaveFile>
@@ -28,6 +32,7 @@
 #include <limits>
 #include <new>
 #include <thread>
+#include <utility>
 
 namespace qv::app {
 
@@ -207,10 +212,106 @@ DocumentController::FileStamp DocumentController::stampOf(const QString& path) {
     s.modifiedNs = std::int64_t(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
     s.inode = std::uint64_t(st.st_ino);
     s.device = std::uint64_t(st.st_dev);
+    if (s.size <= kLargestHashed) {
+        QFile f(path);
+        QCryptographicHash hash(QCryptographicHash::Sha256);
+        if (f.open(QIODevice::ReadOnly) && hash.addData(&f)) s.digest = hash.result();
+    }
     return s;
 }
 
-void DocumentController::noteFileOnDisk(const DocumentWindow* w) { known_[w] = KnownFile{w->filePath(), stampOf(w->filePath())}; }
+void DocumentController::noteFileOnDisk(const DocumentWindow* w) {
+    known_[w] = KnownFile{w->filePath(), stampOf(w->filePath())};
+    watch(w->filePath());
+}
+
+void DocumentController::watch(const QString& path) {
+    if (path.isEmpty()) return;
+    if (!watcher_) {
+        watcher_ = new QFileSystemWatcher(this);
+        // A sync program replaces the file (a new file renamed over it) or writes it in place;
+        // either way the folder or the file tells. Changes come in bursts: they are gathered.
+        auto gather = [this](const QString& changed) { filesChanged(changed); };
+        connect(watcher_, &QFileSystemWatcher::fileChanged, this, gather);
+        connect(watcher_, &QFileSystemWatcher::directoryChanged, this, gather);
+    }
+    if (!watcher_->files().contains(path)) watcher_->addPath(path);
+    const QString folder = QFileInfo(path).absolutePath();
+    if (!watcher_->directories().contains(folder)) watcher_->addPath(folder);
+}
+
+void DocumentController::filesChanged(const QString& path) {
+    pendingChanges_.insert(path);
+    QTimer::singleShot(300, this, [this] {
+        const QSet<QString> changed = std::exchange(pendingChanges_, {});
+        if (changed.isEmpty()) return;
+        for (DocumentWindow* w : std::vector<DocumentWindow*>(windows_)) {
+            const QString file = w->filePath();
+            if (file.isEmpty() || (!changed.contains(file) && !changed.contains(QFileInfo(file).absolutePath()))) continue;
+            // The watch is lost when the file is replaced: it is taken up again.
+            if (watcher_ && QFileInfo::exists(file) && !watcher_->files().contains(file)) watcher_->addPath(file);
+            if (saving_.contains(w) || !fileChangedOnDisk(w)) continue;  // our own save, or nothing new
+            if (QApplication::activeModalWidget()) {
+                // Not while the user answers something else: asked again in a moment.
+                filesChanged(file);
+                continue;
+            }
+            fileChangedBehind(w);
+        }
+    });
+}
+
+bool DocumentController::reloadClean(DocumentWindow* w) {
+    MyDocument& doc = w->document();
+    QFile file(w->filePath());
+    if (!file.open(QIODevice::ReadOnly)) return false;
+    MyDocument fresh;
+    if (fresh.read(readWholeFile(file), nullptr) != MyDocument::ReadResult::Taken) return false;
+    DocumentBrowser converting(fresh);
+    fresh.plainPassword = doc.plainPassword;
+    // A new master password set on the other machine: the next save asks what to do.
+    if (fresh.Decript() != 0) return false;
+    fresh.decryptDone();
+    fresh.wipePasswords();
+    doc.myArray = fresh.myArray;
+    doc.myCategoryArray = fresh.myCategoryArray;
+    doc.emailArray = fresh.emailArray;
+    w->browser().bindTables();
+    w->browser().synkCategorySubMenu();
+    w->browser().setFilterPredicate();
+    // Nothing of the old tables may be undone into the new ones.
+    w->browser().undoManager().removeAllActions();
+    doc.updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    noteFileOnDisk(w);
+    w->refresh();
+    return true;
+}
+
+void DocumentController::fileChangedBehind(DocumentWindow* w) {
+    MyDocument& doc = w->document();
+    // A locked document shows nothing of its records; the next save after unlocking asks.
+    if (!doc.isDecrypted() || doc.isLockPending()) return;
+    if (!doc.isDocumentEdited()) {
+        reloadClean(w);
+        return;
+    }
+    QMessageBox box(QMessageBox::Warning, QStringLiteral("Quorvane"),
+                    QStringLiteral("The document \u201c%1\u201d was changed by another program, and you have changes that "
+                                   "are not saved.")
+                        .arg(QFileInfo(w->filePath()).fileName()),
+                    QMessageBox::NoButton, w);
+    box.setObjectName(QStringLiteral("changedBehindSheet"));
+    box.setWindowModality(Qt::WindowModal);
+    box.setInformativeText(QStringLiteral("Merge brings the other program's changes in now and keeps yours. Later leaves "
+                                          "both as they are until you save."));
+    QPushButton* merge = box.addButton(QStringLiteral("Merge"), QMessageBox::AcceptRole);
+    box.addButton(QStringLiteral("Later"), QMessageBox::RejectRole);
+    box.setDefaultButton(merge);
+    box.exec();
+    if (box.clickedButton() != merge) return;
+    // What was on disk is in the records now: the next save need not ask about it.
+    if (MergeFlow::mergeInto(w, w->filePath())) noteFileOnDisk(w);
+}
 
 bool DocumentController::fileChangedOnDisk(const DocumentWindow* w) const {
     const auto it = known_.find(w);
@@ -236,11 +337,22 @@ bool DocumentController::save(DocumentWindow* w, SaveMode mode) {
                                        "last saved.")
                             .arg(QFileInfo(w->filePath()).fileName()),
                         QMessageBox::NoButton, w);
-        box.setInformativeText(QStringLiteral("If you save it now, the changes made by the other program will be lost."));
+        box.setInformativeText(QStringLiteral("Merge brings the other program's changes in and keeps yours; saving anyway "
+                                              "loses the other program's changes."));
+        box.setObjectName(QStringLiteral("changedOnDiskSheet"));
+        box.setWindowModality(Qt::WindowModal);
+        QPushButton* merge = box.addButton(QStringLiteral("Merge"), QMessageBox::AcceptRole);
         QPushButton* overwrite = box.addButton(QStringLiteral("Save Anyway"), QMessageBox::DestructiveRole);
-        box.setDefaultButton(box.addButton(QMessageBox::Cancel));
+        box.addButton(QMessageBox::Cancel);
+        box.setDefaultButton(merge);
         box.exec();
-        if (box.clickedButton() != overwrite) return false;
+        if (box.clickedButton() == merge) {
+            // What is on disk now joins the records here, and the result is what gets saved.
+            if (!MergeFlow::mergeInto(w, w->filePath())) return false;
+            if (!doc.canAutosave()) return false;
+        } else if (box.clickedButton() != overwrite) {
+            return false;
+        }
     }
     if (saving_.contains(w)) return false;  // a timer's save while this one is being written
     saving_.insert(w);

@@ -7,6 +7,7 @@
 // file that another program changed since it was opened or saved is not overwritten without
 // asking.
 
+#include <QByteArray>
 #include <QObject>
 #include <QSet>
 #include <QString>
@@ -15,6 +16,8 @@
 #include <functional>
 #include <unordered_map>
 #include <vector>
+
+class QFileSystemWatcher;
 
 namespace qv {
 class Pasteboard;
@@ -86,11 +89,19 @@ public:
         bool exists = false;
         std::int64_t size = 0, modifiedNs = 0;
         std::uint64_t inode = 0, device = 0;
+        // A digest of the contents, for files up to kLargestHashed: a rewrite in place that
+        // keeps the size and puts the modification time back is noticed all the same.
+        QByteArray digest;
         bool operator==(const FileStamp&) const = default;
     };
+    static constexpr std::int64_t kLargestHashed = 64 * 1024 * 1024;
     static FileStamp stampOf(const QString& path);
     // Whether another program changed, replaced or removed the window's file since then.
     bool fileChangedOnDisk(const DocumentWindow* window) const;
+
+    // Run when the file of an open document changed on disk (the watcher calls it): a document
+    // with nothing unsaved takes the new contents; one with unsaved edits offers to merge them now.
+    void fileChangedBehind(DocumentWindow* window);
 
 Q_SIGNALS:
     // A new or opened document has its window, before it is shown.
@@ -106,6 +117,11 @@ private:
     bool save(DocumentWindow* window, SaveMode mode);
     bool confirmRevert(DocumentWindow* window);
     void noteFileOnDisk(const DocumentWindow* window);
+    void watch(const QString& path);
+    void filesChanged(const QString& path);
+    bool reloadClean(DocumentWindow* window);
+    QFileSystemWatcher* watcher_ = nullptr;
+    QSet<QString> pendingChanges_;
 
     std::vector<DocumentWindow*> windows_;
     struct KnownFile {

@@ -6,6 +6,7 @@
 #include "ImportExportSheets.h"
 #include "CategoryView.h"
 #include "HealthSheet.h"
+#include "MergeFlow.h"
 #include "PasswordSheet.h"
 #include "PlainViews.h"
 #include "PlatformServices.h"
@@ -488,6 +489,13 @@ void DocumentWindow::buildMenus() {
         [this] { controller_->saveDocumentAs(this); });
     add(file, QStringLiteral("revertDocumentToSaved:"), QStringLiteral("Revert to Saved"), {},
         [this] { controller_->revertDocumentToSaved(this); });
+    add(file, QStringLiteral("mergeWithDocument:"), QStringLiteral("Merge With Document\u2026"), {}, [this] {
+        if (!recordsOpenToTheUser()) return;
+        FilePanelOptions options;
+        options.title = QStringLiteral("Merge With Document");
+        options.allowedExtensions = {QStringLiteral("qvane")};
+        if (const auto other = filePanel_->runOpenPanel(options)) MergeFlow::mergeInto(this, *other);
+    });
     file->addSeparator();
     add(file, QStringLiteral("importFromTextFile:"), QStringLiteral("Import\u2026"),
         QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_I), [this] { importFromTextFile(); });
@@ -731,7 +739,8 @@ void DocumentWindow::updateCommands() {
         a->setChecked(shown && recordsOpenToTheUser());
         a->setText(shown ? QStringLiteral("Hide Toolbar") : QStringLiteral("Show Toolbar"));
     }
-    if (QAction* a = action(QStringLiteral("showPasswordHealth:"))) a->setEnabled(recordsOpenToTheUser());
+    for (const char* name : {"showPasswordHealth:", "mergeWithDocument:"})
+        if (QAction* a = action(QLatin1String(name))) a->setEnabled(recordsOpenToTheUser());
     updateCopyButtons();
     updateTextCommands();
 }

@@ -1010,3 +1010,113 @@ TEST(DocumentWindow, PasswordHealthSheetListsFindingsAndShowsTheRecord) {
               QStringLiteral("Record 002"));
     discard(w);
 }
+
+namespace {
+
+// A version of a document as another machine might leave it: records with their own creation
+// and modification dates, under "secret".
+void writeVersion(const QString& path, const std::vector<std::tuple<QString, double, double, QString>>& records) {
+    MyDocument doc;
+    doc.prepareNewDocument();
+    for (const auto& [name, created, modified, note] : records) {
+        Dictionary r = RecordModel::newRecord(created);
+        r.set(keys::name, Value(name));
+        r.set(keys::modificationDate, Value::date(modified));
+        r.set(keys::note, Value(note));
+        r.set(keys::categoryPtr, doc.myCategoryArray.at(0));
+        doc.myArray.append(Value(r));
+    }
+    doc.plainPassword = QStringLiteral("secret");
+    ASSERT_TRUE(DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr));
+}
+
+QStringList namesIn(const QString& path) {
+    MyDocument doc;
+    EXPECT_TRUE(doc.readFromData(contents(path), QString()));
+    doc.plainPassword = QStringLiteral("secret");
+    DocumentBrowser browser(doc);
+    EXPECT_EQ(doc.Decript(), 0);
+    QStringList names;
+    for (const Value& r : doc.myArray)
+        names << r.toDictionary().value(keys::name).toString() + QLatin1Char('=') + r.toDictionary().value(keys::note).toString();
+    return names;
+}
+
+}  // namespace
+
+// A sync program changes the file behind the window: a clean document takes the new version at
+// once; one with edits is offered the merge at once, and a save that finds the file changed
+// offers it too. Nothing of either side is lost, and the merge is one undoable step.
+TEST(DocumentWindow, ChangesBehindTheWindowAreReloadedOrMerged) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("synced.qvane"));
+    writeVersion(path, {{QStringLiteral("Bank"), 100, 100, QString()}, {QStringLiteral("Mail"), 200, 200, QString()}});
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = controller.openDocument(path);
+    ASSERT_NE(w, nullptr);
+    unlock(w);
+    ASSERT_EQ(w->document().myArray.count(), 2);
+
+    // Clean: the other machine's version replaces what is shown.
+    writeVersion(path, {{QStringLiteral("Bank"), 100, 100, QString()}, {QStringLiteral("Mail"), 200, 300, QStringLiteral("theirs")},
+                        {QStringLiteral("Shop"), 300, 300, QString()}});
+    ASSERT_TRUE(waitFor([&] { return w->document().myArray.count() == 3; }));
+    EXPECT_FALSE(w->isWindowModified());
+
+    // Edited: the merge is offered at once.
+    Dictionary bank = w->document().myArray.at(0).toDictionary();
+    bank.set(keys::note, Value("mine"));
+    bank.set(keys::modificationDate, Value::date(500));
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeDone);
+    ModalScript offered({clickButton(QStringLiteral("Merge")), clickButton(QStringLiteral("OK"))});
+    writeVersion(path, {{QStringLiteral("Bank"), 100, 100, QString()}, {QStringLiteral("Mail"), 200, 300, QStringLiteral("theirs")},
+                        {QStringLiteral("Shop"), 300, 300, QString()}, {QStringLiteral("Forum"), 400, 400, QString()}});
+    ASSERT_TRUE(waitFor([&] { return offered.done() && !QApplication::activeModalWidget(); }));
+    EXPECT_EQ(offered.seen.value(0).left(12), QStringLiteral("The document"));
+    EXPECT_EQ(w->document().myArray.count(), 4);
+    EXPECT_EQ(w->browser().undoManager().undoMenuItemTitle(), QStringLiteral("Undo Merge"));
+    w->action(QStringLiteral("undo:"))->trigger();
+    EXPECT_EQ(w->document().myArray.count(), 3);
+    w->action(QStringLiteral("redo:"))->trigger();
+    EXPECT_EQ(w->document().myArray.count(), 4);
+    EXPECT_EQ(w->document().myArray.at(0).toDictionary().value(keys::note).toString(), QStringLiteral("mine"));
+
+    // A save that finds the file changed again offers Merge, Save Anyway and Cancel.
+    writeVersion(path, {{QStringLiteral("Bank"), 100, 100, QString()}, {QStringLiteral("Mail"), 200, 300, QStringLiteral("theirs")},
+                        {QStringLiteral("Shop"), 300, 300, QString()}, {QStringLiteral("Forum"), 400, 400, QString()},
+                        {QStringLiteral("Wiki"), 600, 600, QString()}});
+    QStringList buttons;
+    ModalScript atSave({[&buttons](QWidget* box) {
+                            for (QAbstractButton* b : box->findChildren<QAbstractButton*>()) buttons << b->text();
+                            clickButton(QStringLiteral("Merge"))(box);
+                        },
+                        clickButton(QStringLiteral("OK"))});
+    ASSERT_TRUE(controller.saveDocument(w));
+    EXPECT_TRUE(atSave.done());
+    EXPECT_TRUE(buttons.contains(QStringLiteral("Save Anyway")) && buttons.contains(QStringLiteral("Cancel"))) << buttons.join(QLatin1Char(',')).toStdString();
+    EXPECT_EQ(namesIn(path), (QStringList{QStringLiteral("Bank=mine"), QStringLiteral("Mail=theirs"), QStringLiteral("Shop="),
+                                          QStringLiteral("Forum="), QStringLiteral("Wiki=")}));
+    EXPECT_FALSE(w->isWindowModified());
+    discard(w);
+}
+
+// The same size and a modification time put back: the contents still tell.
+TEST(DocumentController, ARewriteInPlaceThatKeepsSizeAndTimeIsNoticed) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("same.bin"));
+    QFile f(path);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write("aaaaaaaa");
+    f.close();
+    const DocumentController::FileStamp before = DocumentController::stampOf(path);
+    const QDateTime when = QFileInfo(path).lastModified();
+    ASSERT_TRUE(f.open(QIODevice::ReadWrite));
+    f.write("bbbbbbbb");
+    f.setFileTime(when, QFileDevice::FileModificationTime);
+    f.close();
+    const DocumentController::FileStamp after = DocumentController::stampOf(path);
+    EXPECT_EQ(before.size, after.size);
+    EXPECT_EQ(before.modifiedNs / 1000000, after.modifiedNs / 1000000);
+    EXPECT_NE(before, after);
+}
