@@ -226,7 +226,7 @@ void DocumentController::noteFileOnDisk(const DocumentWindow* w) {
 }
 
 void DocumentController::watch(const QString& path) {
-    if (path.isEmpty()) return;
+    if (path.isEmpty() || !watching_) return;
     if (!watcher_) {
         watcher_ = new QFileSystemWatcher(this);
         // A sync program replaces the file (a new file renamed over it) or writes it in place;

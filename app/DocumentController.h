@@ -99,6 +99,9 @@ public:
     // Whether another program changed, replaced or removed the window's file since then.
     bool fileChangedOnDisk(const DocumentWindow* window) const;
 
+    // Whether open documents' files are watched for changes made by other programs (on by
+    // default); tests of the save-time question turn it off to meet that question alone.
+    void setWatchingFiles(bool watching) { watching_ = watching; }
     // Run when the file of an open document changed on disk (the watcher calls it): a document
     // with nothing unsaved takes the new contents; one with unsaved edits offers to merge them now.
     void fileChangedBehind(DocumentWindow* window);
@@ -122,6 +125,7 @@ private:
     bool reloadClean(DocumentWindow* window);
     QFileSystemWatcher* watcher_ = nullptr;
     QSet<QString> pendingChanges_;
+    bool watching_ = true;
 
     std::vector<DocumentWindow*> windows_;
     struct KnownFile {

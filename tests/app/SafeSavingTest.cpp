@@ -178,6 +178,7 @@ TEST(SafeSaving, AFileChangedByAnotherProgramIsNotOverwrittenWithoutAsking) {
     ASSERT_TRUE(DocumentController::writeAtomically(path, documentBytes(QStringLiteral("secret"), 1), nullptr));
     DocumentController controller;
     controller.setAutosavingDelay(0.05);
+    controller.setWatchingFiles(false);  // the question at saving time, without the watcher's offer
     DocumentWindow* w = openEdited(controller, path, QStringLiteral("secret"));
     ASSERT_NE(w, nullptr);
     ASSERT_TRUE(waitFor([&] { return !w->document().isDocumentEdited(); }));  // autosaved: no question
