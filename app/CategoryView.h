@@ -3,6 +3,7 @@
 // The selected record's category as a coloured label in the detail pane. A click copies the
 // category's name to the clipboard.
 
+#include "foundation/Pasteboard.h"
 #include "foundation/Value.h"
 
 #include <QWidget>
@@ -14,6 +15,8 @@ class CategoryView : public QWidget {
 public:
     explicit CategoryView(QWidget* parent = nullptr);
     void setCategory(const Value& category);
+    // The clipboard the program's other copies go through; without one a click copies nothing.
+    void setPasteboard(Pasteboard* pasteboard) { pasteboard_ = pasteboard; }
     QSize sizeHint() const override { return {220, 22}; }
 
 protected:
@@ -22,6 +25,7 @@ protected:
 
 private:
     Value category_;
+    Pasteboard* pasteboard_ = nullptr;
 };
 
 }  // namespace qv::app
