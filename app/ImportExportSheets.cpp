@@ -362,8 +362,8 @@ ExportSheet::ExportSheet(const Array& records, const Array& keyArray, const QStr
         syncTags(true);
         manager_.fileFormatToSave = format_->currentIndex();
         manager_.useFieldNamesAsFirstRow = header_->isChecked();
-        accept();  // the settings sheet goes first; cancelling the file panel ends the export
-        if (const auto path = manager_.chooseFile(panel_)) exportTo(*path);
+        // The sheet goes before the file panel shows; cancelling the panel ends the export.
+        if (const auto path = manager_.chooseFile(panel_, [this] { accept(); })) exportTo(*path);
     });
     layout->addWidget(buttons);
     refreshLists();

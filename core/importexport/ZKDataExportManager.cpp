@@ -273,8 +273,9 @@ QString ZKDataExportManager::exportText(const std::function<void(double)>& progr
     return out;
 }
 
-std::optional<QString> ZKDataExportManager::chooseFile(FilePanel& panel) {
+std::optional<QString> ZKDataExportManager::chooseFile(FilePanel& panel, const std::function<void()>& endSheet) {
     willExport();
+    if (endSheet) endSheet();
     const QString extension = fileExtensionForFormat(fileFormatToSave);
     FilePanelOptions options;
     options.title = QStringLiteral("Export");

@@ -333,8 +333,8 @@ TEST(ExportFile, WillExportRunsBeforeThePanelAndACancelledPanelEndsTheExport) {
     e.suggestedFileName = ZKDataExportManager::suggestedNameFor(QStringLiteral("Vault.qvane"));
     LoggingPanel panel;
     panel.log = &log;
-    EXPECT_FALSE(e.chooseFile(panel).has_value());
-    EXPECT_EQ(log, (QStringList{QStringLiteral("willExport"), QStringLiteral("panel")}));
+    EXPECT_FALSE(e.chooseFile(panel, [&] { log << QStringLiteral("sheet ends"); }).has_value());
+    EXPECT_EQ(log, (QStringList{QStringLiteral("willExport"), QStringLiteral("sheet ends"), QStringLiteral("panel")}));
     EXPECT_EQ(panel.options.suggestedName, QStringLiteral("Vault Export.csv"));
     EXPECT_EQ(panel.options.allowedExtensions, QStringList{QStringLiteral("csv")});
 
