@@ -357,8 +357,9 @@ int runLs(const QStringList& args, const Streams& io) {
     browser.categoryString = p.values.value(QStringLiteral("--category"));
     browser.searchString = p.values.value(QStringLiteral("--search"));
     browser.setFilterPredicate();
+    // As a click on the column's header sorts, so that the Created column sorts by its dates.
     if (!sortColumn.isEmpty())
-        browser.orderByColumnWithidentifier(sortColumn, !p.flags.contains(QStringLiteral("--descending")));
+        browser.tableViewDidClickTableColumn(sortColumn, !p.flags.contains(QStringLiteral("--descending")));
     const Array& arranged = browser.myArrayController().arrangedObjects();
 
     if (p.flags.contains(QStringLiteral("--json"))) {

@@ -82,8 +82,9 @@ TEST(QvaneCommand, LsSortsLikeTheWindowWithoutALocaleAndByThePreference) {
     {
         qv::MyDocument doc;
         doc.prepareNewDocument();
+        double created = 4000;  // the last made first
         for (const char* name : {"fig", "Zebra", "\xC3\xA9" "clair", "apple"}) {
-            qv::Dictionary r = qv::RecordModel::newRecord(0);
+            qv::Dictionary r = qv::RecordModel::newRecord(created -= 1000);
             r.set(qv::keys::name, qv::Value(QString::fromUtf8(name)));
             doc.myArray.append(qv::Value(r));
         }
@@ -92,14 +93,14 @@ TEST(QvaneCommand, LsSortsLikeTheWindowWithoutALocaleAndByThePreference) {
         ASSERT_TRUE(f.open(QIODevice::WriteOnly));
         f.write(doc.dataOfType(QString()).value());
     }
-    auto sortedNames = [&] {
+    auto sortedNames = [&](const char* column = "name") {
         QProcess p;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
         env.insert(QStringLiteral("XDG_CONFIG_HOME"), dir.filePath(QStringLiteral("config")));
         p.setProcessEnvironment(env);
         p.start(QStringLiteral(QVANE_PATH),
-                {QStringLiteral("ls"), path, QStringLiteral("--sort"), QStringLiteral("name"), QStringLiteral("--columns"),
+                {QStringLiteral("ls"), path, QStringLiteral("--sort"), QLatin1String(column), QStringLiteral("--columns"),
                  QStringLiteral("name"), QStringLiteral("--password-stdin")});
         p.write("secret123\n");
         p.closeWriteChannel();
@@ -111,6 +112,7 @@ TEST(QvaneCommand, LsSortsLikeTheWindowWithoutALocaleAndByThePreference) {
     };
     // The default comparison ignores case, also without a locale.
     EXPECT_EQ(sortedNames(), QString::fromUtf8("apple \xC3\xA9" "clair fig Zebra"));
+    EXPECT_EQ(sortedNames("createdDate"), QString::fromUtf8("apple \xC3\xA9" "clair Zebra fig"));
     // The user's choice of plain code units, as the window would take it.
     QDir().mkpath(dir.filePath(QStringLiteral("config/Quorvane")));
     QFile ini(dir.filePath(QStringLiteral("config/Quorvane/Quorvane.ini")));
