@@ -267,11 +267,12 @@ void Application::preferenceChanged(const QString& key) {
     if (key.startsWith(QLatin1String("tableFont"))) {
         for (DocumentWindow* w : documents_.documents()) applyTablePreferences(w);
     } else if (key == prefs::tableSortCompare) {
-        // Every open document sorts again by its remembered column with the new comparison.
+        // Every open document, a locked one too, sorts again by its remembered column with the
+        // new comparison.
         for (DocumentWindow* w : documents_.documents()) {
             applyTablePreferences(w);
             const MyDocument& doc = w->document();
-            if (doc.isDecrypted() && !doc.latestOrderedColumn.toString().isEmpty())
+            if (!doc.latestOrderedColumn.toString().isEmpty())
                 w->browser().orderByColumnWithidentifier(doc.latestOrderedColumn.toString(),
                                                          doc.latestOrderedColumnAscending);
         }
@@ -335,7 +336,7 @@ void Application::scheduleTimer(double seconds, std::function<void()> fire) {
 void Application::postToMainQueue(std::function<void()> step) { MainQueue::post(std::move(step)); }
 
 PasswordMakerWindow& Application::passwordMaker() {
-    if (!passwordMaker_) passwordMaker_ = std::make_unique<PasswordMakerWindow>(delegate_, *defaults_);
+    if (!passwordMaker_) passwordMaker_ = std::make_unique<PasswordMakerWindow>(delegate_, *defaults_, pasteboard_);
     return *passwordMaker_;
 }
 

@@ -4,9 +4,7 @@
 #include "document/DocumentKeys.h"
 #include "document/RecordModel.h"
 
-#include <QClipboard>
 #include <QFontMetrics>
-#include <QGuiApplication>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -90,7 +88,7 @@ void CategoryView::paintEvent(QPaintEvent*) {
 
 void CategoryView::mousePressEvent(QMouseEvent*) {
     // The working copy path of the category's name; it does not count a use.
-    QGuiApplication::clipboard()->setText(category_.toDictionary().value(keys::cat_category).toString());
+    if (pasteboard_) pasteboard_->setString(category_.toDictionary().value(keys::cat_category).toString());
 }
 
 }  // namespace qv::app

@@ -4,6 +4,7 @@
 // category's name to the clipboard. CategoryPill holds what the table's labels share: their
 // drawing, and the column width that shows a title whole.
 
+#include "foundation/Pasteboard.h"
 #include "foundation/Value.h"
 
 #include <QColor>
@@ -31,6 +32,8 @@ class CategoryView : public QWidget {
 public:
     explicit CategoryView(QWidget* parent = nullptr);
     void setCategory(const Value& category);
+    // The clipboard the program's other copies go through; without one a click copies nothing.
+    void setPasteboard(Pasteboard* pasteboard) { pasteboard_ = pasteboard; }
     QSize sizeHint() const override { return {220, 22}; }
 
 protected:
@@ -39,6 +42,7 @@ protected:
 
 private:
     Value category_;
+    Pasteboard* pasteboard_ = nullptr;
 };
 
 }  // namespace qv::app

@@ -32,6 +32,7 @@
 #include <QPageSetupDialog>
 #include <QPrintDialog>
 #include <QPlainTextEdit>
+#include <QScreen>
 #include <QSplitter>
 #include <QLabel>
 #include <QLineEdit>
@@ -173,6 +174,10 @@ void DocumentWindow::buildPages() {
         if (syncing_) return;
         browser_->tableViewDidClickTableColumn(model_->identifierAt(section), order == Qt::AscendingOrder);
     });
+    // A column dragged elsewhere: the arrays a save writes follow the table's new order.
+    connect(table_->horizontalHeader(), &QHeaderView::sectionMoved, this, [this](int, int from, int to) {
+        if (!syncing_) browser_->columns().moveColumn(from, to);
+    });
     connect(table_->horizontalHeader(), &QHeaderView::sectionResized, this, [this](int section, int, int size) {
         if (syncing_) return;
         browser_->tableViewColumnDidResize(model_->identifierAt(section), size);
@@ -282,6 +287,7 @@ void DocumentWindow::buildDetail(QWidget* parent) {
     auto* form = new QFormLayout(detail_);
     form->setFieldGrowthPolicy(QFormLayout::ExpandingFieldsGrow);
     categoryView_ = new CategoryView(detail_);
+    if (controller_ && controller_->services()) categoryView_->setPasteboard(controller_->services()->pasteboard);
     form->addRow(categoryView_);
     categoryChooser_ = new QComboBox(detail_);
     categoryChooser_->setObjectName(QStringLiteral("categoryChooser"));
@@ -950,6 +956,14 @@ void DocumentWindow::updateRecordCount() {
                                                                                  locale.toString(total), noun));
 }
 
+void DocumentWindow::recordValuesChanged() { model_->valuesChanged(); }
+
+void DocumentWindow::setSearchFieldText(const QString& text) {
+    if (searchField_->text() == text) return;
+    const QSignalBlocker quiet(searchField_);  // the filter has been set already
+    searchField_->setText(text);
+}
+
 void DocumentWindow::refresh() {
     reloadRecords();
     pages_->setCurrentIndex(doc_->getEncryptedTabIndex());
@@ -1137,10 +1151,9 @@ void DocumentWindow::setCategoryPopupTitles(const QStringList& titles) {
 
 void DocumentWindow::openHud(const QString& text, double seconds) {
     if (!hud_) {
-        // A small floating notice, centred on the window, that never takes the focus.
-        hud_ = new QWidget(this, Qt::ToolTip | Qt::FramelessWindowHint);
+        // A small notice that floats above other windows, centred on the screen.
+        hud_ = new QWidget(this, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
         hud_->setObjectName(QStringLiteral("hud"));
-        hud_->setAttribute(Qt::WA_ShowWithoutActivating);
         hud_->setStyleSheet(QStringLiteral("QWidget#hud { background: rgba(30, 30, 30, 215); border-radius: 10px; }"
                                            "QLabel { color: white; font-size: 15pt; padding: 14px 26px; }"));
         auto* l = new QVBoxLayout(hud_);
@@ -1150,11 +1163,17 @@ void DocumentWindow::openHud(const QString& text, double seconds) {
     }
     hudLabel_->setText(text);
     hud_->adjustSize();
-    const QRect g = frameGeometry();
+    const QRect g = screen() ? screen()->availableGeometry() : frameGeometry();
     hud_->move(g.center() - QPoint(hud_->width() / 2, hud_->height() / 2));
     hud_->show();
     hud_->raise();
-    QTimer::singleShot(int(seconds * 1000), hud_, [hud = hud_] { hud->hide(); });
+    hud_->activateWindow();
+    QTimer::singleShot(int(seconds * 1000), hud_, [this, hud = hud_] {
+        // The keyboard goes back to the document it was taken from.
+        const bool wasKey = hud->isActiveWindow();
+        hud->hide();
+        if (wasKey) activateWindow();
+    });
 }
 
 QString DocumentWindow::secureFieldText(const QString& key) const {

@@ -96,6 +96,8 @@ public:
     void shrinkToMinimumSizeAndPin() override;
     void showFilterInfoPane(bool visible, const QString& sentence) override;
     void reloadRecords() override;
+    void recordValuesChanged() override;
+    void setSearchFieldText(const QString& text) override;
     void scrollRowToVisible(qsizetype row) override;
     void focusNameField() override;
     void setCategoryPopupTitles(const QStringList& titles) override;

@@ -362,14 +362,8 @@ ExportSheet::ExportSheet(const Array& records, const Array& keyArray, const QStr
         syncTags(true);
         manager_.fileFormatToSave = format_->currentIndex();
         manager_.useFieldNamesAsFirstRow = header_->isChecked();
-        const QString extension = ZKDataExportManager::fileExtensionForFormat(manager_.fileFormatToSave);
-        FilePanelOptions panelOptions;
-        panelOptions.title = QStringLiteral("Export");
-        panelOptions.suggestedName = manager_.suggestedFileName + QLatin1Char('.') + extension;
-        panelOptions.allowedExtensions = {extension};
-        const auto path = panel_.runSavePanel(panelOptions);
-        if (!path) return;
-        if (exportTo(*path)) accept();
+        // The sheet goes before the file panel shows; cancelling the panel ends the export.
+        if (const auto path = manager_.chooseFile(panel_, [this] { accept(); })) exportTo(*path);
     });
     layout->addWidget(buttons);
     refreshLists();
@@ -396,14 +390,16 @@ bool ExportSheet::exportTo(const QString& path) {
     bool ok = false;
     QString error;
     ZKDataExportManager* m = &manager_;
-    if (!withProgress(this, QStringLiteral("Exporting\u2026"), [m, path, &ok, &error] { ok = m->writeToFile(path, &error); })) {
-        QMessageBox::warning(this, QStringLiteral("Export"),
+    if (!withProgress(alertParent(this), QStringLiteral("Exporting\u2026"),
+                      [m, path, &ok, &error] { ok = m->writeToFile(path, &error); })) {
+        QMessageBox::warning(alertParent(this), QStringLiteral("Export"),
                              QStringLiteral("The export could not be finished: there is not enough memory. No file was "
                                             "written."));
         return false;
     }
     if (!ok)
-        QMessageBox::warning(this, QStringLiteral("Export"), QStringLiteral("The file could not be written.\n%1").arg(error));
+        QMessageBox::warning(alertParent(this), QStringLiteral("Export"),
+                             QStringLiteral("The file could not be written.\n%1").arg(error));
     return ok;
 }
 

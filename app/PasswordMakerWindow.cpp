@@ -1,12 +1,13 @@
 #include "PasswordMakerWindow.h"
 
+#include "foundation/Pasteboard.h"
 #include "foundation/UserDefaults.h"
 #include "shell/MyAppDelegate.h"
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QClipboard>
 #include <QComboBox>
+#include <QFontDatabase>
 #include <QFormLayout>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -43,12 +44,14 @@ void PasswordQualityView::paintEvent(QPaintEvent*) {
         const QPixmap star{QString::fromLatin1(name)};
         for (int i = 0; i < quality_.qualityValue; ++i) p.drawPixmap(QRectF(19 * i, 2, 16, 15), star, star.rect());
     }
-    QFont f = font();
-    f.setPointSize(9);
+    // Black in the desktop's own sans font, 11 high in the view's units (those of the 15-high
+    // rectangle it stands in, and of the stars), whatever the theme's colours.
+    QFont f = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
+    f.setPixelSize(11);
     p.setFont(f);
-    p.setPen(palette().color(QPalette::WindowText));
+    p.setPen(Qt::black);
     const int x = 19 * quality_.qualityValue;
-    p.drawText(QRectF(x, 0, x + 32, 17), Qt::AlignLeft | Qt::AlignVCenter, quality_.text());
+    p.drawText(QRectF(x, 0, x + 32, 15), Qt::AlignLeft | Qt::AlignTop, quality_.text());
 }
 
 namespace {
@@ -68,8 +71,9 @@ const std::pair<int, const char*> kTypes[] = {
 };
 }  // namespace
 
-PasswordMakerWindow::PasswordMakerWindow(MyAppDelegate& delegate, UserDefaults& defaults, QWidget* parent)
-    : QWidget(parent, Qt::Tool), delegate_(delegate), defaults_(defaults) {
+PasswordMakerWindow::PasswordMakerWindow(MyAppDelegate& delegate, UserDefaults& defaults, Pasteboard& pasteboard,
+                                         QWidget* parent)
+    : QWidget(parent, Qt::Tool), delegate_(delegate), defaults_(defaults), pasteboard_(pasteboard) {
     setObjectName(QStringLiteral("passwordMakerWindow"));
     setWindowTitle(QStringLiteral("Password Generator"));
     auto* layout = new QVBoxLayout(this);
@@ -111,6 +115,7 @@ PasswordMakerWindow::PasswordMakerWindow(MyAppDelegate& delegate, UserDefaults& 
     layout->addWidget(problem_);
     auto* buttons = new QHBoxLayout;
     auto* copy = new QPushButton(QStringLiteral("Copy"), this);
+    copy->setObjectName(QStringLiteral("copyGeneratedPassword"));
     auto* generate = new QPushButton(QStringLiteral("Generate"), this);
     generate->setObjectName(QStringLiteral("generate"));
     generate->setDefault(true);
@@ -141,7 +146,7 @@ PasswordMakerWindow::PasswordMakerWindow(MyAppDelegate& delegate, UserDefaults& 
         calcNewPasswordInPasswordMaker();
     });
     connect(generate, &QPushButton::clicked, this, &PasswordMakerWindow::calcNewPasswordInPasswordMaker);
-    connect(copy, &QPushButton::clicked, this, [this] { QGuiApplication::clipboard()->setText(password()); });
+    connect(copy, &QPushButton::clicked, this, [this] { pasteboard_.setString(password()); });
 }
 
 QString PasswordMakerWindow::password() const { return delegate_.password4PasswordMaker; }

@@ -15,6 +15,7 @@ class QSpinBox;
 
 namespace qv {
 class MyAppDelegate;
+class Pasteboard;
 class UserDefaults;
 }  // namespace qv
 
@@ -38,7 +39,9 @@ private:
 class PasswordMakerWindow : public QWidget {
     Q_OBJECT
 public:
-    PasswordMakerWindow(MyAppDelegate& delegate, UserDefaults& defaults, QWidget* parent = nullptr);
+    // Copy goes through `pasteboard`, as every other copy of a secret does.
+    PasswordMakerWindow(MyAppDelegate& delegate, UserDefaults& defaults, Pasteboard& pasteboard,
+                        QWidget* parent = nullptr);
 
     void showPasswordMaker();
     void calcNewPasswordInPasswordMaker();
@@ -48,6 +51,7 @@ public:
 private:
     MyAppDelegate& delegate_;
     UserDefaults& defaults_;
+    Pasteboard& pasteboard_;
     QComboBox* type_;
     QSpinBox* length_;
     QCheckBox* visible_;

@@ -45,6 +45,10 @@ void RecordTableModel::reload() {
     endResetModel();
 }
 
+void RecordTableModel::valuesChanged() {
+    if (!arranged_.isEmpty()) Q_EMIT dataChanged(index(0, 0), index(rowCount() - 1, columnCount() - 1));
+}
+
 QString RecordTableModel::identifierAt(int column) const { return TableColumns::identifiers().value(column); }
 int RecordTableModel::columnOf(const QString& identifier) const { return int(TableColumns::identifiers().indexOf(identifier)); }
 

@@ -21,6 +21,8 @@ public:
     explicit RecordTableModel(DocumentBrowser& browser, QObject* parent = nullptr);
 
     void reload();
+    // The same records in the same order, some values changed: every cell is drawn again.
+    void valuesChanged();
     QString identifierAt(int column) const;
     int columnOf(const QString& identifier) const;
     int rowCount(const QModelIndex& parent = {}) const override;

@@ -352,13 +352,18 @@ int runLs(const QStringList& args, const Streams& io) {
     KeptDocument kept;
     MyDocument& doc = *kept;
     if (int s = open(p.positional.first(), p.passwordStdin, doc, io)) return s;
-    // The window's own filter and sort, without a window.
+    // The window's own filter and sort, without a window, with the comparison the user chose.
     DocumentBrowser browser(doc);
+    SettingsUserDefaults defaults(std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope,
+                                                              QStringLiteral("Quorvane"), QStringLiteral("Quorvane")));
+    MyAppDelegate::initialize(defaults);
+    browser.tableSortCompare = defaults.integerForKey(prefs::tableSortCompare);
     browser.categoryString = p.values.value(QStringLiteral("--category"));
     browser.searchString = p.values.value(QStringLiteral("--search"));
     browser.setFilterPredicate();
+    // As a click on the column's header sorts, so that the Created column sorts by its dates.
     if (!sortColumn.isEmpty())
-        browser.orderByColumnWithidentifier(sortColumn, !p.flags.contains(QStringLiteral("--descending")));
+        browser.tableViewDidClickTableColumn(sortColumn, !p.flags.contains(QStringLiteral("--descending")));
     const Array& arranged = browser.myArrayController().arrangedObjects();
 
     if (p.flags.contains(QStringLiteral("--json"))) {

@@ -82,7 +82,10 @@ void DocumentBrowser::reload() {
 void DocumentBrowser::setFilterPredicate(const Sender&) {
     showSearchInfoView(!searchString.isEmpty() || !categoryString.isEmpty());
     usedFilterDisplay = filterSentence(categoryString, searchString);
-    if (ui()) ui()->showFilterInfoPane(prevFilterInaction, usedFilterDisplay);
+    if (ui()) {
+        ui()->showFilterInfoPane(prevFilterInaction, usedFilterDisplay);
+        ui()->setSearchFieldText(searchString);
+    }
     // The inputs are read when the test runs; the prepared search is remade when they change.
     auto search = std::make_shared<RecordSearch>(searchString);
     auto preparedFor = std::make_shared<QString>(searchString);
@@ -135,19 +138,18 @@ void DocumentBrowser::showSearchInfoView(bool show) {
 
 void DocumentBrowser::orderByColumnWithidentifier(const QString& identifier, bool ascending) {
     if (identifier.isEmpty()) return;
-    applySort(identifier, ascending);
+    applySort(columnSortFor(identifier), ascending);
     markEdited();
     reload();
 }
 
 void DocumentBrowser::tableViewDidClickTableColumn(const QString& identifier, bool ascendingNow) {
-    applySort(identifier, ascendingNow);
+    applySort(columnPrototypeFor(identifier), ascendingNow);
     selectedTableColumnWithidentifier(identifier, true);
     reload();
 }
 
-void DocumentBrowser::applySort(const QString& identifier, bool ascending) {
-    const ColumnSort sort = columnSortFor(identifier);
+void DocumentBrowser::applySort(const ColumnSort& sort, bool ascending) {
     const auto key = sort.usesPreferredComparison ? makeSortKey(textComparisonForPreference(tableSortCompare))
                                                   : std::function<Value(const Value&)>([](const Value& v) { return v; });
     const QStringList steps = sort.keyPath.split(QLatin1Char('.'));
@@ -459,6 +461,10 @@ DocumentBrowser::Validation DocumentBrowser::validateUserInterfaceItem(const QSt
             return {doc_.validateUserInterfaceItem(action).value_or(true), !columns_.isHidden(QLatin1String(column))};
         }
     return {doc_.validateUserInterfaceItem(action).value_or(true), std::nullopt};
+}
+
+bool DocumentBrowser::deleteRowShouldBeEnabled(const Sender&) const {
+    return records_.canRemove() && doc_.isDecrypted();
 }
 
 }  // namespace qv

@@ -116,6 +116,9 @@ public:
     // The document's table first, then the base document's six content commands; any other
     // action is enabled (the application implements it).
     Validation validateUserInterfaceItem(const QString& action) const;
+    // For a control of the window that binds its enabled state directly: the answer of the
+    // table's row for deleteRow:, a selection in a decrypted document.
+    bool deleteRowShouldBeEnabled(const Sender& = {}) const;
 
 private:
     // The controllers as an old file's conversion uses them.
@@ -130,7 +133,7 @@ private:
     void post(std::function<void()> step);
     DocumentUi* ui() const { return doc_.ui(); }
     void reload();
-    void applySort(const QString& identifier, bool ascending);
+    void applySort(const ColumnSort& sort, bool ascending);
 
     MyDocument& doc_;
     UndoManager undo_;

@@ -8,9 +8,13 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
+#include <cstring>
+#include <tuple>
 
 #include <unicode/coll.h>
 #include <unicode/locid.h>
+#include <unicode/ustring.h>
 
 
 namespace qv {
@@ -21,10 +25,33 @@ bool isAsciiText(const QString& s) {
         if (c.unicode() >= 0x80) return false;
     return true;
 }
+
+// Full case folding, so that "ß" meets "ss" and "ﬁ" meets "fi", as a case-insensitive search of
+// the desktop does; Qt's own folding maps one character to one only.
+QString foldFull(const QString& s) {
+    if (s.isEmpty() || s.size() > (INT32_MAX - 64) / 3) return s.toCaseFolded();
+    // Most text folds to its own length; the rare longer result is measured and made again.
+    QString out(s.size() + 32, Qt::Uninitialized);
+    auto fold = [&] {
+        UErrorCode status = U_ZERO_ERROR;
+        const int32_t n = u_strFoldCase(reinterpret_cast<char16_t*>(out.data()), int32_t(out.size()),
+                                        reinterpret_cast<const char16_t*>(s.utf16()), int32_t(s.size()),
+                                        U_FOLD_CASE_DEFAULT, &status);
+        return std::pair{n, status};
+    };
+    auto [n, status] = fold();
+    if (status == U_BUFFER_OVERFLOW_ERROR) {
+        out.resize(n);
+        std::tie(n, status) = fold();
+    }
+    if (U_FAILURE(status)) return s.toCaseFolded();
+    out.truncate(n);
+    return out;
+}
 }  // namespace
 
 QString RecordSearch::fold(const QString& s) {
-    return s.normalized(QString::NormalizationForm_C).toCaseFolded().normalized(QString::NormalizationForm_C);
+    return foldFull(s.normalized(QString::NormalizationForm_C)).normalized(QString::NormalizationForm_C);
 }
 
 RecordSearch::RecordSearch(const QString& searchString) : needle_(fold(searchString)) { needleIsAscii_ = isAsciiText(needle_); }
@@ -150,6 +177,15 @@ namespace {
 
 int sign(int v) { return (v > 0) - (v < 0); }
 
+// A process without a locale (C, C.UTF-8 or POSIX, which ICU names en_US_POSIX) would get the
+// POSIX collation, where every capital comes before every small letter even at a strength that
+// ignores case: "Zebra" before "apple". The root collation is what such a user expects.
+icu::Locale sortingLocale() {
+    const icu::Locale& process = icu::Locale::getDefault();
+    if (std::strcmp(process.getVariant(), "POSIX") == 0) return icu::Locale::getRoot();
+    return process;
+}
+
 // Missing values first, then by kind, then by value.
 int compareWith(const Value& a, const Value& b, const std::function<int(const QString&, const QString&)>& text) {
     if (a.isAbsent() || b.isAbsent()) return int(b.isAbsent()) - int(a.isAbsent());
@@ -165,7 +201,7 @@ int compareWith(const Value& a, const Value& b, const std::function<int(const QS
 
 std::shared_ptr<icu::Collator> collator(bool ignoreCase) {
     UErrorCode status = U_ZERO_ERROR;
-    std::shared_ptr<icu::Collator> c(icu::Collator::createInstance(icu::Locale::getDefault(), status));
+    std::shared_ptr<icu::Collator> c(icu::Collator::createInstance(sortingLocale(), status));
     if (U_FAILURE(status) || !c) return nullptr;
     c->setStrength(ignoreCase ? icu::Collator::SECONDARY : icu::Collator::TERTIARY);
     c->setAttribute(UCOL_NORMALIZATION_MODE, UCOL_ON, status);
@@ -220,6 +256,11 @@ ColumnSort columnSortFor(const QString& identifier) {
     // createdDate, modificationDate, usageCount and anything else: the identifier as the key,
     // plain comparison. "createdDate" is no record key, so that sort leaves the order as it is.
     return ColumnSort{identifier, false};
+}
+
+ColumnSort columnPrototypeFor(const QString& identifier) {
+    if (identifier == QLatin1String("createdDate")) return ColumnSort{keys::creationDate, false};
+    return columnSortFor(identifier);
 }
 
 }  // namespace qv

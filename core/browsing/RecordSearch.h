@@ -2,10 +2,10 @@
 
 // The record test of the filter and the comparisons of sorting.
 //
-// Search is one substring, case ignored, accents significant, canonically equivalent spellings
-// equal; only name, url, account, note, userID and email are looked at. Sorting compares text
-// by code units, by the user's locale, or by the locale ignoring case (the preference
-// tableSortCompare), and everything else by value.
+// Search is one substring, case ignored (fully folded, so "ß" is "ss"), accents significant,
+// canonically equivalent spellings equal; only name, url, account, note, userID and email are
+// looked at. Sorting compares text by code units, by the user's locale, or by the locale ignoring
+// case (the preference tableSortCompare), and everything else by value.
 
 #include "foundation/Value.h"
 
@@ -56,5 +56,9 @@ struct ColumnSort {
     bool usesPreferredComparison;
 };
 ColumnSort columnSortFor(const QString& identifier);
+// The sort a click on a column's header applies, the column's prototype: as above, except that
+// the three bookkeeping columns sort by the keys their records hold (creationDate for
+// "createdDate"), so that a click on Created does sort.
+ColumnSort columnPrototypeFor(const QString& identifier);
 
 }  // namespace qv

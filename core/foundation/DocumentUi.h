@@ -66,6 +66,11 @@ public:
     virtual void showFilterInfoPane(bool visible, const QString& sentence) = 0;
     // The arranged records, the selection or the columns changed.
     virtual void reloadRecords() = 0;
+    // Values of the shown records changed where they stand, in the same order (a use counted):
+    // the table draws them again. Nothing else is reloaded, so an edit still open stays.
+    virtual void recordValuesChanged() {}
+    // The search field shows the filter's search string, also when the filter was reset.
+    virtual void setSearchFieldText(const QString&) {}
     virtual void scrollRowToVisible(qsizetype row) = 0;
     virtual void focusNameField() = 0;
     // The category items of the filter pop-up, after its two fixed items.

@@ -437,13 +437,11 @@ bool Value::toBool() const {
     case Type::Real: return std::get<Real>(v_).v != 0.0;
     case Type::Boolean: return std::get<bool>(v_);
     case Type::String: {
-        // Leading blanks, an optional sign and zeros are skipped; then Y, y, T, t or a digit 1-9
-        // means YES.
+        // After leading white space, a Y, y, T, t or a digit 1-9 means YES; anything else, a sign
+        // or a zero included ("+1", "01"), means NO.
         const QString& s = stringRef();
         qsizetype i = 0;
         while (i < s.size() && s[i].isSpace()) ++i;
-        if (i < s.size() && (s[i] == QLatin1Char('+') || s[i] == QLatin1Char('-'))) ++i;
-        while (i < s.size() && s[i] == QLatin1Char('0')) ++i;
         if (i >= s.size()) return false;
         const QChar c = s[i];
         return c == QLatin1Char('Y') || c == QLatin1Char('y') || c == QLatin1Char('T') ||

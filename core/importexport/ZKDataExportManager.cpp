@@ -273,8 +273,18 @@ QString ZKDataExportManager::exportText(const std::function<void(double)>& progr
     return out;
 }
 
-bool ZKDataExportManager::writeToFile(const QString& path, QString* error) {
+std::optional<QString> ZKDataExportManager::chooseFile(FilePanel& panel, const std::function<void()>& endSheet) {
     willExport();
+    if (endSheet) endSheet();
+    const QString extension = fileExtensionForFormat(fileFormatToSave);
+    FilePanelOptions options;
+    options.title = QStringLiteral("Export");
+    options.suggestedName = suggestedFileName + QLatin1Char('.') + extension;
+    options.allowedExtensions = {extension};
+    return panel.runSavePanel(options);
+}
+
+bool ZKDataExportManager::writeToFile(const QString& path, QString* error) {
     QSaveFile file(path);
     bool ok = file.open(QIODevice::WriteOnly);
     if (ok) {

@@ -5,12 +5,14 @@
 // in the order of the right-hand list. The file appears whole or not at all: it is written beside
 // its target and renamed over it once complete.
 
+#include "foundation/FilePanel.h"
 #include "foundation/Value.h"
 
 #include <QString>
 #include <QStringList>
 
 #include <functional>
+#include <optional>
 
 namespace qv {
 
@@ -39,6 +41,10 @@ public:
     static QString fileExtensionForFormat(int format);
     // The whole text of the file; `progress` (0..1) may be called for long exports.
     QString exportText(const std::function<void(double)>& progress = {}) const;
+    // The settings sheet's Export: the step before the file panel (willExport), the sheet's end
+    // (`endSheet`), then the panel, offering the format's one extension. nullopt when the user
+    // cancelled the panel, which ends the export with nothing written.
+    std::optional<QString> chooseFile(FilePanel& panel, const std::function<void()>& endSheet = {});
     // Written atomically, UTF-8 without a mark. False when the file could not be written.
     bool writeToFile(const QString& path, QString* error = nullptr);
     // "<name> Export", without a trailing ".qvane".

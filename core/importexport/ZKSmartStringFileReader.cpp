@@ -5,6 +5,8 @@
 #include <QFile>
 #include <QStringDecoder>
 
+#include <cstdint>
+
 
 namespace qv {
 
@@ -18,7 +20,39 @@ bool ZKSmartStringFileReader::isFixedCode(int code) {
 
 namespace {
 
+// Qt's UTF-16 and UTF-32 decoders report no error for a trailing odd byte, a length that is no
+// multiple of four, a surrogate without its partner or a value beyond U+10FFFF: they put U+FFFD
+// in its place. Such a file is not valid in that encoding, so it is refused here.
+bool validWide(const QByteArray& bytes, QStringConverter::Encoding e) {
+    using E = QStringConverter::Encoding;
+    const bool wide = e == E::Utf32BE || e == E::Utf32LE;
+    const bool big = e == E::Utf16BE || e == E::Utf32BE;
+    const qsizetype unit = wide ? 4 : 2;
+    if (bytes.size() % unit != 0) return false;
+    const auto* b = reinterpret_cast<const unsigned char*>(bytes.constData());
+    auto at = [&](qsizetype i) {
+        std::uint32_t v = 0;
+        for (qsizetype k = 0; k < unit; ++k) v = (v << 8) | b[i + (big ? k : unit - 1 - k)];
+        return v;
+    };
+    for (qsizetype i = 0; i < bytes.size(); i += unit) {
+        const std::uint32_t v = at(i);
+        if (wide) {
+            if (v > 0x10FFFF || (v >= 0xD800 && v <= 0xDFFF)) return false;
+        } else if (v >= 0xDC00 && v <= 0xDFFF) {
+            return false;  // a low surrogate with no high one before it
+        } else if (v >= 0xD800 && v <= 0xDBFF) {
+            i += unit;
+            if (i >= bytes.size() || at(i) < 0xDC00 || at(i) > 0xDFFF) return false;
+        }
+    }
+    return true;
+}
+
 std::optional<QString> strictDecode(const QByteArray& bytes, QStringConverter::Encoding e, QStringDecoder::Flags flags) {
+    using E = QStringConverter::Encoding;
+    if ((e == E::Utf16BE || e == E::Utf16LE || e == E::Utf32BE || e == E::Utf32LE) && !validWide(bytes, e))
+        return std::nullopt;
     QStringDecoder decoder(e, flags);
     QString s = decoder.decode(bytes);
     if (decoder.hasError()) return std::nullopt;

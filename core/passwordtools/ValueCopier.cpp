@@ -66,6 +66,7 @@ void ValueCopier::increaseUsageOfRow(const Sender&) {
     Dictionary record = selected.at(selected.count() - 1).toDictionary();
     record.set(keys::usageCount, Value::integer(record.value(keys::usageCount).toInt64() + 1));
     browser_.usageCountDirtyFlag = true;
+    if (DocumentUi* ui = browser_.document().ui()) ui->recordValuesChanged();
 }
 
 void ValueCopier::doNotifyValueWasCopied(int tag) {

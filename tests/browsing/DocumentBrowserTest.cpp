@@ -133,7 +133,8 @@ TEST(Sorting, RememberedColumnAndThePreference) {
     Open o;
     o.browser->tableSortCompare = 0;
     o.browser->orderByColumnWithidentifier(QStringLiteral("name"), false);
-    EXPECT_EQ(o.arrangedNames(), (QStringList{QStringLiteral("Savings"), QStringLiteral("Mail"), QStringLiteral("Checking")}));
+    EXPECT_EQ(o.arrangedNames(),
+              (QStringList{QStringLiteral("Savings"), QStringLiteral("Mail"), QStringLiteral("Checking")}));
     EXPECT_TRUE(o.doc.isDocumentEdited());
     o.browser->orderByColumnWithidentifier(QStringLiteral("category"), true);
     EXPECT_EQ(o.arrangedNames().first(), QStringLiteral("Savings"));  // Bank first, stable
@@ -143,6 +144,21 @@ TEST(Sorting, RememberedColumnAndThePreference) {
     EXPECT_EQ(o.doc.latestOrderedColumn.toString(), QStringLiteral("url"));
     EXPECT_TRUE(o.doc.latestOrderedColumnAscending);
     EXPECT_FALSE(o.doc.isDocumentEdited());
+}
+
+TEST(Sorting, CreatedHeaderSortsByCreationDateTheRememberedSortDoesNot) {
+    Open o;
+    const double created[] = {3000, 1000, 2000};  // Savings, Mail, Checking
+    for (int i = 0; i < 3; ++i) o.doc.myArray.at(i).toDictionary().set(keys::creationDate, Value::date(created[i]));
+    o.browser->tableViewDidClickTableColumn(QStringLiteral("createdDate"), true);
+    EXPECT_EQ(o.arrangedNames(),
+              (QStringList{QStringLiteral("Mail"), QStringLiteral("Checking"), QStringLiteral("Savings")}));
+    o.browser->tableViewDidClickTableColumn(QStringLiteral("createdDate"), false);
+    EXPECT_EQ(o.arrangedNames().first(), QStringLiteral("Savings"));
+    EXPECT_EQ(o.doc.latestOrderedColumn.toString(), QStringLiteral("createdDate"));
+    // Restoring that column at opening sorts on its identifier, which no record holds.
+    o.browser->orderByColumnWithidentifier(QStringLiteral("createdDate"), true);
+    EXPECT_EQ(o.arrangedNames(), (QStringList{QStringLiteral("Savings"), QStringLiteral("Mail"), QStringLiteral("Checking")}));
 }
 
 TEST(Categories, RemovedCategoryKeepsItsRecordsAndMenuFollows) {
@@ -200,6 +216,20 @@ TEST(CommandTable, ConditionsAndCheckMarks) {
     EXPECT_TRUE(v("switchColumnVisibilityCategory:").checked.value());  // marks shown while locked
     o.doc.fileURL.clear();
     EXPECT_FALSE(v("lockDocument:").enabled);
+}
+
+TEST(CommandTable, DeleteRowShouldBeEnabledAnswersAsTheTable) {
+    Open o;
+    auto agree = [&](bool expected) {
+        EXPECT_EQ(o.browser->validateUserInterfaceItem(QStringLiteral("deleteRow:")).enabled, expected);
+        EXPECT_EQ(o.browser->deleteRowShouldBeEnabled(), expected);
+    };
+    o.browser->myArrayController().setSelectionIndexes({});
+    agree(false);
+    o.browser->myArrayController().setSelectionIndex(1);
+    agree(true);
+    o.doc.doLockDocument();
+    agree(false);
 }
 
 TEST(Columns, PresetsMarkCustomSettingsDoNot) {

@@ -2,6 +2,8 @@
 #include "document/DocumentKeys.h"
 #include "document/RecordModel.h"
 
+#include "support/ProcessLocale.h"
+
 #include <unicode/locid.h>
 
 #include <gtest/gtest.h>
@@ -33,6 +35,17 @@ TEST(RecordTest, CaseIgnoredAccentsKeptCanonicalFormsEqual) {
     // One substring: the blank counts, there is no splitting into words.
     EXPECT_FALSE(RecordSearch(QStringLiteral("my account")).matches(QStringLiteral("my bank account")));
     EXPECT_FALSE(RecordSearch(QStringLiteral(" bank")).matches(QStringLiteral("bank")));
+}
+
+TEST(RecordTest, FullCaseFoldingSharpSAndLigatures) {
+    EXPECT_TRUE(RecordSearch(QStringLiteral("STRASSE")).matches(QString::fromUtf8("Hauptstra\xC3\x9F" "e 5")));
+    EXPECT_TRUE(RecordSearch(QString::fromUtf8("stra\xC3\x9F" "e")).matches(QStringLiteral("HAUPTSTRASSE")));
+    EXPECT_TRUE(RecordSearch(QStringLiteral("fish")).matches(QString::fromUtf8("\xEF\xAC\x81sh")));  // the fi ligature
+    // A text that grows by more than a little when folded.
+    EXPECT_TRUE(RecordSearch(QString(80, QLatin1Char('S')) + QStringLiteral("X"))
+                    .matches(QStringLiteral("a") + QString(40, QChar(0xDF)) + QStringLiteral("x")));
+    // Accents still count after folding.
+    EXPECT_FALSE(RecordSearch(QStringLiteral("STRASSE")).matches(QString::fromUtf8("Stra\xC3\x9F\xC3\xA9")));
 }
 
 TEST(RecordTest, PlainTextShortcutsAgreeWithFoldingAtEveryPosition) {
@@ -100,4 +113,21 @@ TEST(Sorting, ComparatorTableAndColumns) {
     EXPECT_EQ(columnSortFor(QStringLiteral("category")).keyPath, QStringLiteral("categoryPtr.cat_category"));
     EXPECT_FALSE(columnSortFor(QStringLiteral("usageCount")).usesPreferredComparison);
     EXPECT_EQ(columnSortFor(QStringLiteral("createdDate")).keyPath, QStringLiteral("createdDate"));
+}
+
+TEST(Sorting, WithoutALocaleCaseIsIgnoredAsWithOne) {
+    // C.UTF-8 is what ICU calls en_US_POSIX, whose order puts every capital first.
+    const test::ProcessLocale c("C.UTF-8");
+    const Value zebra("Zebra"), apple("apple"), appleUpper("Apple");
+    const auto ignoringCase = makeValueComparator(TextComparison::LocalizedCaseInsensitiveCompare);
+    EXPECT_GT(ignoringCase(zebra, apple), 0);
+    EXPECT_EQ(ignoringCase(apple, appleUpper), 0);
+    const auto byLocale = makeValueComparator(TextComparison::LocalizedCompare);
+    EXPECT_GT(byLocale(zebra, apple), 0);
+    EXPECT_NE(byLocale(apple, appleUpper), 0);
+    // The sort keys a column sort uses agree with the comparator.
+    const auto key = makeSortKey(TextComparison::LocalizedCaseInsensitiveCompare);
+    EXPECT_GT(compareValues(key(zebra), key(apple)), 0);
+    EXPECT_EQ(compareValues(key(apple), key(appleUpper)), 0);
+    EXPECT_LT(makeValueComparator(TextComparison::Compare)(zebra, apple), 0);  // code units stay as they are
 }

@@ -1,5 +1,14 @@
 #include "QvaneCommand.h"
 
+#include "document/DocumentKeys.h"
+#include "document/MyDocument.h"
+#include "document/RecordModel.h"
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -64,4 +73,51 @@ TEST(QvaneCommand, GenerateHonoursTypeLengthCountAndAvoidedCharacters) {
         EXPECT_TRUE(line.endsWith(QStringLiteral(" 1/10")));  // ln(10^9)/10 = 2, one star less
     }
     EXPECT_EQ(runCaptured({QStringLiteral("generate"), QStringLiteral("--count"), QStringLiteral("x")}).status, kExitUsage);
+}
+
+// Started as a user who set no locale would start it, with a preferences folder of its own.
+TEST(QvaneCommand, LsSortsLikeTheWindowWithoutALocaleAndByThePreference) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("names.qvane"));
+    {
+        qv::MyDocument doc;
+        doc.prepareNewDocument();
+        double created = 4000;  // the last made first
+        for (const char* name : {"fig", "Zebra", "\xC3\xA9" "clair", "apple"}) {
+            qv::Dictionary r = qv::RecordModel::newRecord(created -= 1000);
+            r.set(qv::keys::name, qv::Value(QString::fromUtf8(name)));
+            doc.myArray.append(qv::Value(r));
+        }
+        doc.plainPassword = QStringLiteral("secret123");
+        QFile f(path);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(doc.dataOfType(QString()).value());
+    }
+    auto sortedNames = [&](const char* column = "name") {
+        QProcess p;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+        env.insert(QStringLiteral("XDG_CONFIG_HOME"), dir.filePath(QStringLiteral("config")));
+        p.setProcessEnvironment(env);
+        p.start(QStringLiteral(QVANE_PATH),
+                {QStringLiteral("ls"), path, QStringLiteral("--sort"), QLatin1String(column), QStringLiteral("--columns"),
+                 QStringLiteral("name"), QStringLiteral("--password-stdin")});
+        p.write("secret123\n");
+        p.closeWriteChannel();
+        p.waitForFinished(60000);
+        QStringList lines = QString::fromUtf8(p.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        if (!lines.isEmpty()) lines.removeFirst();  // the header
+        for (QString& l : lines) l = l.trimmed();
+        return lines.join(QLatin1Char(' '));
+    };
+    // The default comparison ignores case, also without a locale.
+    EXPECT_EQ(sortedNames(), QString::fromUtf8("apple \xC3\xA9" "clair fig Zebra"));
+    EXPECT_EQ(sortedNames("createdDate"), QString::fromUtf8("apple \xC3\xA9" "clair Zebra fig"));
+    // The user's choice of plain code units, as the window would take it.
+    QDir().mkpath(dir.filePath(QStringLiteral("config/Quorvane")));
+    QFile ini(dir.filePath(QStringLiteral("config/Quorvane/Quorvane.ini")));
+    ASSERT_TRUE(ini.open(QIODevice::WriteOnly));
+    ini.write("[General]\ntableSortCompare=0\n");
+    ini.close();
+    EXPECT_EQ(sortedNames(), QString::fromUtf8("Zebra apple fig \xC3\xA9" "clair"));
 }

@@ -104,10 +104,15 @@ TEST(Conversions, ReadLikeTheOriginalAccessors) {
     EXPECT_EQ(Value::real(3.99).toInt64(), 3);
     EXPECT_EQ(Value::real(-3.99).toInt(), -3);
     EXPECT_EQ(Value::integer(0x1'0000'0005).toInt(), 5);  // intValue truncates like a C cast
+    // A string is YES when, after white space, it starts with Y, y, T, t or a digit 1-9.
     EXPECT_TRUE(Value("YES").toBool());
-    EXPECT_TRUE(Value(" 007").toBool());
+    EXPECT_TRUE(Value(" \t9").toBool());
+    EXPECT_TRUE(Value("true").toBool());
     EXPECT_FALSE(Value("no").toBool());
     EXPECT_FALSE(Value("000").toBool());
+    EXPECT_FALSE(Value("01").toBool());
+    EXPECT_FALSE(Value("+1").toBool());
+    EXPECT_FALSE(Value(" -7").toBool());
     EXPECT_EQ(Value::integer(40100).toString(), QStringLiteral("40100"));
     EXPECT_EQ(Value::unsignedInteger(UINT64_MAX).toString(), QStringLiteral("18446744073709551615"));
     EXPECT_EQ(Value("2.5e1").toDouble(), 25.0);

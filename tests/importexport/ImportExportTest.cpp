@@ -82,6 +82,26 @@ TEST(TextFileReader, EncodingsAndTheAutomaticChains) {
     EXPECT_EQ(Reader::replaceStringWithNewline(lines), QStringLiteral("a\nb\nc\n\nd"));
 }
 
+TEST(TextFileReader, WideEncodingsRefuseWhatIsNotValidInThem) {
+    const QByteArray b(QByteArray::fromHex("D83DDE00"));  // one character beyond the BMP, UTF-16BE
+    EXPECT_EQ(Reader::decode(b, Reader::UTF16BE), QString::fromUtf8("\xF0\x9F\x98\x80"));
+    EXPECT_EQ(Reader::decode(QByteArray::fromHex("0001F600"), Reader::UTF32BE), QString::fromUtf8("\xF0\x9F\x98\x80"));
+    EXPECT_EQ(Reader::decode(QByteArray::fromHex("FFFE6100"), Reader::UTF16), QStringLiteral("a"));
+
+    EXPECT_FALSE(Reader::decode(QByteArray::fromHex("610062"), Reader::UTF16LE));      // an odd trailing byte
+    EXPECT_FALSE(Reader::decode(QByteArray::fromHex("FEFF0061DC00"), Reader::UTF16));  // a lone low surrogate
+    EXPECT_FALSE(Reader::decode(QByteArray::fromHex("D83D0061"), Reader::UTF16BE));   // a high one without its low
+    EXPECT_FALSE(Reader::decode(QByteArray::fromHex("D83D"), Reader::UTF16BE));
+    EXPECT_FALSE(Reader::decode(QByteArray::fromHex("6100000062"), Reader::UTF32LE));  // a wrong length
+    EXPECT_FALSE(Reader::decode(QByteArray::fromHex("00110000"), Reader::UTF32BE));   // beyond U+10FFFF
+    EXPECT_FALSE(Reader::decode(QByteArray::fromHex("0000D800"), Reader::UTF32BE));   // a surrogate's value
+    // Automatic reading of such bytes can't settle on a wide encoding either.
+    QTemporaryDir dir;
+    const QString odd = writeFile(dir, "odd.txt", QByteArray::fromHex("FFFE610062"));
+    EXPECT_FALSE(Reader::autoReadFromFile(odd, 0).has_value());
+    EXPECT_FALSE(Reader::autoReadFromFile(odd, 10).has_value());
+}
+
 TEST(RowSplitters, QuotesSeparatorsWhatTheyDeliberatelyDoNotAndTheDialectChosen) {
     using rows::componentsOfCsvRow;
     EXPECT_EQ(componentsOfCsvRow(QStringLiteral("a,\"b,c\",d")), L({"a", "b,c", "d"}));
@@ -212,6 +232,12 @@ TEST(ExportFormats, ExactTextOfEachFormat) {
     EXPECT_EQ(custom.exportText(), QStringLiteral("Savings\nMail, home\nOrphan"));
     custom.use_end_of_record_in_last_record = QStringLiteral(" yes");
     EXPECT_TRUE(custom.exportText().endsWith(QLatin1Char('\n')));
+    for (const char* no : {"01", "+1", "0", ""}) {
+        custom.use_end_of_record_in_last_record = QLatin1String(no);
+        EXPECT_FALSE(custom.exportText().endsWith(QLatin1Char('\n'))) << no;
+    }
+    custom.use_end_of_record_in_last_record = QStringLiteral("\t7");
+    EXPECT_TRUE(custom.exportText().endsWith(QLatin1Char('\n')));
     EXPECT_EQ(ZKDataExportManager::suggestedNameFor(QStringLiteral("Vault.qvane")), QStringLiteral("Vault Export"));
     EXPECT_EQ(ZKDataExportManager::fileExtensionForFormat(3), QStringLiteral("txt"));
 
@@ -270,4 +296,52 @@ TEST(ExportFile, TheFileIsTheTextInUtf8WhateverTheFieldSizes) {
         EXPECT_EQ(bytes, e.exportText().toUtf8()) << "format " << format;
         EXPECT_EQ(bytes.contains("Mail\xF0\x9F\x94\x91key"), format == 9);
     }
+}
+
+namespace {
+// Logs the steps of an export as its hooks and the file panel see them.
+class LoggingExport : public ZKDataExportManager {
+public:
+    using ZKDataExportManager::ZKDataExportManager;
+    QStringList* log = nullptr;
+
+protected:
+    void willExport() override { *log << QStringLiteral("willExport"); }
+    void didExport() override { *log << QStringLiteral("didExport"); }
+};
+
+class LoggingPanel : public FilePanel {
+public:
+    QStringList* log = nullptr;
+    FilePanelOptions options;
+    std::optional<QString> answer;
+    std::optional<QString> runOpenPanel(const FilePanelOptions&) override { return std::nullopt; }
+    std::optional<QString> runSavePanel(const FilePanelOptions& o) override {
+        *log << QStringLiteral("panel");
+        options = o;
+        return answer;
+    }
+};
+}  // namespace
+
+TEST(ExportFile, WillExportRunsBeforeThePanelAndACancelledPanelEndsTheExport) {
+    QTemporaryDir dir;
+    QStringList log;
+    LoggingExport e(Array(), RecordModel::keyArray());
+    e.log = &log;
+    e.fileFormatToSave = 5;
+    e.suggestedFileName = ZKDataExportManager::suggestedNameFor(QStringLiteral("Vault.qvane"));
+    LoggingPanel panel;
+    panel.log = &log;
+    EXPECT_FALSE(e.chooseFile(panel, [&] { log << QStringLiteral("sheet ends"); }).has_value());
+    EXPECT_EQ(log, (QStringList{QStringLiteral("willExport"), QStringLiteral("sheet ends"), QStringLiteral("panel")}));
+    EXPECT_EQ(panel.options.suggestedName, QStringLiteral("Vault Export.csv"));
+    EXPECT_EQ(panel.options.allowedExtensions, QStringList{QStringLiteral("csv")});
+
+    log.clear();
+    panel.answer = dir.filePath(QStringLiteral("out.csv"));
+    const auto path = e.chooseFile(panel);
+    ASSERT_TRUE(path.has_value());
+    ASSERT_TRUE(e.writeToFile(*path));
+    EXPECT_EQ(log, (QStringList{QStringLiteral("willExport"), QStringLiteral("panel"), QStringLiteral("didExport")}));
 }
