@@ -5,6 +5,7 @@
 
 #include "document/DocumentTexts.h"
 #include "foundation/FileBytes.h"
+#include "foundation/PrivateFile.h"
 #include "foundation/UserDefaults.h"
 #include "shell/MyAppDelegate.h"
 
@@ -142,12 +143,7 @@ void DocumentController::openDocumentWithPanel(QWidget* parent) {
 }
 
 bool DocumentController::writeAtomically(const QString& path, const QByteArray& bytes, QString* error) {
-    QSaveFile out(path);
-    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.commit()) {
-        if (error) *error = out.errorString();
-        return false;
-    }
-    return true;
+    return writePrivately(path, bytes, error);
 }
 
 bool DocumentController::writeDocumentSafely(const QString& path, const QByteArray& bytes, const QString& password,

@@ -8,6 +8,7 @@
 #include "document/MyDocument.h"
 #include "foundation/FileBytes.h"
 #include "foundation/JsonWriter.h"
+#include "foundation/PrivateFile.h"
 #include "importexport/ZKDataExportManager.h"
 #include "importexport/ZKDataImportManager.h"
 #include "foundation/UserDefaults.h"
@@ -19,7 +20,6 @@
 #include <QHash>
 #include <QTimeZone>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QSettings>
 
 #include <termios.h>
@@ -167,19 +167,13 @@ int open(const QString& path, bool passwordStdin, MyDocument& doc, const Streams
     return kExitOk;
 }
 
-// Written beside the target and renamed over it, so a failure never leaves half a file.
 int save(MyDocument& doc, const QString& path, const Streams& io) {
     const auto bytes = doc.dataOfType(QStringLiteral("qvane"));
     if (!bytes) {
         print(io.err, QStringLiteral("qvane: the document could not be enciphered\n"));
         return kExitUnreadable;
     }
-    QSaveFile out(path);
-    if (!out.open(QIODevice::WriteOnly) || out.write(*bytes) != bytes->size() || !out.commit()) {
-        print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(path, out.errorString()));
-        return kExitUnreadable;
-    }
-    return kExitOk;
+    return writeDocumentFile(path, *bytes, doc.plainPassword, io);
 }
 
 bool samePath(const QString& a, const QString& b) {
@@ -235,6 +229,29 @@ void writeDocumentJson(JsonWriter& w, const MyDocument& doc) {
 }
 
 }  // namespace
+
+int writeDocumentFile(const QString& path, const QByteArray& bytes, const QString& password, const Streams& io) {
+    {
+        MyDocument check;
+        bool opens = check.read(bytes, nullptr) == MyDocument::ReadResult::Taken;
+        if (opens) {
+            check.plainPassword = password;
+            opens = check.Decript() == 0;
+        }
+        check.wipePasswords();
+        if (!opens) {
+            print(io.err, QStringLiteral("qvane: the new contents could not be read back with the password, so %1 "
+                                         "was left as it was\n").arg(path));
+            return kExitCannotWrite;
+        }
+    }
+    QString error;
+    if (!writePrivately(path, bytes, &error)) {
+        print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(path, error));
+        return kExitCannotWrite;
+    }
+    return kExitOk;
+}
 
 int runInfo(const QStringList& args, const Streams& io) {
     const Parsed p = parse(args);
@@ -566,7 +583,7 @@ int runExport(const QStringList& args, const Streams& io) {
     QString error;
     if (!exporter.writeToFile(out, &error)) {
         print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(out, error));
-        return kExitUnreadable;
+        return kExitCannotWrite;
     }
     return kExitOk;
 }

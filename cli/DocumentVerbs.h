@@ -15,4 +15,9 @@ int runGenerate(const QStringList& args, const Streams& io);
 int runImport(const QStringList& args, const Streams& io);
 int runExport(const QStringList& args, const Streams& io);
 
+// Writes a document's bytes over `path` atomically, once they have been read back and decrypted
+// with `password` as an opening would: bytes that don't open never reach the disk. Its exit
+// status, with the reason printed on a failure.
+int writeDocumentFile(const QString& path, const QByteArray& bytes, const QString& password, const Streams& io);
+
 }  // namespace qv::cli

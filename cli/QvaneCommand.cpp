@@ -57,8 +57,13 @@ QString usageText() {
         "  -h, --help     Show this help and exit.\n"
         "  -V, --version  Show the release and exit.\n"
         "\n"
+        "New documents and exports are readable by their owner only; a file that exists keeps its\n"
+        "mode.\n"
+        "\n"
         "Exit status: 0 success, 1 wrong password, 2 usage error, 3 document made by a newer\n"
-        "release, 4 file that cannot be read as a document, 5 not enough memory (no file changed).\n");
+        "release, 4 file that cannot be read as a document, 5 not enough memory (no file changed),\n"
+        "6 nothing imported (the text file gave no record; the document was not rewritten),\n"
+        "7 could not write (full disk, read-only place, no permission; the old file is intact).\n");
 }
 
 namespace {
