@@ -521,7 +521,14 @@ int runImport(const QStringList& args, const Streams& io) {
     if (p.flags.contains(QStringLiteral("--skip-first"))) importer.doNotImportFirstRecord = true;
     const qsizetype before = doc.myArray.count();
     importer.DoImport();
-    browser.justFinishedImporting();
+    if (doc.myArray.count() == before) {
+        print(io.err, QStringLiteral("qvane: %1 gave no record to import (empty, not text in the chosen encoding, or "
+                                     "no rows of fields); %2 was not changed\n")
+                          .arg(p.positional[1], p.positional[0]));
+        return kExitNothingImported;
+    }
+    // Only the new records get a category here; the others keep theirs.
+    browser.justFinishedImporting(before);
     if (int s = save(doc, p.positional[0], io)) return s;
     print(io.err, QStringLiteral("imported %1 records (%2 columns mapped)\n")
                       .arg(doc.myArray.count() - before)

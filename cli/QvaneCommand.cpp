@@ -44,6 +44,7 @@ QString usageText() {
         "                     60, 61; default 40), --length N (5 to 42, default 12), --count K.\n"
         "                     Honours the characters to avoid set in the preferences.\n"
         "  import FILE TEXT   Add the rows of a tab, comma or semicolon file as records and save FILE.\n"
+        "                     The records already there keep their categories.\n"
         "                     --format 0-3, --encoding CODE, --map cascade|header|COL=TITLE,...,\n"
         "                     --skip-first.\n"
         "  export FILE        Write records to a text file: --format 0-5 -o OUT, --fields TITLES,\n"

@@ -160,3 +160,67 @@ TEST(HonestFailures, BytesThatDoNotOpenWithThePasswordNeverReplaceTheFile) {
     EXPECT_EQ(qv::cli::writeDocumentFile(target, good, QStringLiteral("secret123"), io), qv::cli::kExitOk);
     std::fclose(err);
 }
+
+namespace {
+
+QString writeText(const QTemporaryDir& dir, const QString& name, const QByteArray& bytes) {
+    const QString path = dir.filePath(name);
+    QFile f(path);
+    EXPECT_TRUE(f.open(QIODevice::WriteOnly));
+    f.write(bytes);
+    return path;
+}
+
+// "N of M records" that `ls` prints for a category.
+QString countIn(const QString& doc, const QString& category) {
+    const Result r = qvane({QStringLiteral("ls"), doc, QStringLiteral("--category"), category, QStringLiteral("--password-stdin")});
+    return r.err.trimmed();
+}
+
+}  // namespace
+
+TEST(SafeImport, OnlyTheImportedRecordsGetACategoryAndAFileWithoutRecordsChangesNothing) {
+    QTemporaryDir dir;
+    const QString doc = makeDocument(dir);
+    auto import = [&](const QString& text, const QStringList& more = {}) {
+        return qvane(QStringList{QStringLiteral("import"), doc, text, QStringLiteral("--password-stdin")} + more);
+    };
+    // Column 0 is the category, column 1 the name.
+    ASSERT_EQ(import(writeText(dir, QStringLiteral("first.csv"), "Home,alpha\nHome,beta\nWork,gamma\n")).status, 0);
+    ASSERT_EQ(countIn(doc, QStringLiteral("Home")), QStringLiteral("2 of 3 records"));
+    // The records already there keep their categories; before, they were all moved into one.
+    const Result r = import(writeText(dir, QStringLiteral("second.csv"), "Misc,delta\n"),
+                            {QStringLiteral("--format"), QStringLiteral("2")});
+    ASSERT_EQ(r.status, 0) << r.err.toStdString();
+    EXPECT_EQ(countIn(doc, QStringLiteral("Home")), QStringLiteral("2 of 4 records"));
+    EXPECT_EQ(countIn(doc, QStringLiteral("Work")), QStringLiteral("1 of 4 records"));
+    EXPECT_EQ(countIn(doc, QStringLiteral("Misc")), QStringLiteral("1 of 4 records"));
+
+    // Empty, nothing but line ends, or junk for the encoding: exit 6 and the file as it was.
+    const QByteArray before = contents(doc);
+    const QStringList nothing{writeText(dir, QStringLiteral("empty.csv"), QByteArray()),
+                              writeText(dir, QStringLiteral("blank.txt"), "\n\n\r\n")};
+    for (const QString& text : nothing) {
+        const Result none = import(text);
+        EXPECT_EQ(none.status, 6) << text.toStdString() << ": " << none.err.toStdString();
+        EXPECT_TRUE(none.err.contains(QStringLiteral("was not changed")));
+    }
+    const Result junk = import(writeText(dir, QStringLiteral("junk.txt"), QByteArray("\xff\xfe\xfa\x80\x81 a\tb", 10)),
+                               {QStringLiteral("--encoding"), QStringLiteral("1")});
+    EXPECT_EQ(junk.status, 6) << junk.err.toStdString();
+    EXPECT_EQ(contents(doc), before);
+}
+
+TEST(SafeImport, ALoneSurrogateBecomesTheReplacementCharacter) {
+    QTemporaryDir dir;
+    const QString doc = makeDocument(dir);
+    // UTF-16LE with its mark: "Home", a tab, then "a", a lone high surrogate, "b".
+    QByteArray text("\xff\xfe", 2);
+    for (char16_t u : {u'H', u'o', u'm', u'e', u'\t', u'a', char16_t(0xD800), u'b', u'\n'})
+        text += QByteArray(reinterpret_cast<const char*>(&u), 2);
+    const Result r = qvane({QStringLiteral("import"), doc, writeText(dir, QStringLiteral("odd.txt"), text),
+                            QStringLiteral("--password-stdin")});
+    ASSERT_EQ(r.status, 0) << r.err.toStdString();
+    const Result dump = qvane({QStringLiteral("dump"), doc, QStringLiteral("--password-stdin")});
+    EXPECT_TRUE(dump.out.contains(QStringLiteral("a\uFFFDb"))) << dump.out.toStdString();
+}
