@@ -479,6 +479,48 @@ qsizetype fieldIndexByTitle(const Array& keyArray, const QString& title) {
 
 }  // namespace
 
+QString applyImportMap(ZKDataImportManager& importer, const Array& keyArray, const QString& map) {
+    if (map == QLatin1String("cascade")) {
+        importer.AssignCascadeImportFields();
+        return {};
+    }
+    if (map == QLatin1String("header")) {
+        importer.tryAssignFromFirstRow();
+        return {};
+    }
+    importer.ResetImportFields();
+    for (const QString& pair : map.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        const qsizetype eq = pair.indexOf(QLatin1Char('='));
+        bool ok = false;
+        const int column = pair.left(eq).trimmed().toInt(&ok);
+        const qsizetype field = eq > 0 ? fieldIndexByTitle(keyArray, pair.mid(eq + 1)) : -1;
+        if (!ok || field < 0 || column < 0 || column >= int(importer.destFieldArray().size()))
+            return QStringLiteral("cannot map \"%1\": use COLUMN=TITLE with a column of the file and a title among "
+                                  "Category, Name, Url, Account, User ID, Password, Pin, Security, Email, Note")
+                .arg(pair);
+        importer.destinationSelected(column, importer.rowToStartCascadeAssignment + int(field));
+    }
+    return {};
+}
+
+QString applyExportTags(ZKDataExportManager& exporter, const QString& tags) {
+    for (const QString& pair : tags.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        const QString key = pair.section(QLatin1Char('='), 0, 0), value = pair.section(QLatin1Char('='), 1);
+        QString* target = key == QLatin1String("start_of_file")     ? &exporter.start_of_file
+                          : key == QLatin1String("end_of_file")      ? &exporter.end_of_file
+                          : key == QLatin1String("start_of_record")  ? &exporter.start_of_record
+                          : key == QLatin1String("end_of_record")    ? &exporter.end_of_record
+                          : key == QLatin1String("field_open_tag")   ? &exporter.field_open_tag
+                          : key == QLatin1String("field_close_tag")  ? &exporter.field_close_tag
+                          : key == QLatin1String("field_separator")  ? &exporter.field_separator
+                          : key == QLatin1String("use_end_of_record_in_last_record") ? &exporter.use_end_of_record_in_last_record
+                                                                                     : nullptr;
+        if (!target) return QStringLiteral("unknown tag \"%1\"").arg(key);
+        *target = value;
+    }
+    return {};
+}
+
 int runImport(const QStringList& args, const Streams& io) {
     const Parsed p = parse(args, {QStringLiteral("--skip-first")},
                            {QStringLiteral("--format"), QStringLiteral("--encoding"), QStringLiteral("--map")});
@@ -499,25 +541,9 @@ int runImport(const QStringList& args, const Streams& io) {
     DocumentBrowser browser(doc);
     MyDataImportManager importer(doc.myArray, doc.myKeyArrayForImport);
     importer.loadDataFromFile(p.positional[1], format, encoding);
-    const QString map = p.values.value(QStringLiteral("--map"), QStringLiteral("cascade"));
-    if (map == QLatin1String("cascade")) {
-        importer.AssignCascadeImportFields();
-    } else if (map == QLatin1String("header")) {
-        importer.tryAssignFromFirstRow();
-    } else {
-        importer.ResetImportFields();
-        for (const QString& pair : map.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
-            const qsizetype eq = pair.indexOf(QLatin1Char('='));
-            bool ok = false;
-            const int column = pair.left(eq).trimmed().toInt(&ok);
-            const qsizetype field = eq > 0 ? fieldIndexByTitle(doc.myKeyArrayForImport, pair.mid(eq + 1)) : -1;
-            if (!ok || field < 0 || column < 0 || column >= int(importer.destFieldArray().size()))
-                return usage(io, QStringLiteral("cannot map \"%1\": use COLUMN=TITLE with a column of the file and "
-                                                "a title among Category, Name, Url, Account, User ID, Password, Pin, "
-                                                "Security, Email, Note").arg(pair));
-            importer.destinationSelected(column, importer.rowToStartCascadeAssignment + int(field));
-        }
-    }
+    const QString mapError =
+        applyImportMap(importer, doc.myKeyArrayForImport, p.values.value(QStringLiteral("--map"), QStringLiteral("cascade")));
+    if (!mapError.isEmpty()) return usage(io, mapError);
     if (p.flags.contains(QStringLiteral("--skip-first"))) importer.doNotImportFirstRecord = true;
     const qsizetype before = doc.myArray.count();
     importer.DoImport();
@@ -573,20 +599,8 @@ int runExport(const QStringList& args, const Streams& io) {
         exporter.addSelectedToRight({i});
     }
     if (p.values.contains(QStringLiteral("--preset"))) exporter.setCustomFields(p.values.value(QStringLiteral("--preset")).toInt());
-    for (const QString& pair : p.values.value(QStringLiteral("--tags")).split(QLatin1Char(','), Qt::SkipEmptyParts)) {
-        const QString key = pair.section(QLatin1Char('='), 0, 0), value = pair.section(QLatin1Char('='), 1);
-        QString* target = key == QLatin1String("start_of_file")     ? &exporter.start_of_file
-                          : key == QLatin1String("end_of_file")      ? &exporter.end_of_file
-                          : key == QLatin1String("start_of_record")  ? &exporter.start_of_record
-                          : key == QLatin1String("end_of_record")    ? &exporter.end_of_record
-                          : key == QLatin1String("field_open_tag")   ? &exporter.field_open_tag
-                          : key == QLatin1String("field_close_tag")  ? &exporter.field_close_tag
-                          : key == QLatin1String("field_separator")  ? &exporter.field_separator
-                          : key == QLatin1String("use_end_of_record_in_last_record") ? &exporter.use_end_of_record_in_last_record
-                                                                                     : nullptr;
-        if (!target) return usage(io, QStringLiteral("unknown tag \"%1\"").arg(key));
-        *target = value;
-    }
+    const QString tagsError = applyExportTags(exporter, p.values.value(QStringLiteral("--tags")));
+    if (!tagsError.isEmpty()) return usage(io, tagsError);
     QString error;
     if (!exporter.writeToFile(out, &error)) {
         print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(out, error));

@@ -4,6 +4,13 @@
 
 #include "QvaneCommand.h"
 
+#include "foundation/Value.h"
+
+namespace qv {
+class ZKDataExportManager;
+class ZKDataImportManager;
+}  // namespace qv
+
 namespace qv::cli {
 
 int runInfo(const QStringList& args, const Streams& io);
@@ -14,6 +21,11 @@ int runLs(const QStringList& args, const Streams& io);
 int runGenerate(const QStringList& args, const Streams& io);
 int runImport(const QStringList& args, const Streams& io);
 int runExport(const QStringList& args, const Streams& io);
+
+// The --map option of import (cascade, header, or COLUMN=TITLE,...) and the --tags option of
+// export (KEY=VALUE,...); empty on success, else what to tell the user.
+QString applyImportMap(ZKDataImportManager& importer, const Array& keyArray, const QString& map);
+QString applyExportTags(ZKDataExportManager& exporter, const QString& tags);
 
 // Writes a document's bytes over `path` atomically, once they have been read back and decrypted
 // with `password` as an opening would: bytes that don't open never reach the disk. Its exit

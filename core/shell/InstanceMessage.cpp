@@ -1,17 +1,24 @@
 #include "InstanceMessage.h"
 
-#include "foundation/UnicodeText.h"
+#include <algorithm>
 
 namespace qv {
 
 InstanceMessage::State InstanceMessage::append(const QByteArray& bytes) {
     if (state_ != State::Incomplete) return state_;
-    if (buffer_.size() + bytes.size() > kMaximumSize) {
-        buffer_.clear();
-        return state_ = State::TooLong;
+    // The message ends at its first empty line, however the bytes were cut into pieces; at most
+    // one byte past the limit is ever kept.
+    const qsizetype from = std::max<qsizetype>(0, buffer_.size() - 1);
+    buffer_ += bytes.left(kMaximumSize + 1 - buffer_.size());
+    const qsizetype blank = buffer_.indexOf("\n\n", from);
+    const qsizetype end = buffer_.startsWith('\n') ? 1 : blank >= 0 ? blank + 2 : -1;
+    if (end > 0 && end <= kMaximumSize) {
+        buffer_.truncate(end);
+        state_ = State::Complete;
+    } else if (buffer_.size() > kMaximumSize) {
+        buffer_ = QByteArray();
+        state_ = State::TooLong;
     }
-    buffer_ += bytes;
-    if (buffer_.endsWith("\n\n") || buffer_ == "\n") state_ = State::Complete;
     return state_;
 }
 

@@ -16,8 +16,8 @@ public:
     static constexpr qsizetype kMaximumSize = qsizetype(1) << 20;
     enum class State { Incomplete, Complete, TooLong };
 
-    // Takes the bytes that came; once the message is complete or too long, later bytes are not
-    // looked at.
+    // Takes the bytes that came. The message ends at its first empty line; once it is complete or
+    // too long, later bytes are not looked at.
     State append(const QByteArray& bytes);
     State state() const { return state_; }
     // The files named, once complete.

@@ -15,6 +15,11 @@ TEST(InstanceMessage, PathsArriveInPiecesAndAnEmptyLineEndsThem) {
     EXPECT_EQ(m.append("/tmp/later.qvane\n\n"), State::Complete);  // what follows is not read
     EXPECT_EQ(m.files().size(), 2);
 
+    // The first empty line ends it, whether or not more came in the same piece.
+    InstanceMessage eager;
+    EXPECT_EQ(eager.append("/tmp/a.qvane\n\n/tmp/b.qvane\n\n"), State::Complete);
+    EXPECT_EQ(eager.files(), QStringList{QStringLiteral("/tmp/a.qvane")});
+
     InstanceMessage front;  // no file: only come to the front
     EXPECT_EQ(front.append("\n"), State::Complete);
     EXPECT_TRUE(front.files().isEmpty());
