@@ -7,7 +7,9 @@
 #include "browsing/DocumentBrowser.h"
 #include "document/DocumentTexts.h"
 #include "foundation/FileBytes.h"
+#include "foundation/PrivateFile.h"
 #include "foundation/UserDefaults.h"
+#include "foundation/ZKAppSupportUtility.h"
 #include "shell/MyAppDelegate.h"
 
 #include <QApplication>
@@ -28,6 +30,7 @@
 #include <QTimer>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <limits>
 #include <new>
@@ -99,6 +102,8 @@ DocumentWindow* DocumentController::openDocument(const QString& path) {
     }
     w->document().fileURL = absolute;
     noteFileOnDisk(w);
+    if (w->document().docVersionRapresentation != std::uint64_t(kDocumentGenerationWritten))
+        otherGeneration_[w] = OtherGeneration{absolute, w->document().docVersionRapresentation};
     noteRecentDocument(absolute);
     w->refresh();
     windows_.push_back(w);
@@ -147,12 +152,7 @@ void DocumentController::openDocumentWithPanel(QWidget* parent) {
 }
 
 bool DocumentController::writeAtomically(const QString& path, const QByteArray& bytes, QString* error) {
-    QSaveFile out(path);
-    if (!out.open(QIODevice::WriteOnly) || out.write(bytes) != bytes.size() || !out.commit()) {
-        if (error) *error = out.errorString();
-        return false;
-    }
-    return true;
+    return writePrivately(path, bytes, error);
 }
 
 bool DocumentController::writeDocumentSafely(const QString& path, const QByteArray& bytes, const QString& password,
@@ -355,6 +355,17 @@ bool DocumentController::save(DocumentWindow* w, SaveMode mode) {
         }
     }
     if (saving_.contains(w)) return false;  // a timer's save while this one is being written
+    QString keptCopy;
+    std::uint64_t keptGeneration = 0;
+    {
+        QString why;
+        if (!keepOldGenerationCopy(w, &why, &keptCopy, &keptGeneration)) {
+            if (mode == SaveMode::Asking)
+                QMessageBox::warning(w, QStringLiteral("Quorvane"),
+                                     QStringLiteral("The document could not be saved.\n%1").arg(why));
+            return false;
+        }
+    }
     saving_.insert(w);
     QPointer<DocumentWindow> alive(w);
     QString error;
@@ -377,6 +388,7 @@ bool DocumentController::save(DocumentWindow* w, SaveMode mode) {
         return false;
     }
     noteFileOnDisk(w);
+    if (!keptCopy.isEmpty()) tellOldGenerationCopy(w, keptCopy, keptGeneration);  // once: the copy is made once
     doc.fileURL = w->filePath();
     doc.updateChangeCount(ZKCryptoDoc::kChangeCleared);
     noteRecentDocument(w->filePath());
@@ -457,7 +469,70 @@ void DocumentController::noteRecentDocument(const QString& path) {
     settings.setValue(QStringLiteral("recentDocuments"), list);
 }
 
+QString DocumentController::oldGenerationCopyPath(const QString& path, std::uint64_t generation) {
+    const QFileInfo file(path);
+    const QString name = file.suffix().compare(QLatin1String("qvane"), Qt::CaseInsensitive) == 0 ? file.completeBaseName()
+                                                                                                : file.fileName();
+    QString release = ZKAppSupportUtility::calcReleaseString(std::int64_t(generation));
+    if (release.isEmpty()) release = QString::number(generation);  // the oldest numbers have no text
+    const QString base = QStringLiteral("%1 (generation %2)").arg(name, release);
+    QString candidate = file.dir().filePath(base + QStringLiteral(".qvane"));
+    for (int n = 2; QFileInfo::exists(candidate) || QFileInfo(candidate).isSymLink(); ++n)
+        candidate = file.dir().filePath(QStringLiteral("%1 %2.qvane").arg(base).arg(n));
+    return candidate;
+}
+
+bool DocumentController::keepOldGenerationCopy(DocumentWindow* w, QString* error, QString* copyPathOut,
+                                               std::uint64_t* generationOut) {
+    const auto it = otherGeneration_.find(w);
+    // Saved under another name (Save As), the file it came from is not written over.
+    if (it == otherGeneration_.end() || it->second.path != w->filePath()) return true;
+    QFile original(w->filePath());
+    if (!original.exists()) {
+        otherGeneration_.erase(it);
+        return true;
+    }
+    const std::uint64_t generation = it->second.generation;
+    if (!original.open(QIODevice::ReadOnly)) {
+        *error = QStringLiteral("A copy of the file as it was could not be kept: %1").arg(original.errorString());
+        return false;
+    }
+    const QByteArray bytes = readWholeFile(original);
+    // NewOnly: a copy kept earlier is never written over.
+    const QString copyPath = oldGenerationCopyPath(w->filePath(), generation);
+    QFile copy(copyPath);
+    if (!copy.open(QIODevice::WriteOnly | QIODevice::NewOnly, QFileDevice::ReadOwner | QFileDevice::WriteOwner) ||
+        copy.write(bytes) != bytes.size() || !copy.flush() || ::fsync(copy.handle()) != 0) {
+        *error = QStringLiteral("A copy of the file as it was could not be kept: %1").arg(copy.errorString());
+        if (copy.isOpen()) copy.remove();
+        return false;
+    }
+    copy.close();
+    otherGeneration_.erase(it);
+    *copyPathOut = copyPath;
+    *generationOut = generation;
+    return true;
+}
+
+void DocumentController::tellOldGenerationCopy(DocumentWindow* w, const QString& copyPath, std::uint64_t number) {
+    QString generation = ZKAppSupportUtility::calcReleaseString(std::int64_t(number));
+    if (generation.isEmpty()) generation = QString::number(number);
+    auto* notice = new QMessageBox(
+        QMessageBox::Information, QStringLiteral("Quorvane"),
+        QStringLiteral("The document is now saved in the current format. The file as it was, in the format of "
+                       "generation %1, is kept as \u201c%2\u201d.")
+            .arg(generation, QFileInfo(copyPath).fileName()),
+        QMessageBox::Ok, w);
+    notice->setObjectName(QStringLiteral("oldGenerationCopyNotice"));
+    notice->setInformativeText(QStringLiteral("Older releases and the phone edition may not open the saved document; "
+                                              "they open the copy."));
+    notice->setAttribute(Qt::WA_DeleteOnClose);
+    notice->setWindowModality(Qt::WindowModal);
+    notice->open();
+}
+
 void DocumentController::forget(DocumentWindow* window) {
+    otherGeneration_.erase(window);
     known_.erase(window);
     if (std::erase(windows_, window) > 0) Q_EMIT documentRemoved();
 }

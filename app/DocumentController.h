@@ -96,6 +96,10 @@ public:
     };
     static constexpr std::int64_t kLargestHashed = 64 * 1024 * 1024;
     static FileStamp stampOf(const QString& path);
+
+    // Where the file of another generation at `path` is kept before it is first written over:
+    // "NAME (generation X.Y).qvane" beside it, or with " 2", " 3"... when that name is taken.
+    static QString oldGenerationCopyPath(const QString& path, std::uint64_t generation);
     // Whether another program changed, replaced or removed the window's file since then.
     bool fileChangedOnDisk(const DocumentWindow* window) const;
 
@@ -126,6 +130,15 @@ private:
     QFileSystemWatcher* watcher_ = nullptr;
     QSet<QString> pendingChanges_;
     bool watching_ = true;
+    // Before the first save over a file of another generation (an older release's, the phone
+    // edition's), a copy of it as it is; false with the reason when none could be made.
+    bool keepOldGenerationCopy(DocumentWindow* window, QString* error, QString* copyPath, std::uint64_t* generation);
+    void tellOldGenerationCopy(DocumentWindow* window, const QString& copyPath, std::uint64_t generation);
+    struct OtherGeneration {
+        QString path;
+        std::uint64_t generation = 0;
+    };
+    std::unordered_map<const DocumentWindow*, OtherGeneration> otherGeneration_;
 
     std::vector<DocumentWindow*> windows_;
     struct KnownFile {

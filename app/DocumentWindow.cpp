@@ -18,6 +18,7 @@
 #include "document/DocumentTexts.h"
 #include "shell/MyAppDelegate.h"
 #include "shell/ZKDragDropView.h"
+#include "foundation/UnicodeText.h"
 
 #include <QAction>
 #include <QApplication>
@@ -441,8 +442,9 @@ void DocumentWindow::buildDetail(QWidget* parent) {
     });
 }
 
-void DocumentWindow::commitDetailField(const QString& key, const QString& text) {
+void DocumentWindow::commitDetailField(const QString& key, const QString& typed) {
     if (syncing_ || !doc_->isEditable) return;
+    const QString text = withoutLoneSurrogates(typed);  // a paste can bring half a pair
     const Array selected = browser_->myArrayController().selectedObjects();
     if (selected.isEmpty()) return;
     Dictionary record = selected.at(0).toDictionary();

@@ -29,6 +29,24 @@ std::optional<QByteArray> NetworkFeedFetcher::fetchNow(const QString& url, int t
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
     request.setHeader(QNetworkRequest::UserAgentHeader, QStringLiteral("Quorvane"));
     QNetworkReply* reply = manager.get(request);
+    // The network thread reads ahead only as far as this buffer and the answer is taken out of it
+    // as it comes, so a mirror that sends without end is cut off near the limit instead of
+    // flooding the program with what it sent before the cut was made.
+    reply->setReadBufferSize(64 * 1024);
+    QByteArray body;
+    bool tooLarge = false;
+    const auto cut = [reply, &tooLarge] {
+        tooLarge = true;
+        reply->abort();
+    };
+    QObject::connect(reply, &QNetworkReply::metaDataChanged, reply, [reply, maximumSize, cut] {
+        const QVariant announced = reply->header(QNetworkRequest::ContentLengthHeader);
+        if (announced.isValid() && announced.toLongLong() > maximumSize) cut();
+    });
+    QObject::connect(reply, &QNetworkReply::readyRead, reply, [reply, maximumSize, cut, &body] {
+        body += reply->read(maximumSize + 1 - body.size());
+        if (body.size() > maximumSize) cut();
+    });
     QEventLoop loop;
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
     QTimer watch;
@@ -38,12 +56,12 @@ std::optional<QByteArray> NetworkFeedFetcher::fetchNow(const QString& url, int t
         });
         watch.start(100);
     }
-    QObject::connect(reply, &QNetworkReply::downloadProgress, reply, [reply, maximumSize](qint64 received, qint64) {
-        if (received > maximumSize) reply->abort();
-    });
     if (!reply->isFinished()) loop.exec();
     std::optional<QByteArray> result;
-    if (reply->error() == QNetworkReply::NoError) result = reply->readAll();
+    if (!tooLarge && reply->error() == QNetworkReply::NoError) {
+        body += reply->read(maximumSize + 1 - body.size());
+        if (body.size() <= maximumSize) result = std::move(body);
+    }
     delete reply;
     return result;
 }

@@ -3,6 +3,7 @@
 #include "PreferenceIcons.h"
 
 #include "shell/ZKValueTransformers.h"
+#include "shell/ZKPhoneHome.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -631,6 +632,10 @@ QWidget* PreferencesWindow::buildSoftwareUpdate() {
     QWidget* w = page(this);
     auto* layout = new QVBoxLayout(w);
     layout->setContentsMargins(40, 16, 40, 10);
+    // Off, nothing goes to the network at all; a package built without the check shows it off.
+    auto* enabled = new QCheckBox(QStringLiteral("Check for new releases"), w);
+    enabled->setObjectName(prefs::updateCheckEnabled);
+    layout->addWidget(enabled);
     auto* notify = new QCheckBox(QStringLiteral("Tell me at start-up when a new release is available"), w);
     notify->setObjectName(prefs::notifyUpdate);
     layout->addWidget(notify);
@@ -646,9 +651,20 @@ QWidget* PreferencesWindow::buildSoftwareUpdate() {
     row->addWidget(lastCheckLabel_, 1);
     row->addWidget(now);
     layout->addLayout(row);
+    const bool built = ZKPhoneHome::sharedPhoneHome().builtWithUpdateCheck;
+    connect(enabled, &QCheckBox::toggled, this, [this, built, notify, now](bool b) {
+        notify->setEnabled(b && built);
+        now->setEnabled(b && built);
+        set(prefs::updateCheckEnabled, Value::boolean(b));
+    });
     connect(notify, &QCheckBox::toggled, this, [this](bool b) { set(prefs::notifyUpdate, Value::boolean(b)); });
     connect(now, &QPushButton::clicked, this, [this] { delegate_.checkForLastReleaseAvailable(Sender{}); });
-    reloaders_.push_back([this, notify] {
+    reloaders_.push_back([this, enabled, notify, now, built] {
+        const Value on = defaults_.objectForKey(prefs::updateCheckEnabled);
+        enabled->setChecked(built && (on.isAbsent() || on.toBool()));
+        enabled->setEnabled(built);
+        notify->setEnabled(enabled->isChecked());
+        now->setEnabled(enabled->isChecked());
         notify->setChecked(defaults_.boolForKey(prefs::notifyUpdate));
         const Value last = defaults_.objectForKey(prefs::lastCheckDateForUpdate);
         lastCheckLabel_->setText(

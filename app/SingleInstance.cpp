@@ -1,5 +1,7 @@
 #include "SingleInstance.h"
 
+#include "shell/InstanceMessage.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QLocalSocket>
@@ -56,14 +58,17 @@ bool SingleInstance::sendToPrimary(const QStringList& files, int timeoutMs) {
 void SingleInstance::accept() {
     while (QLocalSocket* socket = server_.nextPendingConnection()) {
         connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
-        connect(socket, &QLocalSocket::readyRead, this, [this, socket] {
-            if (!socket->property("buffer").isValid()) socket->setProperty("buffer", QByteArray());
-            QByteArray buffer = socket->property("buffer").toByteArray() + socket->readAll();
-            socket->setProperty("buffer", buffer);
-            if (!buffer.endsWith("\n\n") && buffer != "\n") return;
-            QStringList files;
-            for (const QByteArray& line : buffer.split('\n'))
-                if (!line.isEmpty()) files << QString::fromUtf8(line);
+        socket->setReadBufferSize(64 * 1024);
+        auto message = std::make_shared<InstanceMessage>();
+        connect(socket, &QLocalSocket::readyRead, this, [this, socket, message] {
+            if (message->state() != InstanceMessage::State::Incomplete) return;
+            const InstanceMessage::State state = message->append(socket->readAll());
+            if (state == InstanceMessage::State::TooLong) {
+                socket->abort();  // not a launch of ours; nothing of it is kept
+                return;
+            }
+            if (state != InstanceMessage::State::Complete) return;
+            const QStringList files = message->files();
             socket->write("ok\n");
             socket->flush();
             Q_EMIT filesReceived(files);

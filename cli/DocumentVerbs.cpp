@@ -10,6 +10,7 @@
 #include "document/RecordModel.h"
 #include "foundation/FileBytes.h"
 #include "foundation/JsonWriter.h"
+#include "foundation/PrivateFile.h"
 #include "importexport/ZKDataExportManager.h"
 #include "importexport/ZKDataImportManager.h"
 #include "foundation/UserDefaults.h"
@@ -22,7 +23,6 @@
 #include <QHash>
 #include <QTimeZone>
 #include <QFileInfo>
-#include <QSaveFile>
 #include <QSettings>
 
 #include <termios.h>
@@ -171,19 +171,13 @@ int open(const QString& path, bool passwordStdin, MyDocument& doc, const Streams
     return kExitOk;
 }
 
-// Written beside the target and renamed over it, so a failure never leaves half a file.
 int save(MyDocument& doc, const QString& path, const Streams& io) {
     const auto bytes = doc.dataOfType(QStringLiteral("qvane"));
     if (!bytes) {
         print(io.err, QStringLiteral("qvane: the document could not be enciphered\n"));
         return kExitUnreadable;
     }
-    QSaveFile out(path);
-    if (!out.open(QIODevice::WriteOnly) || out.write(*bytes) != bytes->size() || !out.commit()) {
-        print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(path, out.errorString()));
-        return kExitUnreadable;
-    }
-    return kExitOk;
+    return writeDocumentFile(path, *bytes, doc.plainPassword, io);
 }
 
 bool samePath(const QString& a, const QString& b) {
@@ -239,6 +233,29 @@ void writeDocumentJson(JsonWriter& w, const MyDocument& doc) {
 }
 
 }  // namespace
+
+int writeDocumentFile(const QString& path, const QByteArray& bytes, const QString& password, const Streams& io) {
+    {
+        MyDocument check;
+        bool opens = check.read(bytes, nullptr) == MyDocument::ReadResult::Taken;
+        if (opens) {
+            check.plainPassword = password;
+            opens = check.Decript() == 0;
+        }
+        check.wipePasswords();
+        if (!opens) {
+            print(io.err, QStringLiteral("qvane: the new contents could not be read back with the password, so %1 "
+                                         "was left as it was\n").arg(path));
+            return kExitCannotWrite;
+        }
+    }
+    QString error;
+    if (!writePrivately(path, bytes, &error)) {
+        print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(path, error));
+        return kExitCannotWrite;
+    }
+    return kExitOk;
+}
 
 int runInfo(const QStringList& args, const Streams& io) {
     const Parsed p = parse(args);
@@ -471,6 +488,48 @@ qsizetype fieldIndexByTitle(const Array& keyArray, const QString& title) {
 
 }  // namespace
 
+QString applyImportMap(ZKDataImportManager& importer, const Array& keyArray, const QString& map) {
+    if (map == QLatin1String("cascade")) {
+        importer.AssignCascadeImportFields();
+        return {};
+    }
+    if (map == QLatin1String("header")) {
+        importer.tryAssignFromFirstRow();
+        return {};
+    }
+    importer.ResetImportFields();
+    for (const QString& pair : map.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        const qsizetype eq = pair.indexOf(QLatin1Char('='));
+        bool ok = false;
+        const int column = pair.left(eq).trimmed().toInt(&ok);
+        const qsizetype field = eq > 0 ? fieldIndexByTitle(keyArray, pair.mid(eq + 1)) : -1;
+        if (!ok || field < 0 || column < 0 || column >= int(importer.destFieldArray().size()))
+            return QStringLiteral("cannot map \"%1\": use COLUMN=TITLE with a column of the file and a title among "
+                                  "Category, Name, Url, Account, User ID, Password, Pin, Security, Email, Note")
+                .arg(pair);
+        importer.destinationSelected(column, importer.rowToStartCascadeAssignment + int(field));
+    }
+    return {};
+}
+
+QString applyExportTags(ZKDataExportManager& exporter, const QString& tags) {
+    for (const QString& pair : tags.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        const QString key = pair.section(QLatin1Char('='), 0, 0), value = pair.section(QLatin1Char('='), 1);
+        QString* target = key == QLatin1String("start_of_file")     ? &exporter.start_of_file
+                          : key == QLatin1String("end_of_file")      ? &exporter.end_of_file
+                          : key == QLatin1String("start_of_record")  ? &exporter.start_of_record
+                          : key == QLatin1String("end_of_record")    ? &exporter.end_of_record
+                          : key == QLatin1String("field_open_tag")   ? &exporter.field_open_tag
+                          : key == QLatin1String("field_close_tag")  ? &exporter.field_close_tag
+                          : key == QLatin1String("field_separator")  ? &exporter.field_separator
+                          : key == QLatin1String("use_end_of_record_in_last_record") ? &exporter.use_end_of_record_in_last_record
+                                                                                     : nullptr;
+        if (!target) return QStringLiteral("unknown tag \"%1\"").arg(key);
+        *target = value;
+    }
+    return {};
+}
+
 int runImport(const QStringList& args, const Streams& io) {
     const Parsed p = parse(args, {QStringLiteral("--skip-first")},
                            {QStringLiteral("--format"), QStringLiteral("--encoding"), QStringLiteral("--map")});
@@ -491,29 +550,20 @@ int runImport(const QStringList& args, const Streams& io) {
     DocumentBrowser browser(doc);
     MyDataImportManager importer(doc.myArray, doc.myKeyArrayForImport);
     importer.loadDataFromFile(p.positional[1], format, encoding);
-    const QString map = p.values.value(QStringLiteral("--map"), QStringLiteral("cascade"));
-    if (map == QLatin1String("cascade")) {
-        importer.AssignCascadeImportFields();
-    } else if (map == QLatin1String("header")) {
-        importer.tryAssignFromFirstRow();
-    } else {
-        importer.ResetImportFields();
-        for (const QString& pair : map.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
-            const qsizetype eq = pair.indexOf(QLatin1Char('='));
-            bool ok = false;
-            const int column = pair.left(eq).trimmed().toInt(&ok);
-            const qsizetype field = eq > 0 ? fieldIndexByTitle(doc.myKeyArrayForImport, pair.mid(eq + 1)) : -1;
-            if (!ok || field < 0 || column < 0 || column >= int(importer.destFieldArray().size()))
-                return usage(io, QStringLiteral("cannot map \"%1\": use COLUMN=TITLE with a column of the file and "
-                                                "a title among Category, Name, Url, Account, User ID, Password, Pin, "
-                                                "Security, Email, Note").arg(pair));
-            importer.destinationSelected(column, importer.rowToStartCascadeAssignment + int(field));
-        }
-    }
+    const QString mapError =
+        applyImportMap(importer, doc.myKeyArrayForImport, p.values.value(QStringLiteral("--map"), QStringLiteral("cascade")));
+    if (!mapError.isEmpty()) return usage(io, mapError);
     if (p.flags.contains(QStringLiteral("--skip-first"))) importer.doNotImportFirstRecord = true;
     const qsizetype before = doc.myArray.count();
     importer.DoImport();
-    browser.justFinishedImporting();
+    if (doc.myArray.count() == before) {
+        print(io.err, QStringLiteral("qvane: %1 gave no record to import (empty, not text in the chosen encoding, or "
+                                     "no rows of fields); %2 was not changed\n")
+                          .arg(p.positional[1], p.positional[0]));
+        return kExitNothingImported;
+    }
+    // Only the new records get a category here; the others keep theirs.
+    browser.justFinishedImporting(before);
     if (int s = save(doc, p.positional[0], io)) return s;
     print(io.err, QStringLiteral("imported %1 records (%2 columns mapped)\n")
                       .arg(doc.myArray.count() - before)
@@ -558,24 +608,12 @@ int runExport(const QStringList& args, const Streams& io) {
         exporter.addSelectedToRight({i});
     }
     if (p.values.contains(QStringLiteral("--preset"))) exporter.setCustomFields(p.values.value(QStringLiteral("--preset")).toInt());
-    for (const QString& pair : p.values.value(QStringLiteral("--tags")).split(QLatin1Char(','), Qt::SkipEmptyParts)) {
-        const QString key = pair.section(QLatin1Char('='), 0, 0), value = pair.section(QLatin1Char('='), 1);
-        QString* target = key == QLatin1String("start_of_file")     ? &exporter.start_of_file
-                          : key == QLatin1String("end_of_file")      ? &exporter.end_of_file
-                          : key == QLatin1String("start_of_record")  ? &exporter.start_of_record
-                          : key == QLatin1String("end_of_record")    ? &exporter.end_of_record
-                          : key == QLatin1String("field_open_tag")   ? &exporter.field_open_tag
-                          : key == QLatin1String("field_close_tag")  ? &exporter.field_close_tag
-                          : key == QLatin1String("field_separator")  ? &exporter.field_separator
-                          : key == QLatin1String("use_end_of_record_in_last_record") ? &exporter.use_end_of_record_in_last_record
-                                                                                     : nullptr;
-        if (!target) return usage(io, QStringLiteral("unknown tag \"%1\"").arg(key));
-        *target = value;
-    }
+    const QString tagsError = applyExportTags(exporter, p.values.value(QStringLiteral("--tags")));
+    if (!tagsError.isEmpty()) return usage(io, tagsError);
     QString error;
     if (!exporter.writeToFile(out, &error)) {
         print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(out, error));
-        return kExitUnreadable;
+        return kExitCannotWrite;
     }
     return kExitOk;
 }

@@ -4,6 +4,13 @@
 
 #include "QvaneCommand.h"
 
+#include "foundation/Value.h"
+
+namespace qv {
+class ZKDataExportManager;
+class ZKDataImportManager;
+}  // namespace qv
+
 namespace qv::cli {
 
 int runInfo(const QStringList& args, const Streams& io);
@@ -18,5 +25,15 @@ int runExport(const QStringList& args, const Streams& io);
 int runReport(const QStringList& args, const Streams& io);
 // Brings the records of a second version of a document into the first; deletes nothing.
 int runMerge(const QStringList& args, const Streams& io);
+
+// The --map option of import (cascade, header, or COLUMN=TITLE,...) and the --tags option of
+// export (KEY=VALUE,...); empty on success, else what to tell the user.
+QString applyImportMap(ZKDataImportManager& importer, const Array& keyArray, const QString& map);
+QString applyExportTags(ZKDataExportManager& exporter, const QString& tags);
+
+// Writes a document's bytes over `path` atomically, once they have been read back and decrypted
+// with `password` as an opening would: bytes that don't open never reach the disk. Its exit
+// status, with the reason printed on a failure.
+int writeDocumentFile(const QString& path, const QByteArray& bytes, const QString& password, const Streams& io);
 
 }  // namespace qv::cli

@@ -44,6 +44,7 @@ QString usageText() {
         "                     60, 61; default 40), --length N (5 to 42, default 12), --count K.\n"
         "                     Honours the characters to avoid set in the preferences.\n"
         "  import FILE TEXT   Add the rows of a tab, comma or semicolon file as records and save FILE.\n"
+        "                     The records already there keep their categories.\n"
         "                     --format 0-3, --encoding CODE, --map cascade|header|COL=TITLE,...,\n"
         "                     --skip-first.\n"
         "  export FILE        Write records to a text file: --format 0-5 -o OUT, --fields TITLES,\n"
@@ -62,8 +63,13 @@ QString usageText() {
         "  -h, --help     Show this help and exit.\n"
         "  -V, --version  Show the release and exit.\n"
         "\n"
+        "New documents and exports are readable by their owner only; a file that exists keeps its\n"
+        "mode.\n"
+        "\n"
         "Exit status: 0 success, 1 wrong password, 2 usage error, 3 document made by a newer\n"
         "release, 4 file that cannot be read as a document, 5 not enough memory (no file changed),\n"
+        "6 nothing imported (the text file gave no record; the document was not rewritten),\n"
+        "7 could not write (full disk, read-only place, no permission; the old file is intact),\n"
         "9 the health report found something.\n");
 }
 

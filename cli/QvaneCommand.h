@@ -17,6 +17,8 @@ enum ExitStatus : int {
     kExitTooNew = 3,
     kExitUnreadable = 4,
     kExitNoMemory = 5,
+    kExitNothingImported = 6,
+    kExitCannotWrite = 7,
     kExitFindings = 9,  // report: something to tell
 };
 

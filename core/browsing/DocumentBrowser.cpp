@@ -366,9 +366,10 @@ void DocumentBrowser::synkNotesWithCategory() {
 
 // ---- Import ----
 
-void DocumentBrowser::justFinishedImporting() {
+void DocumentBrowser::justFinishedImporting(qsizetype firstImported) {
     records_.setContent(doc_.myArray);  // the new records are in the table already
-    for (const Value& r : doc_.myArray) {
+    for (qsizetype i = firstImported; i < doc_.myArray.count(); ++i) {
+        const Value r = doc_.myArray.at(i);
         Dictionary record = r.toDictionary();
         const QString title = record.value(keys::categoryNAME).toString();
         if (!title.isEmpty()) {

@@ -94,8 +94,10 @@ public:
 
     // ---- Import ----
     // After an import added records: categories by title (made once per new title), every other
-    // record through catToAssignToNewObject, the temporary key removed; then marked once.
-    void justFinishedImporting();
+    // record through catToAssignToNewObject, the temporary key removed; then marked once. The
+    // window passes every record through (as it always has); qvane only those from
+    // `firstImported` on, so that the records that were there keep their categories.
+    void justFinishedImporting(qsizetype firstImported = 0);
 
     // ---- Columns and table ----
     Value myShowPasswordInTable;  // absent at first, which reads false

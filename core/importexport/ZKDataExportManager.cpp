@@ -1,6 +1,7 @@
 #include "ZKDataExportManager.h"
 
 #include "document/DocumentKeys.h"
+#include "foundation/PrivateFile.h"
 
 #include <QDateTime>
 #include <QLocale>
@@ -8,6 +9,7 @@
 #include <QTimeZone>
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace qv {
@@ -169,6 +171,8 @@ public:
             }
         }
     }
+    // The system's error number of the write that failed, 0 when none did.
+    int failure() const { return failure_; }
     // False when a write failed.
     bool finish() {
         if (high_) byte('?');
@@ -180,7 +184,11 @@ public:
 private:
     void byte(char32_t b) { buffer_[used_++] = char(b); }
     void flush() {
-        if (ok_ && used_ > 0) ok_ = file_.write(buffer_.constData(), used_) == used_;
+        if (ok_ && used_ > 0) {
+            errno = 0;
+            ok_ = file_.write(buffer_.constData(), used_) == used_;
+            if (!ok_) failure_ = errno;
+        }
         used_ = 0;
     }
     QIODevice& file_;
@@ -188,6 +196,7 @@ private:
     qsizetype used_ = 0;
     char32_t high_ = 0;
     bool ok_ = true;
+    int failure_ = 0;
 };
 
 QString unescapeTag(QString s) {
@@ -286,13 +295,22 @@ std::optional<QString> ZKDataExportManager::chooseFile(FilePanel& panel, const s
 
 bool ZKDataExportManager::writeToFile(const QString& path, QString* error) {
     QSaveFile file(path);
-    bool ok = file.open(QIODevice::WriteOnly);
+    bool ok = openPrivately(file);
     if (ok) {
         Utf8Writer out(file);
         produce([&out](QStringView piece) { out.put(piece); });
-        ok = out.finish() && file.commit();
+        ok = out.finish();
+        if (!ok) {
+            file.cancelWriting();
+            if (error) *error = failureReason(file, out.failure());
+        } else {
+            errno = 0;
+            ok = file.commit();
+            if (!ok && error) *error = failureReason(file, errno);
+        }
+    } else if (error) {
+        *error = file.errorString();
     }
-    if (!ok && error) *error = file.errorString();
     didExport();
     return ok;
 }

@@ -6,6 +6,7 @@
 
 #include "document/DocumentKeys.h"
 #include "document/RecordModel.h"
+#include "foundation/UnicodeText.h"
 
 #include <cstdio>
 
@@ -87,6 +88,7 @@ void ZKDataImportManager::loadDataFromFile(const QString& path, int fileType, in
 
 void ZKDataImportManager::loadDataFromText(QString text, int fileType) {
     grid_.clear();
+    text = withoutLoneSurrogates(std::move(text));
     ZKSmartStringFileReader::replaceStringWithNewline(text);
     // Rows are views into the text, so only the fields are ever copied out of it.
     const int dialect = fileType == 0 ? rows::detectDialect(text) : fileType;

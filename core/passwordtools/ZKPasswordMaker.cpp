@@ -95,17 +95,17 @@ std::optional<QString> ZKPasswordMaker::generatePasswordType(int tag, int length
 
 QString ZKPasswordMaker::generatePasswordFromStringArray(const QString& alphabet, int, int length) const {
     QString out;
-    for (int i = 0; i < length; ++i) out += alphabet.at(qsizetype(ZKRandomInteger(0, alphabet.size() - 1)));
+    for (int i = 0; i < length; ++i) out += alphabet.at(qsizetype(ZKSecureRandomBelow(std::uint64_t(alphabet.size()))));
     return out;
 }
 
 QString ZKPasswordMaker::generatePasswordFromArrayOfVowels(const QStringList& vowels, const QStringList& consonants,
                                                            int, int length) const {
-    bool vowelTurn = ZKRandomInteger(0, 1) == 1;
+    bool vowelTurn = ZKSecureRandomBelow(2) == 1;
     QString out;
     do {
         const QStringList& list = vowelTurn ? vowels : consonants;
-        out += list.at(qsizetype(ZKRandomInteger(0, list.size() - 1)));
+        out += list.at(qsizetype(ZKSecureRandomBelow(std::uint64_t(list.size()))));
         vowelTurn = !vowelTurn;
     } while (out.size() < length);
     // A last group of two letters may be cut in half: the length is exact.

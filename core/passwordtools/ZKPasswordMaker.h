@@ -3,7 +3,8 @@
 // The password generator: fixed alphabets (the upper-case one has 24 letters, without H and I,
 // as every release has had it), a preference list of characters to avoid, type tags that choose
 // the alphabets, readable passwords of alternating vowel and consonant groups, and a rating
-// from the tag and the length alone. It draws with the program's plain random integer.
+// from the tag and the length alone. It draws from the secure random source, each character or
+// group with equal chance.
 
 #include <QString>
 #include <QStringList>

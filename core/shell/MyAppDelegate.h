@@ -43,11 +43,13 @@ inline const QString enableDisambiguator = QStringLiteral("enableDisambiguator")
 inline const QString StartupSelectedDocPath = QStringLiteral("StartupSelectedDocPath");
 inline const QString StartupSelectedDocBookmark = QStringLiteral("StartupSelectedDocBookmark");
 inline const QString lastCheckDateForUpdate = QStringLiteral("lastCheckDateForUpdate");
-// This program's own opt-in additions, off by default and registered apart from the table above:
-// seconds after which a copied value is cleared from the clipboard (0: never), and locking every
-// document when the screen locks or the machine goes to sleep.
+// This program's own additions, registered apart from the table above: seconds after which a
+// copied value is cleared from the clipboard (0: never), locking every document when the screen
+// locks or the machine goes to sleep (both off), and whether the update feed may be fetched at all
+// (on, as it always was; off, nothing goes to the network).
 inline const QString clearClipboardAfter = QStringLiteral("clearClipboardAfter");
 inline const QString lockDocumentsWhenSessionLocks = QStringLiteral("lockDocumentsWhenSessionLocks");
+inline const QString updateCheckEnabled = QStringLiteral("updateCheckEnabled");
 // After how many days without a change the password health report calls a password old.
 inline const QString passwordHealthOldAfterDays = QStringLiteral("passwordHealthOldAfterDays");
 inline Dictionary optInDefaults() {
@@ -55,6 +57,7 @@ inline Dictionary optInDefaults() {
     d.set(passwordHealthOldAfterDays, Value::integer(365));
     d.set(clearClipboardAfter, Value::integer(0));
     d.set(lockDocumentsWhenSessionLocks, Value::boolean(false));
+    d.set(updateCheckEnabled, Value::boolean(true));
     return d;
 }
 }  // namespace prefs

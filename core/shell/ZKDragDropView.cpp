@@ -1,5 +1,7 @@
 #include "ZKDragDropView.h"
 
+#include "foundation/UnicodeText.h"
+
 #include <QFileInfo>
 
 namespace qv {
@@ -73,7 +75,8 @@ void ZKDragDropViewFileUrl::addLinkToFiles(const QStringList& paths) {
     if (!paths.isEmpty()) setValue(kFileKey, paths.first());
 }
 
-void ZKDragDropView::setValue(const QString& key, const QString& value) {
+void ZKDragDropView::setValue(const QString& key, const QString& dropped) {
+    const QString value = withoutLoneSurrogates(dropped);
     (key == kFileKey ? myFilePathDropped : myUrlPathDropped) = value;
     if (observer) observer(key, value);
 }

@@ -2,6 +2,7 @@
 
 #include "foundation/PropertyList.h"
 #include "foundation/ZKAppSupportUtility.h"
+#include "shell/MyAppDelegate.h"
 
 #include <QUrl>
 
@@ -45,7 +46,16 @@ int ZKPhoneHome::runModal(const Alert& alert) const {
     return services_.runModal ? services_.runModal(alert) : kAlertSecondButtonReturn + 1;
 }
 
+bool ZKPhoneHome::updateCheckAllowed() const {
+    if (!builtWithUpdateCheck) return false;
+    // Absent until the preferences are registered or set: on, as it always was.
+    const Value enabled = services_.defaults ? services_.defaults->objectForKey(prefs::updateCheckEnabled) : Value();
+    return enabled.isAbsent() || enabled.toBool();
+}
+
 void ZKPhoneHome::startupProcedure(const Sender&) {
+    // Turned off, there is nothing to check and nothing to invite to.
+    if (!updateCheckAllowed()) return;
     // The feed is fetched once a day either way; the preference only decides whether the user
     // hears of a new release.
     if (services_.defaults && services_.defaults->boolForKey(kNotifyUpdate)) {
@@ -77,6 +87,21 @@ void ZKPhoneHome::checkForLastReleaseAvailableWithNotify(const Sender&) {
 }
 
 void ZKPhoneHome::checkForLastReleaseAvailableAndNotifyIsAvailable(bool notifyIsAvailable, bool notAvailable) {
+    if (!updateCheckAllowed()) {
+        // Only a check the user asked for says why nothing happens.
+        if (notAvailable) {
+            Alert alert;
+            alert.messageText = QStringLiteral("%1 does not check for updates").arg(myAppName);
+            alert.informativeText =
+                builtWithUpdateCheck
+                    ? QStringLiteral("Checking for updates is turned off in the Software Update preferences.")
+                    : QStringLiteral("This copy was built without the update check; new releases come with your "
+                                     "system's updates.");
+            alert.buttons = {QStringLiteral("OK")};
+            runModal(alert);
+        }
+        return;
+    }
     isChekingUpdateSystem = true;
     getDictionaryFromTheNet([this, notifyIsAvailable, notAvailable](std::optional<Dictionary> feed) {
         if (feed) {
@@ -108,7 +133,7 @@ void ZKPhoneHome::getDictionaryFromTheNet(std::function<void(std::optional<Dicti
 
 void ZKPhoneHome::tryMirror(int index, std::function<void(std::optional<Dictionary>)> done) {
     const QString mirrors[] = {myPlistUrl1, myPlistUrl2, myPlistUrl3, myPlistUrl4};
-    if (index >= 4) {
+    if (index >= 4 || !updateCheckAllowed()) {
         done(std::nullopt);
         return;
     }

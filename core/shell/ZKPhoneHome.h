@@ -60,6 +60,17 @@ public:
     void SetValueAppRelease(std::int64_t release, const QString& appName, const QString& plistUrl1,
                             const QString& plistUrl2, const QString& plistUrl3, const QString& plistUrl4);
 
+    // Whether this build may fetch the feed at all: a distribution package built with
+    // -DQV_UPDATE_CHECK=OFF never does (tests change it to stand for such a build).
+#ifdef QV_UPDATE_CHECK_DISABLED
+    bool builtWithUpdateCheck = false;
+#else
+    bool builtWithUpdateCheck = true;
+#endif
+    // The build allows it and the preference `updateCheckEnabled` is not off. When false, no
+    // request leaves the machine: neither the daily check nor the user's own.
+    bool updateCheckAllowed() const;
+
     bool isChekingUpdateSystem = false;
     std::int64_t myAppRelease = 0;
     QString myAppName;

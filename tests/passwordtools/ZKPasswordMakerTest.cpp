@@ -1,6 +1,12 @@
 #include "passwordtools/ZKPasswordMaker.h"
 
+#include "crypto/ZKRandom.h"
+
+#include <QHash>
 #include <QSet>
+
+#include <cmath>
+#include <deque>
 
 #include <gtest/gtest.h>
 
@@ -58,6 +64,57 @@ TEST(PasswordMaker, DisambiguatorExactCaseAndReadableRules) {
     EXPECT_TRUE(m.generatePasswordType(20, 8, true, QStringLiteral("0123456789")).has_value());
     EXPECT_EQ(ZKPasswordMaker::clampLength(3), 5);
     EXPECT_EQ(ZKPasswordMaker::clampLength(100), 42);
+}
+
+TEST(PasswordMaker, EveryCharacterOfATypeIsEquallyLikely) {
+    // Thousands of characters per type: each character of the type's alphabet turns up, nothing
+    // else does, and the counts pass a chi-square test far out in its tail (about one false alarm
+    // in a million runs). A generator folding a byte onto the alphabet with a plain modulo makes
+    // the first characters a third likelier and fails it.
+    ZKPasswordMaker m;
+    for (int tag : {10, 11, 20, 21, 22, 30, 40, 41, 42, 52, 12}) {
+        m.generatePasswordType(tag, 1, false, QString());
+        const QString alphabet = m.alphabetForTag(tag);
+        const int perCharacter = 300;
+        const int total = int(alphabet.size()) * perCharacter;
+        QHash<QChar, int> counts;
+        for (int drawn = 0; drawn < total; drawn += 40) {
+            const QString password = m.generatePasswordType(tag, 40, false, QString()).value_or(QString());
+            for (QChar c : password) ++counts[c];
+        }
+        ASSERT_EQ(counts.size(), QSet<QChar>(alphabet.begin(), alphabet.end()).size()) << tag;
+        double chi2 = 0, n = 0;
+        for (auto it = counts.cbegin(); it != counts.cend(); ++it) n += it.value();
+        const double expected = n / double(alphabet.size());
+        for (QChar c : alphabet) {
+            ASSERT_TRUE(counts.contains(c)) << tag << " never gave " << c.toLatin1();
+            chi2 += std::pow(counts.value(c) - expected, 2) / expected;
+        }
+        const double dof = double(alphabet.size() - 1);
+        EXPECT_LT(chi2, dof + 7 * std::sqrt(2 * dof) + 10) << "tag " << tag;
+    }
+}
+
+TEST(PasswordMaker, DrawsThrowAwayTheWordsThatWouldFavourTheFirstResults) {
+    // 2^64 mod 3 is 1: the word 0 is the surplus and must be drawn again; 5 then gives 2.
+    std::deque<std::uint64_t> words{0, 5};
+    auto next = [&] {
+        const std::uint64_t w = words.front();
+        words.pop_front();
+        return w;
+    };
+    EXPECT_EQ(ZKUniformBelow(3, next), 2u);
+    EXPECT_TRUE(words.empty());
+    // 2^64 mod 79 is 51: words 0 to 50 go, 51 is the first kept.
+    words = {50, 3, 130, 7};
+    EXPECT_EQ(ZKUniformBelow(79, next), 51u);
+    EXPECT_EQ(words.size(), 1u);
+    words = {51};
+    EXPECT_EQ(ZKUniformBelow(79, next), 51u);
+    // A power of two has no surplus.
+    words = {0};
+    EXPECT_EQ(ZKUniformBelow(16, next), 0u);
+    for (int i = 0; i < 1000; ++i) ASSERT_LT(ZKSecureRandomBelow(7), 7u);
 }
 
 TEST(PasswordRating, TableOfExamplesAndTheStars) {
