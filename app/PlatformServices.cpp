@@ -134,9 +134,14 @@ private:
 
 }  // namespace
 
+QIcon TrayStatusItem::trayIcon() {
+    return QIcon::fromTheme(QStringLiteral("quorvane-symbolic"),
+                            QIcon::fromTheme(QStringLiteral("quorvane"), QIcon(QStringLiteral(":/images/pushpullblack.png"))));
+}
+
 TrayStatusItem::TrayStatusItem() {
     if (QSystemTrayIcon::isSystemTrayAvailable()) {
-        tray_ = new QSystemTrayIcon(QIcon(QStringLiteral(":/images/pushpullblack.png")), this);
+        tray_ = new QSystemTrayIcon(trayIcon(), this);
         connect(tray_, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason) {
             if (auto c = clicked_) c();
         });

@@ -10,6 +10,7 @@
 #include "foundation/Workspace.h"
 
 #include <QDBusConnection>
+#include <QIcon>
 #include <QObject>
 #include <QPointer>
 #include <QTimer>
@@ -77,6 +78,10 @@ public:
     bool isShown() const override { return shown_; }
     // The stand-in window when there is no tray (null otherwise); for tests and screenshots.
     QWidget* standIn() const { return standIn_; }
+    // The installed one-colour icon, which the panel draws in its own colour on a dark or a light
+    // panel; without it the coloured program icon, and a program run from its build folder, with
+    // no icon installed, the image it carries.
+    static QIcon trayIcon();
 
 private:
     QSystemTrayIcon* tray_ = nullptr;

@@ -5,6 +5,7 @@
 #include "ImportExportSheets.h"
 #include "PasswordMakerWindow.h"
 #include "PasswordSheet.h"
+#include "PlatformServices.h"
 #include "RecordTableModel.h"
 #include "HealthSheet.h"
 #include "CategoryView.h"
@@ -34,6 +35,8 @@
 #include <QTreeWidget>
 #include <QFile>
 #include <QFileInfo>
+#include <QIcon>
+#include <QImage>
 #include <QPrinter>
 #include <QLineEdit>
 #include <QLocale>
@@ -548,6 +551,43 @@ public:
 };
 
 }  // namespace
+
+// The tray icon comes from the installed icon theme: the one-colour icon that panels draw in
+// their own colour, else the coloured program icon, else the image the program carries.
+TEST(PasswordTools, TrayIconPrefersTheInstalledSymbolicIconThenTheColouredOne) {
+    const QStringList savedPaths = QIcon::themeSearchPaths();
+    const QString savedTheme = QIcon::themeName();
+    QTemporaryDir dir;
+    const QString theme = dir.filePath(QStringLiteral("hicolor"));
+    ASSERT_TRUE(QDir().mkpath(theme + QStringLiteral("/48x48/apps")));
+    QFile index(theme + QStringLiteral("/index.theme"));
+    ASSERT_TRUE(index.open(QIODevice::WriteOnly));
+    index.write("[Icon Theme]\nName=Hicolor\nDirectories=48x48/apps\n\n[48x48/apps]\nSize=48\nType=Fixed\n");
+    index.close();
+    const auto install = [&](const char* name, Qt::GlobalColor colour) {
+        QImage image(48, 48, QImage::Format_ARGB32);
+        image.fill(colour);
+        ASSERT_TRUE(image.save(theme + QStringLiteral("/48x48/apps/%1.png").arg(QLatin1String(name))));
+        QIcon::setThemeSearchPaths({dir.path()});  // forgets what was looked up before
+    };
+    QIcon::setThemeName(QStringLiteral("hicolor"));
+    QIcon::setThemeSearchPaths({dir.path()});
+
+    const QIcon carried = TrayStatusItem::trayIcon();
+    EXPECT_TRUE(carried.name().isEmpty());
+    EXPECT_EQ(carried.pixmap(32).toImage().size(), QSize(32, 32));  // the program's own image
+
+    install("quorvane", Qt::blue);
+    EXPECT_EQ(TrayStatusItem::trayIcon().name(), QStringLiteral("quorvane"));
+    EXPECT_EQ(TrayStatusItem::trayIcon().pixmap(48).toImage().pixelColor(24, 24), QColor(Qt::blue));
+
+    install("quorvane-symbolic", Qt::black);
+    EXPECT_EQ(TrayStatusItem::trayIcon().name(), QStringLiteral("quorvane-symbolic"));
+    EXPECT_EQ(TrayStatusItem::trayIcon().pixmap(48).toImage().pixelColor(24, 24), QColor(Qt::black));
+
+    QIcon::setThemeSearchPaths(savedPaths);
+    QIcon::setThemeName(savedTheme);
+}
 
 TEST(ImportExportSheets, ImportMappedByHeaderThenExportAllAsQuotedComma) {
     QTemporaryDir dir;

@@ -1,0 +1,47 @@
+# fish completion for qvane.
+# A new command needs a line in the first block and its options below (and in qvane.bash and _qvane).
+
+set -l commands info dump convert new ls generate import export
+set -l columns category name account userID password pin security url email createdDate modificationDate usageCount
+
+complete -c qvane -f
+complete -c qvane -n "not __fish_seen_subcommand_from $commands" -s h -l help -d 'Show the usage and exit'
+complete -c qvane -n "not __fish_seen_subcommand_from $commands" -s V -l version -d 'Show the release and exit'
+complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a info -d "Show a document's generation and format"
+complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a dump -d 'Print the whole document as JSON'
+complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a convert -d 'Save a document in the current format to another file'
+complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a new -d 'Make a new empty document'
+complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a ls -d 'List the records as the window shows them'
+complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a generate -d 'Make passwords'
+complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a import -d 'Add the rows of a text file as records'
+complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a export -d 'Write records to a text file'
+
+# Documents and text files, for every command but generate.
+complete -c qvane -n "__fish_seen_subcommand_from info dump convert new ls import export" -F
+
+complete -c qvane -n "__fish_seen_subcommand_from dump convert new ls import export" -l password-stdin -d 'Read the master password as one line of standard input'
+complete -c qvane -n "__fish_seen_subcommand_from convert" -l new-password-stdin -d 'Read the new master password as the next line of standard input'
+
+complete -c qvane -n "__fish_seen_subcommand_from ls export" -l category -x -d 'Only the records of this category'
+complete -c qvane -n "__fish_seen_subcommand_from ls export" -l search -x -d 'Only the records this search shows'
+complete -c qvane -n "__fish_seen_subcommand_from ls" -l sort -x -a "$columns" -d 'Sort by a column'
+complete -c qvane -n "__fish_seen_subcommand_from ls" -l descending -d 'Sort in descending order'
+complete -c qvane -n "__fish_seen_subcommand_from ls" -l columns -x -a "(__fish_append , $columns)" -d 'The columns to show'
+complete -c qvane -n "__fish_seen_subcommand_from ls" -l show-secrets -d 'Show passwords, PINs and security answers in clear'
+complete -c qvane -n "__fish_seen_subcommand_from ls" -l json -d 'Print the records as dump does'
+
+complete -c qvane -n "__fish_seen_subcommand_from generate" -l type -x -a '10 11 20 21 22 30 40 41 42 52 60 61' -d 'The kind of password'
+complete -c qvane -n "__fish_seen_subcommand_from generate" -l length -x -d 'The length, 5 to 42'
+complete -c qvane -n "__fish_seen_subcommand_from generate" -l count -x -d 'How many passwords'
+
+complete -c qvane -n "__fish_seen_subcommand_from import" -l format -x -a '0 1 2 3' -d '0 automatic, 1 tab, 2 comma, 3 semicolon'
+complete -c qvane -n "__fish_seen_subcommand_from import" -l encoding -x -a '0 1 10 11 12 20 21 22 30 50' -d "The text file's encoding code"
+complete -c qvane -n "__fish_seen_subcommand_from import" -l map -x -a 'cascade header' -d 'Which column goes to which field'
+complete -c qvane -n "__fish_seen_subcommand_from import" -l skip-first -d 'Do not import the first row'
+
+complete -c qvane -n "__fish_seen_subcommand_from export" -l format -x -a '0 1 2 3 4 5' -d '0 custom, 1 tab, 2 quoted comma, 3 table, 4 web page, 5 comma'
+complete -c qvane -n "__fish_seen_subcommand_from export" -s o -r -F -d 'The file to write'
+complete -c qvane -n "__fish_seen_subcommand_from export" -l fields -x -d 'The field titles to write, separated by commas'
+complete -c qvane -n "__fish_seen_subcommand_from export" -l header -d 'Write the field titles as the first row'
+complete -c qvane -n "__fish_seen_subcommand_from export" -l preset -x -a '1 2 3 4 5' -d 'Start format 0 from a preset'
+complete -c qvane -n "__fish_seen_subcommand_from export" -l tags -x -d 'The tags of format 0, KEY=VALUE,...'
