@@ -4,6 +4,14 @@
 
 #include "QvaneCommand.h"
 
+#include <QString>
+
+#include <optional>
+
+namespace qv {
+class MyDocument;
+}
+
 namespace qv::cli {
 
 int runInfo(const QStringList& args, const Streams& io);
@@ -16,5 +24,16 @@ int runImport(const QStringList& args, const Streams& io);
 int runExport(const QStringList& args, const Streams& io);
 // Weak, reused, old and missing passwords; exits 9 when there is anything to report.
 int runReport(const QStringList& args, const Streams& io);
+
+// Other password managers' files: `import --from FORMAT` and `export --format` of their formats.
+int runForeignImport(const QStringList& args, const Streams& io);
+int runForeignExport(const QStringList& args, const Streams& io);
+bool isForeignExport(const QStringList& args);
+
+// Steps shared with the verbs above, for the verbs kept in files of their own.
+int openForVerb(const QString& path, bool passwordStdin, MyDocument& doc, const Streams& io);
+int saveForVerb(MyDocument& doc, const QString& path, const Streams& io);
+std::optional<QString> askPasswordForVerb(bool fromStdin, const char* prompt, const Streams& io);
+bool samePathForVerb(const QString& a, const QString& b);
 
 }  // namespace qv::cli

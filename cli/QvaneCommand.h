@@ -17,6 +17,7 @@ enum ExitStatus : int {
     kExitTooNew = 3,
     kExitUnreadable = 4,
     kExitNoMemory = 5,
+    kExitNothingImported = 6,  // import: the file could not be read as its format, or held nothing
     kExitFindings = 9,  // report: something to tell
 };
 

@@ -96,6 +96,9 @@ public:
     // After an import added records: categories by title (made once per new title), every other
     // record through catToAssignToNewObject, the temporary key removed; then marked once.
     void justFinishedImporting();
+    // After records were put straight into the table with their categories (an import of
+    // another program's file): the lists and the window catch up, and the document is marked.
+    void recordsWereImported();
 
     // ---- Columns and table ----
     Value myShowPasswordInTable;  // absent at first, which reads false

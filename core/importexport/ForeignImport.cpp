@@ -1,0 +1,602 @@
+#include "ForeignImport.h"
+
+#include "KdbxReader.h"
+#include "Rfc4180.h"
+
+#include "browsing/DocumentBrowser.h"
+#include "document/DocumentKeys.h"
+#include "document/RecordModel.h"
+
+#include <QDateTime>
+#include <QHash>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStringDecoder>
+#include <QTimeZone>
+#include <QUrl>
+#include <QXmlStreamReader>
+
+namespace qv {
+
+namespace ForeignImport {
+
+namespace {
+
+using Sink = std::function<void(ForeignEntry&&)>;
+
+constexpr double kUnixTo2001 = 978307200.0;
+// Seconds from 0001-01-01, where KDBX 4 counts its times from, to 2001-01-01.
+constexpr double kYearOneTo2001 = 63113904000.0;
+
+Result malformed(const QString& error) { return Result{Status::Malformed, error, 0}; }
+
+void appendLine(QString& note, const QString& key, const QString& value) {
+    if (value.isEmpty()) return;
+    if (!note.isEmpty()) note += QLatin1Char('\n');
+    note += key + QStringLiteral(": ") + value;
+}
+
+// Fields that have a place of their own in a record, when another program keeps them as extra
+// fields; everything else goes into the note as a line.
+bool takeKnownField(ForeignEntry& e, const QString& key, const QString& value) {
+    const QString k = key.trimmed().toLower();
+    if (k == QLatin1String("account")) e.account = value;
+    else if (k == QLatin1String("pin")) e.pin = value;
+    else if (k == QLatin1String("security")) e.security = value;
+    else if (k == QLatin1String("email")) e.email = value;
+    else return false;
+    return true;
+}
+
+QString hostOf(const QString& url) {
+    const QUrl u(url);
+    return u.host().isEmpty() ? url : u.host();
+}
+
+std::optional<QString> decodeUtf8(const QByteArray& data) {
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    QString text = decoder.decode(data);
+    if (decoder.hasError()) return std::nullopt;
+    return text;
+}
+
+// ---- CSV family ----
+
+// A CSV file's header by lower-cased name, and its rows checked against it.
+class CsvFile {
+public:
+    explicit CsvFile(const QString& text) : reader_(text) {}
+
+    // Reads the header; an error when a required column is missing.
+    QString readHeader(const QStringList& required) {
+        if (!reader_.next(&header_))
+            return reader_.error().isEmpty() ? QStringLiteral("line 1: the file is empty; a header row was expected") : reader_.error();
+        for (qsizetype i = 0; i < header_.size(); ++i) index_.insert(header_[i].trimmed().toLower(), i);
+        for (const QString& r : required)
+            if (!index_.contains(r))
+                return QStringLiteral("line %1: the header has no \"%2\" column").arg(reader_.recordLine()).arg(r);
+        return QString();
+    }
+    // The next row; false at the end or on an error, which error() then tells.
+    bool next() {
+        if (!reader_.next(&row_)) return false;
+        if (row_.size() != header_.size()) {
+            error_ = QStringLiteral("line %1: %2 fields where the header has %3")
+                         .arg(reader_.recordLine()).arg(row_.size()).arg(header_.size());
+            return false;
+        }
+        return true;
+    }
+    QString error() const { return error_.isEmpty() ? reader_.error() : error_; }
+    QString value(const QString& column) const {
+        const qsizetype i = index_.value(column, -1);
+        return i >= 0 ? row_.at(i) : QString();
+    }
+    qsizetype line() const { return reader_.recordLine(); }
+    const QStringList& header() const { return header_; }
+    const QStringList& row() const { return row_; }
+    bool has(const QString& column) const { return index_.contains(column); }
+
+private:
+    rfc4180::Reader reader_;
+    QStringList header_, row_;
+    QHash<QString, qsizetype> index_;
+    QString error_;
+};
+
+// Reads a CSV file with `required` columns, making each row an entry through `make`.
+template <typename Make>
+Result readCsv(const QByteArray& data, const QStringList& required, Make make, const Sink& sink) {
+    const auto text = decodeUtf8(data);
+    if (!text) return malformed(QStringLiteral("the file is not UTF-8 text"));
+    CsvFile csv(*text);
+    if (QString e = csv.readHeader(required); !e.isEmpty()) return malformed(e);
+    Result result;
+    while (csv.next()) {
+        ForeignEntry e;
+        if (QString problem = make(csv, e); !problem.isEmpty())
+            return malformed(QStringLiteral("line %1: %2").arg(csv.line()).arg(problem));
+        sink(std::move(e));
+        ++result.count;
+    }
+    if (!csv.error().isEmpty()) return malformed(csv.error());
+    return result;
+}
+
+QStringList splitPath(const QString& path, QChar separator) {
+    QStringList parts;
+    for (const QString& p : path.split(separator, Qt::SkipEmptyParts))
+        if (!p.trimmed().isEmpty()) parts << p.trimmed();
+    return parts;
+}
+
+Result readKeePassCsv(const QByteArray& data, const Sink& sink) {
+    return readCsv(data, {QStringLiteral("title"), QStringLiteral("password")}, [](const CsvFile& csv, ForeignEntry& e) {
+        // The group path starts at the root group, which is not a category.
+        e.group = splitPath(csv.value(QStringLiteral("group")), QLatin1Char('/'));
+        if (!e.group.isEmpty()) e.group.removeFirst();
+        e.title = csv.value(QStringLiteral("title"));
+        e.userName = csv.value(QStringLiteral("username"));
+        e.password = csv.value(QStringLiteral("password"));
+        e.url = csv.value(QStringLiteral("url"));
+        e.notes = csv.value(QStringLiteral("notes"));
+        appendLine(e.notes, QStringLiteral("TOTP"), csv.value(QStringLiteral("totp")));
+        for (const char* k : {"account", "pin", "security", "email"}) takeKnownField(e, QLatin1String(k), csv.value(QLatin1String(k)));
+        e.modified = dateFromIso(csv.value(QStringLiteral("last modified")));
+        e.created = dateFromIso(csv.value(QStringLiteral("created")));
+        return QString();
+    }, sink);
+}
+
+Result readBitwardenCsv(const QByteArray& data, const Sink& sink) {
+    return readCsv(data, {QStringLiteral("name"), QStringLiteral("login_password"), QStringLiteral("type")},
+                   [](const CsvFile& csv, ForeignEntry& e) {
+        e.group = splitPath(csv.value(QStringLiteral("folder")), QLatin1Char('/'));
+        e.title = csv.value(QStringLiteral("name"));
+        e.notes = csv.value(QStringLiteral("notes"));
+        // Custom fields come as "name: value" lines.
+        for (const QString& line : csv.value(QStringLiteral("fields")).split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+            const qsizetype colon = line.indexOf(QLatin1String(": "));
+            if (colon < 0 || !takeKnownField(e, line.left(colon), line.mid(colon + 2))) appendLine(e.notes, QStringLiteral("Field"), line);
+        }
+        const QStringList uris = csv.value(QStringLiteral("login_uri")).split(QLatin1Char(','), Qt::SkipEmptyParts);
+        if (!uris.isEmpty()) e.url = uris.first();
+        for (qsizetype i = 1; i < uris.size(); ++i) appendLine(e.notes, QStringLiteral("URI"), uris[i]);
+        e.userName = csv.value(QStringLiteral("login_username"));
+        e.password = csv.value(QStringLiteral("login_password"));
+        appendLine(e.notes, QStringLiteral("TOTP"), csv.value(QStringLiteral("login_totp")));
+        return QString();
+    }, sink);
+}
+
+Result readChromeCsv(const QByteArray& data, const Sink& sink) {
+    return readCsv(data, {QStringLiteral("name"), QStringLiteral("url"), QStringLiteral("username"), QStringLiteral("password")},
+                   [](const CsvFile& csv, ForeignEntry& e) {
+        e.url = csv.value(QStringLiteral("url"));
+        e.title = csv.value(QStringLiteral("name"));
+        if (e.title.isEmpty()) e.title = hostOf(e.url);
+        e.userName = csv.value(QStringLiteral("username"));
+        e.password = csv.value(QStringLiteral("password"));
+        e.notes = csv.has(QStringLiteral("note")) ? csv.value(QStringLiteral("note")) : csv.value(QStringLiteral("notes"));
+        return QString();
+    }, sink);
+}
+
+std::optional<double> fromMilliseconds(const QString& text, QString* problem, const char* column) {
+    if (text.isEmpty()) return std::nullopt;
+    bool ok = false;
+    const qint64 ms = text.toLongLong(&ok);
+    if (!ok) {
+        *problem = QStringLiteral("\"%1\" is not a time in milliseconds (column %2)").arg(text, QLatin1String(column));
+        return std::nullopt;
+    }
+    return double(ms) / 1000.0 - kUnixTo2001;
+}
+
+Result readFirefoxCsv(const QByteArray& data, const Sink& sink) {
+    return readCsv(data, {QStringLiteral("url"), QStringLiteral("username"), QStringLiteral("password")},
+                   [](const CsvFile& csv, ForeignEntry& e) {
+        e.url = csv.value(QStringLiteral("url"));
+        e.title = hostOf(e.url);
+        e.userName = csv.value(QStringLiteral("username"));
+        e.password = csv.value(QStringLiteral("password"));
+        QString problem;
+        e.created = fromMilliseconds(csv.value(QStringLiteral("timecreated")), &problem, "timeCreated");
+        e.modified = fromMilliseconds(csv.value(QStringLiteral("timepasswordchanged")), &problem, "timePasswordChanged");
+        return problem;
+    }, sink);
+}
+
+// Header names, lower case, of any CSV, and the record field each stands for.
+enum class Field { Category, Name, Url, Account, User, Password, Pin, Security, Email, Note };
+std::optional<Field> fieldOfHeader(const QString& h) {
+    static const QHash<QString, Field> names = {
+        {QStringLiteral("category"), Field::Category}, {QStringLiteral("group"), Field::Category},
+        {QStringLiteral("folder"), Field::Category},   {QStringLiteral("name"), Field::Name},
+        {QStringLiteral("title"), Field::Name},        {QStringLiteral("url"), Field::Url},
+        {QStringLiteral("website"), Field::Url},       {QStringLiteral("uri"), Field::Url},
+        {QStringLiteral("account"), Field::Account},   {QStringLiteral("user id"), Field::User},
+        {QStringLiteral("userid"), Field::User},       {QStringLiteral("username"), Field::User},
+        {QStringLiteral("user name"), Field::User},    {QStringLiteral("login"), Field::User},
+        {QStringLiteral("user"), Field::User},         {QStringLiteral("password"), Field::Password},
+        {QStringLiteral("pin"), Field::Pin},           {QStringLiteral("security"), Field::Security},
+        {QStringLiteral("email"), Field::Email},       {QStringLiteral("e-mail"), Field::Email},
+        {QStringLiteral("note"), Field::Note},         {QStringLiteral("notes"), Field::Note}};
+    const auto it = names.constFind(h.trimmed().toLower());
+    return it == names.constEnd() ? std::nullopt : std::optional<Field>(*it);
+}
+
+Result readAnyCsv(const QByteArray& data, const Sink& sink) {
+    std::vector<std::optional<Field>> fields;
+    return readCsv(data, {}, [&fields](const CsvFile& csv, ForeignEntry& e) {
+        if (fields.empty()) {
+            for (const QString& h : csv.header()) fields.push_back(fieldOfHeader(h));
+            if (std::none_of(fields.begin(), fields.end(), [](const auto& f) { return f.has_value(); }))
+                return QStringLiteral("no column of the header is named like a record field (Name, Title, Url, "
+                                      "User ID, Username, Password, Note, Category...)");
+        }
+        QStringList extra;
+        for (qsizetype i = 0; i < csv.row().size(); ++i) {
+            const QString& v = csv.row()[i];
+            if (!fields[size_t(i)]) {
+                if (!v.isEmpty()) extra << csv.header()[i].trimmed() + QStringLiteral(": ") + v;
+                continue;
+            }
+            switch (*fields[size_t(i)]) {
+            case Field::Category: e.group = v.isEmpty() ? QStringList() : QStringList{v}; break;
+            case Field::Name: e.title = v; break;
+            case Field::Url: e.url = v; break;
+            case Field::Account: e.account = v; break;
+            case Field::User: e.userName = v; break;
+            case Field::Password: e.password = v; break;
+            case Field::Pin: e.pin = v; break;
+            case Field::Security: e.security = v; break;
+            case Field::Email: e.email = v; break;
+            case Field::Note: e.notes = v; break;
+            }
+        }
+        for (const QString& x : extra) e.notes += (e.notes.isEmpty() ? QString() : QStringLiteral("\n")) + x;
+        return QString();
+    }, sink);
+}
+
+// ---- Hosted vault JSON ----
+
+qsizetype lineAt(const QByteArray& data, qsizetype offset) {
+    return data.left(std::min(offset, data.size())).count('\n') + 1;
+}
+
+QString jsonText(const QJsonValue& v) {
+    if (v.isString()) return v.toString();
+    if (v.isDouble()) return QString::number(v.toDouble(), 'g', 17);
+    if (v.isBool()) return v.toBool() ? QStringLiteral("true") : QStringLiteral("false");
+    return QString();
+}
+
+Result readBitwardenJson(const QByteArray& data, const Sink& sink) {
+    QJsonParseError parseError;
+    const QJsonDocument doc = QJsonDocument::fromJson(data, &parseError);
+    if (parseError.error != QJsonParseError::NoError)
+        return malformed(QStringLiteral("line %1: %2").arg(lineAt(data, parseError.offset)).arg(parseError.errorString()));
+    const QJsonObject root = doc.object();
+    if (root.value(QStringLiteral("encrypted")).toBool())
+        return malformed(QStringLiteral("\"encrypted\": the export is enciphered; export the vault again unencrypted"));
+    if (!root.value(QStringLiteral("items")).isArray())
+        return malformed(QStringLiteral("\"items\": the file has no list of items at its top level"));
+    QHash<QString, QStringList> folders;
+    const QJsonArray folderList = root.value(QStringLiteral("folders")).toArray();
+    for (qsizetype i = 0; i < folderList.size(); ++i) {
+        const QJsonObject f = folderList.at(i).toObject();
+        // Folder names nest with "/".
+        folders.insert(f.value(QStringLiteral("id")).toString(), splitPath(f.value(QStringLiteral("name")).toString(), QLatin1Char('/')));
+    }
+    const QJsonArray items = root.value(QStringLiteral("items")).toArray();
+    Result result;
+    for (qsizetype i = 0; i < items.size(); ++i) {
+        if (!items.at(i).isObject()) return malformed(QStringLiteral("items[%1]: not an object").arg(i));
+        const QJsonObject item = items.at(i).toObject();
+        const QJsonValue type = item.value(QStringLiteral("type"));
+        if (!type.isDouble()) return malformed(QStringLiteral("items[%1].type: missing or not a number").arg(i));
+        ForeignEntry e;
+        const QString folderId = item.value(QStringLiteral("folderId")).toString();
+        if (!folderId.isEmpty()) {
+            if (!folders.contains(folderId)) return malformed(QStringLiteral("items[%1].folderId: no folder has the id \"%2\"").arg(i).arg(folderId));
+            e.group = folders.value(folderId);
+        }
+        e.title = item.value(QStringLiteral("name")).toString();
+        e.notes = item.value(QStringLiteral("notes")).toString();
+        const QJsonObject login = item.value(QStringLiteral("login")).toObject();
+        e.userName = login.value(QStringLiteral("username")).toString();
+        e.password = login.value(QStringLiteral("password")).toString();
+        const QJsonArray uris = login.value(QStringLiteral("uris")).toArray();
+        for (qsizetype u = 0; u < uris.size(); ++u) {
+            const QString uri = uris.at(u).toObject().value(QStringLiteral("uri")).toString();
+            if (u == 0) e.url = uri;
+            else appendLine(e.notes, QStringLiteral("URI"), uri);
+        }
+        appendLine(e.notes, QStringLiteral("TOTP"), login.value(QStringLiteral("totp")).toString());
+        // Cards and identities keep their fields as lines of the note, in the file's order.
+        for (const char* part : {"card", "identity"}) {
+            const QJsonObject o = item.value(QLatin1String(part)).toObject();
+            for (auto it = o.constBegin(); it != o.constEnd(); ++it) appendLine(e.notes, it.key(), jsonText(it.value()));
+        }
+        const QJsonArray fields = item.value(QStringLiteral("fields")).toArray();
+        for (const QJsonValue& f : fields) {
+            const QString key = f.toObject().value(QStringLiteral("name")).toString();
+            const QString value = jsonText(f.toObject().value(QStringLiteral("value")));
+            if (!takeKnownField(e, key, value)) appendLine(e.notes, key, value);
+        }
+        e.created = dateFromIso(item.value(QStringLiteral("creationDate")).toString());
+        e.modified = dateFromIso(item.value(QStringLiteral("revisionDate")).toString());
+        sink(std::move(e));
+        ++result.count;
+    }
+    return result;
+}
+
+// ---- KeePass XML ----
+
+std::optional<double> keePassTime(const QString& text) {
+    if (text.isEmpty()) return std::nullopt;
+    if (auto iso = dateFromIso(text)) return iso;
+    // KDBX 4 writes seconds since year 1 as eight little-endian bytes in base64.
+    const QByteArray raw = QByteArray::fromBase64(text.toLatin1());
+    if (raw.size() != 8) return std::nullopt;
+    qint64 s = 0;
+    for (int i = 7; i >= 0; --i) s = (s << 8) | quint8(raw[i]);
+    return double(s) - kYearOneTo2001;
+}
+
+}  // namespace
+
+Result readKeePassXml(const QByteArray& xmlBytes, const Sink& sink,
+                      const std::function<QByteArray(const QByteArray&)>& unprotect) {
+    QXmlStreamReader xml(xmlBytes);
+    QStringList elements;  // open elements, outermost first
+    QStringList groups;    // names of the open groups, the root group first
+    std::vector<bool> skipped;  // the open groups that are the recycle bin
+    QString recycleBin;
+    bool recycleBinEnabled = true;
+    std::optional<ForeignEntry> entry;
+    int historyDepth = 0;
+    QString key, value;
+    QString extraLines;  // custom strings of the entry, added to its note once it is complete
+    Result result;
+    auto where = [&] {
+        return QStringLiteral("XML line %1, element <%2>").arg(xml.lineNumber()).arg(elements.isEmpty() ? QString() : elements.last());
+    };
+    while (!xml.atEnd()) {
+        const auto token = xml.readNext();
+        if (token == QXmlStreamReader::StartElement) {
+            const QString name = xml.name().toString();
+            const QString parent = elements.isEmpty() ? QString() : elements.last();
+            if (elements.isEmpty() && name != QLatin1String("KeePassFile"))
+                return malformed(QStringLiteral("XML line %1: the root element is <%2>, not <KeePassFile>").arg(xml.lineNumber()).arg(name));
+            // Every protected value goes through the inner stream in document order, those of
+            // old versions of an entry included, or the ones after it come out garbled.
+            const bool isProtected = xml.attributes().value(QLatin1String("Protected")) == QLatin1String("True");
+            if (isProtected || name == QLatin1String("Key") || (name == QLatin1String("Value") && parent == QLatin1String("String")) ||
+                (parent == QLatin1String("Group") && (name == QLatin1String("Name") || name == QLatin1String("UUID"))) ||
+                (parent == QLatin1String("Times") && name.endsWith(QLatin1String("Time"))) ||
+                (parent == QLatin1String("Meta") && name.startsWith(QLatin1String("RecycleBin")))) {
+                elements << name;
+                QString text = xml.readElementText(QXmlStreamReader::SkipChildElements);
+                if (xml.hasError()) break;
+                if (isProtected) {
+                    if (!unprotect)
+                        return malformed(where() + QStringLiteral(": a value enciphered with a database's inner key; "
+                                                                  "this is not a clear XML export"));
+                    text = QString::fromUtf8(unprotect(QByteArray::fromBase64(text.toLatin1())));
+                }
+                const bool current = entry && historyDepth == 0;
+                if (name == QLatin1String("Key") && current) key = text;
+                else if (name == QLatin1String("Value") && parent == QLatin1String("String") && current) value = text;
+                else if (parent == QLatin1String("Group") && name == QLatin1String("Name") && !groups.isEmpty()) groups.last() = text;
+                else if (parent == QLatin1String("Group") && name == QLatin1String("UUID") && !skipped.empty())
+                    skipped.back() = recycleBinEnabled && !recycleBin.isEmpty() && text == recycleBin;
+                else if (parent == QLatin1String("Times") && current && name == QLatin1String("CreationTime")) entry->created = keePassTime(text);
+                else if (parent == QLatin1String("Times") && current && name == QLatin1String("LastModificationTime")) entry->modified = keePassTime(text);
+                else if (name == QLatin1String("RecycleBinUUID")) recycleBin = text;
+                else if (name == QLatin1String("RecycleBinEnabled")) recycleBinEnabled = text != QLatin1String("False");
+                elements.removeLast();
+                continue;
+            }
+            if (name == QLatin1String("Group") && (parent == QLatin1String("Root") || parent == QLatin1String("Group"))) {
+                groups << QString();
+                skipped.push_back(false);
+            } else if (name == QLatin1String("Entry") && parent == QLatin1String("History")) {
+                ++historyDepth;
+            } else if (name == QLatin1String("Entry") && parent == QLatin1String("Group")) {
+                entry.emplace();
+                entry->group = groups.mid(1);
+            } else if (name == QLatin1String("String") && entry && historyDepth == 0) {
+                key.clear();
+                value.clear();
+            }
+            elements << name;
+        } else if (token == QXmlStreamReader::EndElement) {
+            const QString name = elements.takeLast();
+            if (name == QLatin1String("String") && entry && historyDepth == 0 && elements.last() == QLatin1String("Entry")) {
+                if (key == QLatin1String("Title")) entry->title = value;
+                else if (key == QLatin1String("UserName")) entry->userName = value;
+                else if (key == QLatin1String("Password")) entry->password = value;
+                else if (key == QLatin1String("URL")) entry->url = value;
+                else if (key == QLatin1String("Notes")) entry->notes = value;
+                else if (!takeKnownField(*entry, key, value)) appendLine(extraLines, key, value);
+            } else if (name == QLatin1String("Entry") && historyDepth > 0 && elements.last() == QLatin1String("History")) {
+                --historyDepth;
+            } else if (name == QLatin1String("Entry") && entry) {
+                const bool inBin = std::find(skipped.begin(), skipped.end(), true) != skipped.end();
+                if (!extraLines.isEmpty())
+                    entry->notes += (entry->notes.isEmpty() ? QString() : QStringLiteral("\n")) + extraLines;
+                extraLines.clear();
+                if (!inBin) {
+                    sink(std::move(*entry));
+                    ++result.count;
+                }
+                entry.reset();
+            } else if (name == QLatin1String("Group") && !groups.isEmpty() &&
+                       (elements.last() == QLatin1String("Root") || elements.last() == QLatin1String("Group"))) {
+                groups.removeLast();
+                skipped.pop_back();
+            }
+        }
+    }
+    if (xml.hasError()) return malformed(where() + QStringLiteral(": ") + xml.errorString());
+    return result;
+}
+
+const QStringList& formatNames() {
+    static const QStringList names = {QStringLiteral("keepass-xml"),    QStringLiteral("keepass-csv"),
+                                      QStringLiteral("kdbx"),           QStringLiteral("bitwarden-json"),
+                                      QStringLiteral("bitwarden-csv"),  QStringLiteral("chrome-csv"),
+                                      QStringLiteral("firefox-csv"),    QStringLiteral("csv")};
+    return names;
+}
+
+QString formatTitle(const QString& format) {
+    static const QHash<QString, QString> titles = {
+        {QStringLiteral("keepass-xml"), QStringLiteral("KeePass 2 XML")},
+        {QStringLiteral("keepass-csv"), QStringLiteral("KeePassXC CSV")},
+        {QStringLiteral("kdbx"), QStringLiteral("KeePass 2 Database (KDBX)")},
+        {QStringLiteral("bitwarden-json"), QStringLiteral("Bitwarden JSON")},
+        {QStringLiteral("bitwarden-csv"), QStringLiteral("Bitwarden CSV")},
+        {QStringLiteral("chrome-csv"), QStringLiteral("Chrome Passwords CSV")},
+        {QStringLiteral("firefox-csv"), QStringLiteral("Firefox Passwords CSV")},
+        {QStringLiteral("csv"), QStringLiteral("CSV with a Header Row")},
+        {QStringLiteral("auto"), QStringLiteral("Any of These (Decide by Content)")}};
+    return titles.value(format, format);
+}
+
+QString detectFormat(const QByteArray& data) {
+    if (Kdbx::hasSignature(data)) return QStringLiteral("kdbx");
+    QByteArray head = data.left(4096);
+    if (head.startsWith("\xEF\xBB\xBF")) head.remove(0, 3);
+    const QByteArray trimmed = head.trimmed();
+    if (trimmed.startsWith('<')) return trimmed.contains("<KeePassFile") ? QStringLiteral("keepass-xml") : QString();
+    if (trimmed.startsWith('{')) return data.contains("\"items\"") ? QStringLiteral("bitwarden-json") : QString();
+    // CSV: the header row's names, quotes taken off.
+    const QString firstLine = QString::fromUtf8(head.left(head.indexOf('\n') < 0 ? head.size() : head.indexOf('\n'))).trimmed();
+    QStringList header;
+    rfc4180::Reader reader(firstLine);
+    if (!reader.next(&header)) return QString();
+    for (QString& h : header) h = h.trimmed().toLower();
+    auto hasAll = [&](std::initializer_list<const char*> names) {
+        for (const char* n : names)
+            if (!header.contains(QLatin1String(n))) return false;
+        return true;
+    };
+    if (hasAll({"group", "title", "username", "password", "url", "notes"})) return QStringLiteral("keepass-csv");
+    if (hasAll({"folder", "type", "name", "login_uri", "login_username", "login_password"})) return QStringLiteral("bitwarden-csv");
+    if (hasAll({"url", "username", "password", "httprealm", "formactionorigin"})) return QStringLiteral("firefox-csv");
+    if (header.size() <= 5 && hasAll({"name", "url", "username", "password"})) return QStringLiteral("chrome-csv");
+    if (std::any_of(header.begin(), header.end(), [](const QString& h) { return fieldOfHeader(h).has_value(); }))
+        return QStringLiteral("csv");
+    return QString();
+}
+
+Result read(const QString& requested, const QByteArray& data, const QString& password, const Sink& sink) {
+    QString format = requested;
+    if (format.isEmpty() || format == QLatin1String("auto")) {
+        format = detectFormat(data);
+        if (format.isEmpty())
+            return Result{Status::UnknownFormat,
+                          QStringLiteral("the file is none of the formats this program reads; name one with --from"), 0};
+    }
+    if (format == QLatin1String("keepass-xml")) return readKeePassXml(data, sink);
+    if (format == QLatin1String("keepass-csv")) return readKeePassCsv(data, sink);
+    if (format == QLatin1String("bitwarden-json")) return readBitwardenJson(data, sink);
+    if (format == QLatin1String("bitwarden-csv")) return readBitwardenCsv(data, sink);
+    if (format == QLatin1String("chrome-csv")) return readChromeCsv(data, sink);
+    if (format == QLatin1String("firefox-csv")) return readFirefoxCsv(data, sink);
+    if (format == QLatin1String("csv")) return readAnyCsv(data, sink);
+    if (format == QLatin1String("kdbx")) {
+        Kdbx::Opened opened = Kdbx::open(data, password);
+        if (opened.status == Kdbx::Status::WrongPassword)
+            return Result{Status::WrongPassword, QStringLiteral("wrong password (or the database also needs a key file, "
+                                                                "which this program does not take)"), 0};
+        if (opened.status != Kdbx::Status::Ok) return malformed(opened.error);
+        Kdbx::InnerStream* stream = opened.stream.get();
+        Result r = readKeePassXml(opened.xml, sink, [stream](const QByteArray& b) {
+            return stream ? stream->apply(b) : b;
+        });
+        return r;
+    }
+    return Result{Status::UnknownFormat, QStringLiteral("unknown format \"%1\"; the formats are %2 and auto")
+                                             .arg(format, formatNames().join(QStringLiteral(", "))), 0};
+}
+
+std::optional<double> dateFromIso(const QString& text) {
+    if (text.isEmpty()) return std::nullopt;
+    QDateTime t = QDateTime::fromString(text, Qt::ISODateWithMs);
+    if (!t.isValid()) return std::nullopt;
+    if (t.timeSpec() == Qt::LocalTime) t.setTimeZone(QTimeZone::utc());
+    return double(t.toMSecsSinceEpoch()) / 1000.0 - kUnixTo2001;
+}
+
+QString isoFromDate(double secondsSince2001) {
+    return QDateTime::fromMSecsSinceEpoch(qint64(std::llround((secondsSince2001 + kUnixTo2001) * 1000.0)), QTimeZone::utc())
+        .toString(Qt::ISODateWithMs);
+}
+
+}  // namespace ForeignImport
+
+// ---- Records ----
+
+ForeignRecordMaker::ForeignRecordMaker(std::function<double()> now) : now_(std::move(now)) {}
+
+QString ForeignRecordMaker::categoryTitle(const QStringList& group) { return group.join(QStringLiteral(" / ")); }
+
+void ForeignRecordMaker::add(ForeignEntry&& e) {
+    Dictionary r = RecordModel::newRecord(now_ ? now_() : nowSince2001());
+    r.set(keys::name, Value(std::move(e.title)));
+    r.set(keys::account, Value(std::move(e.account)));
+    r.set(keys::url, Value(std::move(e.url)));
+    r.set(keys::userID, Value(std::move(e.userName)));
+    r.set(keys::password, Value(std::move(e.password)));
+    r.set(keys::pin, Value(std::move(e.pin)));
+    r.set(keys::security, Value(std::move(e.security)));
+    r.set(keys::email, Value(std::move(e.email)));
+    r.set(keys::note, Value(std::move(e.notes)));
+    if (e.created) r.set(keys::creationDate, Value::date(*e.created));
+    if (e.modified) r.set(keys::modificationDate, Value::date(*e.modified));
+    r.set(keys::categoryNAME, Value(categoryTitle(e.group)));
+    records_.push_back(std::move(r));
+}
+
+qsizetype ForeignRecordMaker::commit(DocumentBrowser& browser) {
+    MyDocument& doc = browser.document();
+    FilteringArrayController& records = browser.myArrayController();
+    ZKColoredCategoryArrayController& categories = browser.myCategoryArrayController();
+    // One category for every entry at the root, decided before any group's category exists, so
+    // that a new group is never taken for "the last category".
+    Value rootCategory;
+    if (std::any_of(records_.begin(), records_.end(),
+                    [](const Dictionary& r) { return r.value(keys::categoryNAME).toString().isEmpty(); }))
+        rootCategory = records.catToAssignToNewObject();
+    QHash<QString, Value> byTitle;
+    for (Dictionary& r : records_) {
+        const QString title = r.value(keys::categoryNAME).toString();
+        r.remove(keys::categoryNAME);
+        Value category = rootCategory;
+        if (!title.isEmpty()) {
+            auto it = byTitle.find(title);
+            if (it == byTitle.end()) {
+                Value found = categories.categoryWithTitle(title);
+                if (found.isAbsent()) found = categories.addWithName(title);
+                it = byTitle.insert(title, found);
+            }
+            category = *it;
+        }
+        const Value record(r);
+        doc.myArray.append(record);
+        records.assignCategory(category, record);
+    }
+    const qsizetype added = qsizetype(records_.size());
+    records_.clear();
+    browser.recordsWereImported();
+    return added;
+}
+
+}  // namespace qv
