@@ -156,9 +156,11 @@ Result readBitwardenCsv(const QByteArray& data, const Sink& sink) {
         e.title = csv.value(QStringLiteral("name"));
         e.notes = csv.value(QStringLiteral("notes"));
         // Custom fields come as "name: value" lines.
-        for (const QString& line : csv.value(QStringLiteral("fields")).split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+        for (QString line : csv.value(QStringLiteral("fields")).split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+            if (line.endsWith(QLatin1Char('\r'))) line.chop(1);
             const qsizetype colon = line.indexOf(QLatin1String(": "));
-            if (colon < 0 || !takeKnownField(e, line.left(colon), line.mid(colon + 2))) appendLine(e.notes, QStringLiteral("Field"), line);
+            if (colon < 0 || !takeKnownField(e, line.left(colon), line.mid(colon + 2)))
+                e.notes += (e.notes.isEmpty() ? QString() : QStringLiteral("\n")) + line;
         }
         const QStringList uris = csv.value(QStringLiteral("login_uri")).split(QLatin1Char(','), Qt::SkipEmptyParts);
         if (!uris.isEmpty()) e.url = uris.first();
@@ -316,7 +318,7 @@ Result readBitwardenJson(const QByteArray& data, const Sink& sink) {
             else appendLine(e.notes, QStringLiteral("URI"), uri);
         }
         appendLine(e.notes, QStringLiteral("TOTP"), login.value(QStringLiteral("totp")).toString());
-        // Cards and identities keep their fields as lines of the note, in the file's order.
+        // Cards and identities keep their fields as lines of the note, by name.
         for (const char* part : {"card", "identity"}) {
             const QJsonObject o = item.value(QLatin1String(part)).toObject();
             for (auto it = o.constBegin(); it != o.constEnd(); ++it) appendLine(e.notes, it.key(), jsonText(it.value()));
@@ -537,7 +539,7 @@ std::optional<double> dateFromIso(const QString& text) {
 
 QString isoFromDate(double secondsSince2001) {
     return QDateTime::fromMSecsSinceEpoch(qint64(std::llround((secondsSince2001 + kUnixTo2001) * 1000.0)), QTimeZone::utc())
-        .toString(Qt::ISODateWithMs);
+        .toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzzZ"));
 }
 
 }  // namespace ForeignImport
