@@ -261,6 +261,9 @@ qsizetype importOnce(const QString& format, const QString& path) {
     return doc.myArray.count();
 }
 
+// Heap in use, the blocks mapped apart included.
+double inUseMB(const struct mallinfo2& m) { return double(m.uordblks + m.hblkhd) / (1024.0 * 1024.0); }
+
 struct Memory {
     double peakMB = 0, docMB = 0;
 };
@@ -268,7 +271,7 @@ struct Memory {
 // The measuring run: a process of its own, started for one format, that prints its figures.
 int measure(const QString& format, const QString& path) {
     const double before = maxRssMB();
-    const size_t heapBefore = mallinfo2().uordblks;
+    const struct mallinfo2 heapBefore = mallinfo2();
     QFile f(path);
     f.open(QIODevice::ReadOnly);
     QByteArray data = f.readAll();
@@ -282,7 +285,7 @@ int measure(const QString& format, const QString& path) {
         data = QByteArray();
         maker.commit(browser);
     }
-    std::printf("%f %f\n", maxRssMB() - before, double(mallinfo2().uordblks - heapBefore) / (1024.0 * 1024.0));
+    std::printf("%f %f\n", maxRssMB() - before, inUseMB(mallinfo2()) - inUseMB(heapBefore));
     return doc->myArray.count() == kEntries ? 0 : 1;
 }
 
