@@ -364,6 +364,27 @@ def written(d):
         check(dates == {599616245.0}, label + ": creation times kept: " + repr(dates))
     failures_leave_the_document_alone(d, os.path.join(d, "argon2id-aes.kdbx"), "written")
 
+    # The command line's other answers: a malformed file names its line and changes nothing.
+    doc = os.path.join(d, "kdbx31-salsa.qvane")
+    before = open(doc, "rb").read()
+    bad = os.path.join(d, "bad.csv")
+    with open(bad, "w", encoding="utf-8") as f:
+        f.write('name,url,username,password\nok,https://a,b,c\n"never closed,x,y,z\n')
+    r = qvane("import", doc, bad, "--from", "chrome-csv", "--password-stdin", stdin=DOC_PW + "\n")
+    check(r.returncode == 6 and "line 3" in r.stderr.decode(), "a malformed CSV exits 6 naming line 3: " + r.stderr.decode())
+    r = qvane("import", doc, bad, "--from", "--password-stdin", stdin=DOC_PW + "\n")
+    check(r.returncode == 6, "the same, its format decided by content: " + r.stderr.decode())
+    r = qvane("import", doc, path, "--from", "kdbx", "--key-file", "k.key", "--password-stdin", stdin=DOC_PW + "\n")
+    check(r.returncode == 2 and "key file" in r.stderr.decode(), "a key file is refused clearly: " + r.stderr.decode())
+    check(open(doc, "rb").read() == before, "none of these wrote the document")
+
+    # Each export, imported into a new document, gives the same records.
+    for fmt in ("keepass-csv", "bitwarden-json", "csv"):
+        out = os.path.join(d, "out-" + fmt)
+        r = qvane("export", doc, "--format", fmt, "-o", out, "--password-stdin", stdin=DOC_PW + "\n")
+        check(r.returncode == 0 and os.stat(out).st_mode & 0o777 == 0o600, fmt + ": exported, mode 0600")
+        import_and_check(d, out, "back-from-" + fmt)
+
 
 with tempfile.TemporaryDirectory() as tmp:
     if MODE == "peer":
