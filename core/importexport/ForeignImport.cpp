@@ -373,7 +373,22 @@ Tag tagOf(QStringView n) {
 
 Result readKeePassXml(const QByteArray& xmlBytes, const Sink& sink,
                       const std::function<QByteArray(const QByteArray&)>& unprotect) {
-    QXmlStreamReader xml(xmlBytes);
+    // Handed over a piece at a time, as a database's inflated content is.
+    static constexpr qsizetype kPiece = 1 << 20;
+    qsizetype at = 0;
+    return readKeePassXmlPieces(
+        [&xmlBytes, &at](QByteArray* piece) {
+            if (at >= xmlBytes.size()) return false;
+            *piece = QByteArray::fromRawData(xmlBytes.constData() + at, std::min(kPiece, xmlBytes.size() - at));
+            at += kPiece;
+            return true;
+        },
+        sink, unprotect);
+}
+
+Result readKeePassXmlPieces(const std::function<bool(QByteArray*)>& more, const Sink& sink,
+                            const std::function<QByteArray(const QByteArray&)>& unprotect) {
+    QXmlStreamReader xml;
     std::vector<Tag> elements;  // open elements, outermost first
     QStringList groups;         // names of the open groups, the root group first
     std::vector<bool> skipped;  // the open groups that are the recycle bin
@@ -384,49 +399,62 @@ Result readKeePassXml(const QByteArray& xmlBytes, const Sink& sink,
     QString key, value;
     QString extraLines;  // custom strings of the entry, added to its note once it is complete
     QString lastElement;  // for messages only
+    // The text of the element being read, gathered over its character tokens (a piece may end
+    // inside it).
+    enum class Capture { None, Key, Value, GroupName, GroupUuid, Created, Modified, BinUuid, BinEnabled, Other };
+    Capture capture = Capture::None;
+    bool captureProtected = false;
+    std::size_t captureDepth = 0;
+    QString text;
     Result result;
     auto where = [&] { return QStringLiteral("XML line %1, element <%2>").arg(xml.lineNumber()).arg(lastElement); };
-    while (!xml.atEnd()) {
+    for (;;) {
         const auto token = xml.readNext();
+        if (token == QXmlStreamReader::Invalid) {
+            QByteArray piece;
+            if (xml.error() == QXmlStreamReader::PrematureEndOfDocumentError && more(&piece)) {
+                xml.addData(piece);
+                continue;
+            }
+            break;
+        }
+        if (token == QXmlStreamReader::EndDocument) break;
+        if (token == QXmlStreamReader::Characters) {
+            if (capture != Capture::None && elements.size() == captureDepth) text += xml.text();
+            continue;
+        }
         if (token == QXmlStreamReader::StartElement) {
             const QStringView name = xml.name();
             const Tag parent = elements.empty() ? Tag::Other : elements.back();
             if (elements.empty() && name != u"KeePassFile")
                 return malformed(QStringLiteral("XML line %1: the root element is <%2>, not <KeePassFile>").arg(xml.lineNumber()).arg(name));
+            if (capture != Capture::None) {  // an element inside a value: walked over
+                elements.push_back(Tag::Other);
+                continue;
+            }
             // Every protected value goes through the inner stream in document order, those of
             // old versions of an entry included, or the ones after it come out garbled.
             const bool isProtected = xml.attributes().value(QLatin1String("Protected")) == QLatin1String("True");
-            const bool isKey = name == u"Key" && parent == Tag::String;
-            const bool isValue = name == u"Value" && parent == Tag::String;
-            const bool isGroupName = parent == Tag::Group && name == u"Name";
-            const bool isGroupUuid = parent == Tag::Group && name == u"UUID";
-            const bool isCreated = parent == Tag::Times && name == u"CreationTime";
-            const bool isModified = parent == Tag::Times && name == u"LastModificationTime";
-            const bool isBin = parent == Tag::Meta && (name == u"RecycleBinUUID" || name == u"RecycleBinEnabled");
-            if (isProtected || isKey || isValue || isGroupName || isGroupUuid || isCreated || isModified || isBin) {
-                const bool enabledFlag = name == u"RecycleBinEnabled";
-                if (isProtected) lastElement = name.toString();
-                QString text = xml.readElementText(QXmlStreamReader::SkipChildElements);
-                if (xml.hasError()) break;
-                if (isProtected) {
-                    if (!unprotect)
-                        return malformed(where() + QStringLiteral(": a value enciphered with a database's inner key; "
-                                                                  "this is not a clear XML export"));
-                    text = QString::fromUtf8(unprotect(QByteArray::fromBase64(text.toLatin1())));
-                }
-                const bool current = entry && historyDepth == 0;
-                if (isKey && current) key = std::move(text);
-                else if (isValue && current) value = std::move(text);
-                else if (isGroupName && !groups.isEmpty()) groups.last() = std::move(text);
-                else if (isGroupUuid && !skipped.empty()) skipped.back() = recycleBinEnabled && !recycleBin.isEmpty() && text == recycleBin;
-                else if (isCreated && current) entry->created = keePassTime(text);
-                else if (isModified && current) entry->modified = keePassTime(text);
-                else if (isBin && enabledFlag) recycleBinEnabled = text != QLatin1String("False");
-                else if (isBin) recycleBin = std::move(text);
+            Capture c = Capture::None;
+            if (name == u"Key" && parent == Tag::String) c = Capture::Key;
+            else if (name == u"Value" && parent == Tag::String) c = Capture::Value;
+            else if (parent == Tag::Group && name == u"Name") c = Capture::GroupName;
+            else if (parent == Tag::Group && name == u"UUID") c = Capture::GroupUuid;
+            else if (parent == Tag::Times && name == u"CreationTime") c = Capture::Created;
+            else if (parent == Tag::Times && name == u"LastModificationTime") c = Capture::Modified;
+            else if (parent == Tag::Meta && name == u"RecycleBinUUID") c = Capture::BinUuid;
+            else if (parent == Tag::Meta && name == u"RecycleBinEnabled") c = Capture::BinEnabled;
+            else if (isProtected) c = Capture::Other;
+            const Tag tag = c == Capture::None ? tagOf(name) : Tag::Other;
+            if (tag == Tag::Other || tag == Tag::Group) lastElement = name.toString();
+            elements.push_back(tag);
+            if (c != Capture::None) {
+                capture = c;
+                captureProtected = isProtected;
+                captureDepth = elements.size();
+                text.clear();
                 continue;
             }
-            const Tag tag = tagOf(name);
-            if (tag == Tag::Other || tag == Tag::Group) lastElement = name.toString();
             if (tag == Tag::Group && (parent == Tag::Root || parent == Tag::Group)) {
                 groups << QString();
                 skipped.push_back(false);
@@ -439,10 +467,36 @@ Result readKeePassXml(const QByteArray& xmlBytes, const Sink& sink,
                 key.clear();
                 value.clear();
             }
-            elements.push_back(tag);
         } else if (token == QXmlStreamReader::EndElement) {
+            if (capture != Capture::None && elements.size() == captureDepth) {
+                elements.pop_back();
+                if (captureProtected) {
+                    if (!unprotect)
+                        return malformed(where() + QStringLiteral(": a value enciphered with a database's inner key; "
+                                                                  "this is not a clear XML export"));
+                    text = QString::fromUtf8(unprotect(QByteArray::fromBase64(text.toLatin1())));
+                }
+                const bool current = entry && historyDepth == 0;
+                switch (capture) {
+                case Capture::Key: if (current) key = text; break;
+                case Capture::Value: if (current) value = text; break;
+                case Capture::GroupName: if (!groups.isEmpty()) groups.last() = text; break;
+                case Capture::GroupUuid:
+                    if (!skipped.empty()) skipped.back() = recycleBinEnabled && !recycleBin.isEmpty() && text == recycleBin;
+                    break;
+                case Capture::Created: if (current) entry->created = keePassTime(text); break;
+                case Capture::Modified: if (current) entry->modified = keePassTime(text); break;
+                case Capture::BinUuid: recycleBin = text; break;
+                case Capture::BinEnabled: recycleBinEnabled = text != QLatin1String("False"); break;
+                case Capture::Other:
+                case Capture::None: break;
+                }
+                capture = Capture::None;
+                continue;
+            }
             const Tag tag = elements.back();
             elements.pop_back();
+            if (capture != Capture::None) continue;  // the end of an element inside a value
             const Tag parent = elements.empty() ? Tag::Other : elements.back();
             if (tag == Tag::String && entry && historyDepth == 0 && parent == Tag::Entry) {
                 if (key == QLatin1String("Title")) entry->title = std::move(value);

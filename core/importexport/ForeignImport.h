@@ -56,6 +56,12 @@ Result read(const QString& format, const QByteArray& data, const QString& passwo
 Result readKeePassXml(const QByteArray& xml, const std::function<void(ForeignEntry&&)>& sink,
                       const std::function<QByteArray(const QByteArray&)>& unprotect = {});
 
+// The same, the XML handed over in pieces by `more` (false once there are no more), so that a
+// database's content need never be whole in memory.
+Result readKeePassXmlPieces(const std::function<bool(QByteArray*)>& more,
+                            const std::function<void(ForeignEntry&&)>& sink,
+                            const std::function<QByteArray(const QByteArray&)>& unprotect = {});
+
 // Dates as the formats write them.
 std::optional<double> dateFromIso(const QString& text);
 QString isoFromDate(double secondsSince2001);

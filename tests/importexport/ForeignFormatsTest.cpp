@@ -129,6 +129,30 @@ TEST(ForeignSamples, KeePassXmlFieldsGroupsTimesAndRecycleBin) {
     EXPECT_EQ(router->password, U("r0uter&<pw>"));
 }
 
+TEST(ForeignSamples, KeePassXmlInPiecesOfOneByteReadsTheSame) {
+    // A database's content comes in pieces that may end anywhere, inside a value too.
+    const QByteArray xml = sample("keepass.xml");
+    const Read whole = readAll(QStringLiteral("keepass-xml"), xml);
+    Read pieces;
+    qsizetype at = 0;
+    pieces.result = ForeignImport::readKeePassXmlPieces(
+        [&](QByteArray* piece) {
+            if (at >= xml.size()) return false;
+            *piece = xml.mid(at++, 1);
+            return true;
+        },
+        [&pieces](ForeignEntry&& e) { pieces.entries.push_back(std::move(e)); });
+    ASSERT_EQ(pieces.result.status, ForeignImport::Status::Ok) << pieces.result.error.toStdString();
+    ASSERT_EQ(pieces.entries.size(), whole.entries.size());
+    for (size_t i = 0; i < whole.entries.size(); ++i) {
+        EXPECT_EQ(pieces.entries[i].title, whole.entries[i].title);
+        EXPECT_EQ(pieces.entries[i].password, whole.entries[i].password);
+        EXPECT_EQ(pieces.entries[i].notes, whole.entries[i].notes);
+        EXPECT_EQ(pieces.entries[i].group, whole.entries[i].group);
+        EXPECT_EQ(pieces.entries[i].created, whole.entries[i].created);
+    }
+}
+
 TEST(ForeignSamples, VaultAndBrowserFieldsAndFolders) {
     const Read json = readAll(QStringLiteral("bitwarden-json"), sample("bitwarden.json"));
     const ForeignEntry* savings = byTitle(json, U("Savings account"));
