@@ -601,9 +601,10 @@ Result read(const QString& requested, const QByteArray& data, const QString& pas
                                                                 "which this program does not take)"), 0};
         if (opened.status != Kdbx::Status::Ok) return malformed(opened.error);
         Kdbx::InnerStream* stream = opened.stream.get();
-        Result r = readKeePassXml(opened.xml, sink, [stream](const QByteArray& b) {
+        Result r = readKeePassXmlPieces(opened.pieces, sink, [stream](const QByteArray& b) {
             return stream ? stream->apply(b) : b;
         });
+        if (r.status != Status::Ok && opened.pieceError && !opened.pieceError->isEmpty()) r.error = *opened.pieceError;
         return r;
     }
     return Result{Status::UnknownFormat, QStringLiteral("unknown format \"%1\"; the formats are %2 and auto")

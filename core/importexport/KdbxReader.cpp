@@ -233,26 +233,83 @@ std::optional<QByteArray> decrypt(const QByteArray& cipherId, const QByteArray& 
     return out;
 }
 
-std::optional<QByteArray> gunzip(const QByteArray& data) {
-    z_stream s{};
-    if (inflateInit2(&s, 16 + MAX_WBITS) != Z_OK) return std::nullopt;
-    QByteArray out;
-    out.reserve(data.size() * 4);
-    s.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(data.constData()));
-    s.avail_in = uInt(data.size());
-    char buffer[1 << 16];
-    int rc = Z_OK;
-    do {
-        s.next_out = reinterpret_cast<Bytef*>(buffer);
-        s.avail_out = sizeof buffer;
-        rc = inflate(&s, Z_NO_FLUSH);
-        if (rc != Z_OK && rc != Z_STREAM_END) break;
-        out.append(buffer, qsizetype(sizeof buffer - s.avail_out));
-    } while (rc != Z_STREAM_END);
-    inflateEnd(&s);
-    if (rc != Z_STREAM_END) return std::nullopt;
-    return out;
-}
+// Inflates a gzip stream a piece at a time, so that the XML, five to ten times the size of the
+// file, is never whole in memory.
+class Inflater {
+public:
+    explicit Inflater(QByteArray compressed) : in_(std::move(compressed)) {
+        ok_ = inflateInit2(&z_, 16 + MAX_WBITS) == Z_OK;
+        z_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(in_.constData()));
+        z_.avail_in = uInt(in_.size());
+    }
+    ~Inflater() { inflateEnd(&z_); }
+    Inflater(const Inflater&) = delete;
+    Inflater& operator=(const Inflater&) = delete;
+    // The next piece; false at the end, or on damage (then failed() is true).
+    bool next(QByteArray* piece) {
+        if (!ok_ || done_) return false;
+        piece->resize(1 << 20);
+        z_.next_out = reinterpret_cast<Bytef*>(piece->data());
+        z_.avail_out = uInt(piece->size());
+        const int rc = inflate(&z_, Z_NO_FLUSH);
+        if (rc != Z_OK && rc != Z_STREAM_END) {
+            ok_ = false;
+            return false;
+        }
+        if (rc == Z_STREAM_END) done_ = true;
+        piece->resize(piece->size() - qsizetype(z_.avail_out));
+        if (piece->isEmpty() && !done_) {  // no progress: the stream is cut short
+            ok_ = false;
+            return false;
+        }
+        return !piece->isEmpty() || !done_;
+    }
+    bool failed() const { return !ok_; }
+
+private:
+    QByteArray in_;
+    z_stream z_{};
+    bool ok_ = false;
+    bool done_ = false;
+};
+
+// The content after the cipher: inflated when the header says so, handed out in pieces, with the
+// first `skip` bytes (KDBX 4's inner header) taken off by the caller through `take`.
+class Content {
+public:
+    Content(QByteArray plain, bool compressed) {
+        if (compressed) inflater_ = std::make_unique<Inflater>(std::move(plain));
+        else buffer_ = std::move(plain);
+    }
+    // At least `n` bytes in the buffer, if the content has them.
+    bool fill(qsizetype n) {
+        QByteArray piece;
+        while (buffer_.size() - at_ < n && inflater_ && inflater_->next(&piece)) buffer_ += piece;
+        return buffer_.size() - at_ >= n;
+    }
+    QByteArray take(qsizetype n) {
+        QByteArray out = buffer_.mid(at_, n);
+        at_ += n;
+        return out;
+    }
+    bool next(QByteArray* piece) {
+        if (at_ < buffer_.size()) {
+            *piece = buffer_.mid(at_);
+            buffer_.clear();
+            at_ = 0;
+            return true;
+        }
+        buffer_.clear();
+        at_ = 0;
+        return inflater_ && inflater_->next(piece);
+    }
+    bool failed() const { return inflater_ && inflater_->failed(); }
+
+private:
+    std::unique_ptr<Inflater> inflater_;
+    QByteArray buffer_;
+    qsizetype at_ = 0;
+};
 
 Opened failure(Status s, const QString& error) {
     Opened o;
@@ -385,24 +442,35 @@ Opened open(const QByteArray& file, const QString& password) {
         auto plain = decrypt(cipherId, key, iv, encrypted);
         if (!plain) return failure(Status::Malformed, QStringLiteral("the content cannot be deciphered: the file is damaged"));
         encrypted.clear();
-        if (compression == 1) {
-            plain = gunzip(*plain);
-            if (!plain) return failure(Status::Malformed, QStringLiteral("the content's gzip stream is damaged"));
-        }
-        Cursor inner(*plain);
+        auto content = std::make_shared<Content>(std::move(*plain), compression == 1);
         quint32 streamId = 0;
         QByteArray streamKey;
+        bool headerEnded = false;
         for (;;) {
-            const auto id = inner.u8();
-            const auto size = id ? inner.u32() : std::nullopt;
-            const auto data = size ? inner.bytes(qsizetype(*size)) : std::nullopt;
-            if (!data) return failure(Status::Malformed, QStringLiteral("the inner header is cut short"));
-            if (*id == 0) break;
-            if (*id == 1 && data->size() >= 4) streamId = qFromLittleEndian<quint32>(data->constData());
-            if (*id == 2) streamKey = *data;
+            if (!content->fill(5)) break;
+            const QByteArray field = content->take(5);
+            const quint8 id = quint8(field[0]);
+            const quint32 size = qFromLittleEndian<quint32>(field.constData() + 1);
+            if (size >= 0x80000000u || !content->fill(qsizetype(size))) break;
+            const QByteArray data = content->take(qsizetype(size));
+            if (id == 0) {
+                headerEnded = true;
+                break;
+            }
+            if (id == 1 && data.size() >= 4) streamId = qFromLittleEndian<quint32>(data.constData());
+            if (id == 2) streamKey = data;
         }
-        opened.xml = plain->mid(inner.pos());
+        if (!headerEnded)
+            return failure(Status::Malformed, content->failed() ? QStringLiteral("the content's gzip stream is damaged")
+                                                                : QStringLiteral("the inner header is cut short"));
+        opened.pieceError = std::make_shared<QString>();
         opened.stream = innerStream(streamId, streamKey);
+        auto error = opened.pieceError;
+        opened.pieces = [content, error](QByteArray* piece) {
+            const bool more = content->next(piece);
+            if (!more && content->failed()) *error = QStringLiteral("the content's gzip stream is damaged");
+            return more;
+        };
     } else {
         auto plain = decrypt(cipherId, key, iv, file.mid(headerEnd));
         if (!plain || streamStart.size() != 32 || !plain->startsWith(streamStart)) return failure(Status::WrongPassword, QString());
@@ -418,12 +486,14 @@ Opened open(const QByteArray& file, const QString& password) {
                 return failure(Status::Malformed, QStringLiteral("block %1 fails its integrity check: the file is damaged").arg(index));
             payload += *data;
         }
-        if (compression == 1) {
-            auto inflated = gunzip(payload);
-            if (!inflated) return failure(Status::Malformed, QStringLiteral("the content's gzip stream is damaged"));
-            payload = std::move(*inflated);
-        }
-        opened.xml = std::move(payload);
+        auto content = std::make_shared<Content>(std::move(payload), compression == 1);
+        opened.pieceError = std::make_shared<QString>();
+        auto error = opened.pieceError;
+        opened.pieces = [content, error](QByteArray* piece) {
+            const bool more = content->next(piece);
+            if (!more && content->failed()) *error = QStringLiteral("the content's gzip stream is damaged");
+            return more;
+        };
         opened.stream = innerStream(innerId, protectedStreamKey);
     }
     return opened;

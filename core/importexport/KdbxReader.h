@@ -8,6 +8,7 @@
 #include <QByteArray>
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 namespace qv::Kdbx {
@@ -26,7 +27,10 @@ enum class Status { Ok, Malformed, WrongPassword };
 struct Opened {
     Status status = Status::Ok;
     QString error;
-    QByteArray xml;
+    // The database's XML, a piece at a time (inflated as it is asked for); false once there is
+    // no more. When inflating fails on the way, `pieceError` says so.
+    std::function<bool(QByteArray*)> pieces;
+    std::shared_ptr<QString> pieceError;
     std::unique_ptr<InnerStream> stream;  // absent when the database protects nothing
 };
 
