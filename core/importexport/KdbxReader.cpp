@@ -29,10 +29,13 @@ const QByteArray kKdfArgon2d = QByteArray::fromHex("ef636ddf8c29444b91f7a9a403e3
 const QByteArray kKdfArgon2id = QByteArray::fromHex("9e298b1956db4773b23dfc3ec6f0a1e6");
 const QByteArray kSalsaNonce = QByteArray::fromHex("e830094b97205d2a");
 
-// Bounds past which a header is taken as hostile rather than waited on.
-constexpr quint64 kMaxAesRounds = 2'000'000'000ull;
+// Bounds past which a header is taken as hostile rather than waited on: about ten seconds of key
+// derivation here, many times what the programs that write these files choose (they aim at one
+// second), so that a made-up header cannot keep an import busy for minutes or hours.
+constexpr quint64 kMaxAesRounds = 200'000'000ull;
 constexpr quint64 kMaxArgonMemory = 4ull << 30;
 constexpr quint64 kMaxArgonIterations = 100'000;
+constexpr quint64 kMaxArgonWork = 16ull << 30;  // bytes of memory times iterations
 
 QByteArray sha256(const QByteArray& a) { return QCryptographicHash::hash(a, QCryptographicHash::Sha256); }
 QByteArray sha512(const QByteArray& a) { return QCryptographicHash::hash(a, QCryptographicHash::Sha512); }
@@ -395,7 +398,8 @@ Opened open(const QByteArray& file, const QString& password) {
             const quint64 iterations = params->value(QStringLiteral("I")).number();
             const quint64 lanes = params->value(QStringLiteral("P")).number();
             const quint64 argonVersion = params->value(QStringLiteral("V")).number();
-            if (memory > kMaxArgonMemory || iterations > kMaxArgonIterations || lanes == 0 || lanes > 256)
+            if (memory > kMaxArgonMemory || iterations > kMaxArgonIterations || lanes == 0 || lanes > 256 ||
+                memory * iterations > kMaxArgonWork)
                 return failure(Status::Malformed, QStringLiteral("the Argon2 parameters are beyond what this program will run "
                                                                  "(memory %1 bytes, %2 iterations, %3 lanes)")
                                                       .arg(memory).arg(iterations).arg(lanes));

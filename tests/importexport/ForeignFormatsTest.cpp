@@ -336,6 +336,18 @@ TEST(ForeignExport, EveryFormatRoundTripsAwkwardRecordsAndCategories) {
     }
 }
 
+TEST(Kdbx, KeyDerivationBeyondReasonIsRefusedNotWaitedOn) {
+    // A KDBX 4 header whose AES-KDF asks for 1.1 billion rounds (minutes of work): the fuzzer's
+    // find. It is refused at once, with the number in the message.
+    const QByteArray file = QByteArray::fromBase64(
+        "AgPZoppn+0u1AAAEAAIQAAAAMcHy5r9xQ1C+WAUhavxa/wMEAAAAAQAAAAQgAAAAWaiMCe2d2M8VGFHyd3Dq6KS/fplGhKb2P9AbzmZqbjIH"
+        "EAAAADynwvIpnVD+iwutN68p39cLXQAAAAABQgUAAAAkVVVJRBAAAADJ2fOaYopEYL90DQjBik/qBQEAAABSCAAAAEAPAEIAAAAAQgEAAABT"
+        "IAAAAOsFkf4ddmZLW7SV1C7WKyigVJBrqZhD4EJZ9aKjqvHnAAAEAAAADQoNCl6t//RiHcKlgZhpsBmaKVRNu/h7ySEeGPz2pw==").mid(1);
+    const Kdbx::Opened o = Kdbx::open(file, U("x"));
+    EXPECT_EQ(o.status, Kdbx::Status::Malformed);
+    EXPECT_TRUE(o.error.contains(U("1107300160"))) << o.error.toStdString();
+}
+
 TEST(Kdbx, NotADatabaseOrCutShortIsMalformedNotACrash) {
     const QByteArray signature = QByteArray::fromHex("03d9a29a67fb4bb5");
     EXPECT_FALSE(Kdbx::hasSignature(QByteArray("<KeePassFile/>")));
