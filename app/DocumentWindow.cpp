@@ -3,6 +3,7 @@
 #include "DocumentController.h"
 #include "BrowserSheets.h"
 #include "DropArea.h"
+#include "ForeignSheets.h"
 #include "ImportExportSheets.h"
 #include "CategoryView.h"
 #include "HealthSheet.h"
@@ -1260,10 +1261,31 @@ void DocumentWindow::importFromTextFile() {
     options.title = QStringLiteral("Import");
     options.allowedExtensions = {QStringLiteral("txt"), QStringLiteral("TXT"), QStringLiteral("text"), QStringLiteral("TEXT"),
                                  QStringLiteral("csv"), QStringLiteral("CSV"), QStringLiteral("tsv"), QStringLiteral("TSV")};
+    int chosenType = 0;
+    options.typeChoices = importPanelChoices();
+    options.chosenType = &chosenType;
     const auto path = filePanel_->runOpenPanel(options);
     if (!path) return;
+    if (chosenType > 0) {  // another password manager's file
+        importForeign(*path, formatForChoice(chosenType));
+        return;
+    }
     ImportSheet sheet(*browser_, *path, this);
     if (sheet.readFailed()) return;  // the user has been told; there is nothing to map
+    activeSheet_ = &sheet;
+    const bool confirmed = sheet.exec() == QDialog::Accepted;
+    activeSheet_ = nullptr;
+    if (confirmed) sheet.runImport();
+    refresh();
+}
+
+void DocumentWindow::importForeign(const QString& path, const QString& format) {
+    ForeignImportSheet sheet(*browser_, path, format, this);
+    if (!sheet.load()) {
+        if (!sheet.error().isEmpty())
+            QMessageBox::warning(this, QStringLiteral("Import"), sheet.error() + QStringLiteral(" Nothing was added to the document."));
+        return;
+    }
     activeSheet_ = &sheet;
     const bool confirmed = sheet.exec() == QDialog::Accepted;
     activeSheet_ = nullptr;

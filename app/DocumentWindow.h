@@ -51,6 +51,8 @@ public:
     // Import and export reach files through this panel; tests hand in their own.
     void setFilePanel(FilePanel* panel);
     void importFromTextFile();
+    // Another password manager's file, in a format of the import panel's type pop-up.
+    void importForeign(const QString& path, const QString& format);
     void exportRecords(const Array& records);
     void refresh();  // after the document's content or state changed
 

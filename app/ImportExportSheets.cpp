@@ -1,5 +1,8 @@
 #include "ImportExportSheets.h"
 
+#include "ForeignSheets.h"
+#include "importexport/ForeignExport.h"
+
 #include "browsing/DocumentBrowser.h"
 #include "document/DocumentKeys.h"
 
@@ -322,6 +325,8 @@ ExportSheet::ExportSheet(const Array& records, const Array& keyArray, const QStr
     format_->addItems({QStringLiteral("Custom (tags below)"), QStringLiteral("Tab separated (.tsv)"),
                        QStringLiteral("Quoted, comma separated (.csv)"), QStringLiteral("HTML table (.txt)"),
                        QStringLiteral("Web page (.html)"), QStringLiteral("Comma separated (.csv)")});
+    // Other password managers' formats: every field, always; the field lists do not apply.
+    for (const QString& f : ForeignExport::formatNames()) format_->addItem(ForeignExport::formatTitle(f), f);
     format_->setCurrentIndex(manager_.fileFormatToSave);
     header_ = new QCheckBox(QStringLiteral("Field names as the first row"), this);
     header_->setObjectName(QStringLiteral("useFieldNamesAsFirstRow"));
@@ -350,7 +355,11 @@ ExportSheet::ExportSheet(const Array& records, const Array& keyArray, const QStr
         syncTags(false);
     });
     layout->addWidget(custom);
-    auto showCustom = [this] { customBox_->setEnabled(format_->currentIndex() == 0); };
+    auto showCustom = [this] {
+        customBox_->setEnabled(format_->currentIndex() == 0);
+        const bool foreign = !format_->currentData().toString().isEmpty();
+        for (QWidget* w : std::initializer_list<QWidget*>{left_, right_, header_}) w->setEnabled(!foreign);
+    };
     connect(format_, &QComboBox::currentIndexChanged, this, showCustom);
     showCustom();
 
@@ -358,7 +367,11 @@ ExportSheet::ExportSheet(const Array& records, const Array& keyArray, const QStr
     auto* go = buttons->addButton(QStringLiteral("Export\u2026"), QDialogButtonBox::AcceptRole);
     go->setObjectName(QStringLiteral("doExport"));
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
-    connect(buttons, &QDialogButtonBox::accepted, this, [this] {
+    connect(buttons, &QDialogButtonBox::accepted, this, [this, records] {
+        if (const QString foreign = format_->currentData().toString(); !foreign.isEmpty()) {
+            if (exportForeign(this, panel_, records, foreign, manager_.suggestedFileName)) accept();
+            return;
+        }
         syncTags(true);
         manager_.fileFormatToSave = format_->currentIndex();
         manager_.useFieldNamesAsFirstRow = header_->isChecked();

@@ -276,9 +276,13 @@ QString filterFor(const QStringList& extensions) {
 }  // namespace
 
 std::optional<QString> DesktopFilePanel::runOpenPanel(const FilePanelOptions& o) {
+    QString chosen;
     const QString path = QFileDialog::getOpenFileName(parent_, o.title, o.directory.isEmpty() ? QDir::homePath() : o.directory,
-                                                      filterFor(o.allowedExtensions));
+                                                      o.typeChoices.isEmpty() ? filterFor(o.allowedExtensions)
+                                                                              : o.typeChoices.join(QStringLiteral(";;")),
+                                                      o.typeChoices.isEmpty() ? nullptr : &chosen);
     if (path.isEmpty()) return std::nullopt;
+    if (o.chosenType) *o.chosenType = std::max<int>(0, int(o.typeChoices.indexOf(chosen)));
     return path;
 }
 

@@ -741,6 +741,16 @@ int runReport(const QStringList& args, const Streams& io) {
 
 namespace qv::cli {
 
+// The shared steps, for the verbs kept in files of their own.
+int openForVerb(const QString& path, bool passwordStdin, MyDocument& doc, const Streams& io) {
+    return open(path, passwordStdin, doc, io);
+}
+int saveForVerb(MyDocument& doc, const QString& path, const Streams& io) { return save(doc, path, io); }
+std::optional<QString> askPasswordForVerb(bool fromStdin, const char* prompt, const Streams& io) {
+    return askPassword(fromStdin, prompt, io);
+}
+bool samePathForVerb(const QString& a, const QString& b) { return samePath(a, b); }
+
 int runMerge(const QStringList& args, const Streams& io) {
     const Parsed p = parse(args, {QStringLiteral("--dry-run"), QStringLiteral("--json")}, {QStringLiteral("-o")});
     if (!p.bad.isEmpty()) return usage(io, p.bad);

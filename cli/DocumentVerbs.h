@@ -6,7 +6,12 @@
 
 #include "foundation/Value.h"
 
+#include <QString>
+
+#include <optional>
+
 namespace qv {
+class MyDocument;
 class ZKDataExportManager;
 class ZKDataImportManager;
 }  // namespace qv
@@ -35,5 +40,16 @@ QString applyExportTags(ZKDataExportManager& exporter, const QString& tags);
 // with `password` as an opening would: bytes that don't open never reach the disk. Its exit
 // status, with the reason printed on a failure.
 int writeDocumentFile(const QString& path, const QByteArray& bytes, const QString& password, const Streams& io);
+
+// Other password managers' files: `import --from FORMAT` and `export --format` of their formats.
+int runForeignImport(const QStringList& args, const Streams& io);
+int runForeignExport(const QStringList& args, const Streams& io);
+bool isForeignExport(const QStringList& args);
+
+// Steps shared with the verbs above, for the verbs kept in files of their own.
+int openForVerb(const QString& path, bool passwordStdin, MyDocument& doc, const Streams& io);
+int saveForVerb(MyDocument& doc, const QString& path, const Streams& io);
+std::optional<QString> askPasswordForVerb(bool fromStdin, const char* prompt, const Streams& io);
+bool samePathForVerb(const QString& a, const QString& b);
 
 }  // namespace qv::cli

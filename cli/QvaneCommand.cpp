@@ -47,9 +47,15 @@ QString usageText() {
         "                     The records already there keep their categories.\n"
         "                     --format 0-3, --encoding CODE, --map cascade|header|COL=TITLE,...,\n"
         "                     --skip-first.\n"
+        "                     --from FORMAT reads another password manager's file instead: keepass-xml,\n"
+        "                     keepass-csv, kdbx (its password is the next line with --password-stdin),\n"
+        "                     bitwarden-json, bitwarden-csv, chrome-csv, firefox-csv, csv, or auto\n"
+        "                     (the default). Groups and folders become categories.\n"
         "  export FILE        Write records to a text file: --format 0-5 -o OUT, --fields TITLES,\n"
         "                     --header, --category NAME, --search TEXT, --preset 1-5,\n"
         "                     --tags KEY=VALUE,... (custom format 0).\n"
+        "                     --format keepass-csv|bitwarden-json|csv -o OUT writes every record for\n"
+        "                     another password manager (readable by you only; passwords in clear).\n"
         "  report FILE        Weak, reused and old passwords, and logins without one: --json,\n"
         "                     --older-than DAYS (default 365). Exits 9 when it finds any.\n"
         "  merge A B          Bring the records of B, another version of A, into A: the later edit\n"
@@ -68,7 +74,7 @@ QString usageText() {
         "\n"
         "Exit status: 0 success, 1 wrong password, 2 usage error, 3 document made by a newer\n"
         "release, 4 file that cannot be read as a document, 5 not enough memory (no file changed),\n"
-        "6 nothing imported (the text file gave no record; the document was not rewritten),\n"
+        "6 nothing imported (the file gave no record or is malformed; the document was not written),\n"
         "7 could not write (full disk, read-only place, no permission; the old file is intact),\n"
         "9 the health report found something.\n");
 }
@@ -83,7 +89,9 @@ int dispatch(const QStringList& args, const Streams& io) {
     if (first == QLatin1String("new")) return runNew(args.mid(1), io);
     if (first == QLatin1String("ls")) return runLs(args.mid(1), io);
     if (first == QLatin1String("generate")) return runGenerate(args.mid(1), io);
+    if (first == QLatin1String("import") && args.contains(QStringLiteral("--from"))) return runForeignImport(args.mid(1), io);
     if (first == QLatin1String("import")) return runImport(args.mid(1), io);
+    if (first == QLatin1String("export") && isForeignExport(args.mid(1))) return runForeignExport(args.mid(1), io);
     if (first == QLatin1String("export")) return runExport(args.mid(1), io);
     if (first == QLatin1String("report")) return runReport(args.mid(1), io);
     if (first == QLatin1String("merge")) return runMerge(args.mid(1), io);

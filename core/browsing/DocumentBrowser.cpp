@@ -390,6 +390,15 @@ void DocumentBrowser::justFinishedImporting(qsizetype firstImported) {
     reload();
 }
 
+void DocumentBrowser::recordsWereImported() {
+    records_.setContent(doc_.myArray);
+    markEdited();
+    synkCategorySubMenu();
+    categories_.rearrangeObjects();
+    categoriesForMenu_.rearrangeObjects();
+    reload();
+}
+
 // ---- Columns and table ----
 
 void DocumentBrowser::showPasswordsInTable(const Sender&) {

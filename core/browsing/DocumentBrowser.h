@@ -98,6 +98,9 @@ public:
     // window passes every record through (as it always has); qvane only those from
     // `firstImported` on, so that the records that were there keep their categories.
     void justFinishedImporting(qsizetype firstImported = 0);
+    // After records were put straight into the table with their categories (an import of
+    // another program's file): the lists and the window catch up, and the document is marked.
+    void recordsWereImported();
 
     // ---- Columns and table ----
     Value myShowPasswordInTable;  // absent at first, which reads false

@@ -5,7 +5,7 @@ _qvane() {
     local cur prev words cword
     _init_completion || return
 
-    local commands="info dump convert new ls generate import export"
+    local commands="info dump convert new ls generate import export report merge"
     local password="--password-stdin"
     local -A options=(
         [info]=""
@@ -14,8 +14,10 @@ _qvane() {
         [new]="$password"
         [ls]="$password --category --search --sort --descending --columns --show-secrets --json"
         [generate]="--type --length --count"
-        [import]="$password --format --encoding --map --skip-first"
+        [import]="$password --format --encoding --map --skip-first --from"
         [export]="$password --format -o --fields --header --category --search --preset --tags"
+        [report]="$password --json --older-than"
+        [merge]="$password -o --dry-run --json"
     )
     local columns="category name account userID password pin security url email createdDate modificationDate usageCount"
 
@@ -51,8 +53,11 @@ _qvane() {
             if [[ $command == import ]]; then
                 COMPREPLY=($(compgen -W "0 1 2 3" -- "$cur"))
             else
-                COMPREPLY=($(compgen -W "0 1 2 3 4 5" -- "$cur"))
+                COMPREPLY=($(compgen -W "0 1 2 3 4 5 keepass-csv bitwarden-json csv" -- "$cur"))
             fi
+            return ;;
+        --from)
+            COMPREPLY=($(compgen -W "auto keepass-xml keepass-csv kdbx bitwarden-json bitwarden-csv chrome-csv firefox-csv csv" -- "$cur"))
             return ;;
         --encoding)
             COMPREPLY=($(compgen -W "0 1 10 11 12 20 21 22 30 50" -- "$cur"))
@@ -66,7 +71,7 @@ _qvane() {
         -o)
             _filedir
             return ;;
-        --category | --search | --length | --count | --fields | --tags)
+        --category | --search | --length | --count | --fields | --tags | --older-than)
             return ;;
     esac
 

@@ -1,7 +1,7 @@
 # fish completion for qvane.
 # A new command needs a line in the first block and its options below (and in qvane.bash and _qvane).
 
-set -l commands info dump convert new ls generate import export
+set -l commands info dump convert new ls generate import export report merge
 set -l columns category name account userID password pin security url email createdDate modificationDate usageCount
 
 complete -c qvane -f
@@ -15,11 +15,13 @@ complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a ls -d 'List 
 complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a generate -d 'Make passwords'
 complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a import -d 'Add the rows of a text file as records'
 complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a export -d 'Write records to a text file'
+complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a report -d 'Weak, reused and old passwords'
+complete -c qvane -n "not __fish_seen_subcommand_from $commands" -a merge -d 'Bring the records of another version of a document in'
 
 # Documents and text files, for every command but generate.
-complete -c qvane -n "__fish_seen_subcommand_from info dump convert new ls import export" -F
+complete -c qvane -n "__fish_seen_subcommand_from info dump convert new ls import export report merge" -F
 
-complete -c qvane -n "__fish_seen_subcommand_from dump convert new ls import export" -l password-stdin -d 'Read the master password as one line of standard input'
+complete -c qvane -n "__fish_seen_subcommand_from dump convert new ls import export report merge" -l password-stdin -d 'Read the master password as one line of standard input'
 complete -c qvane -n "__fish_seen_subcommand_from convert" -l new-password-stdin -d 'Read the new master password as the next line of standard input'
 
 complete -c qvane -n "__fish_seen_subcommand_from ls export" -l category -x -d 'Only the records of this category'
@@ -39,9 +41,17 @@ complete -c qvane -n "__fish_seen_subcommand_from import" -l encoding -x -a '0 1
 complete -c qvane -n "__fish_seen_subcommand_from import" -l map -x -a 'cascade header' -d 'Which column goes to which field'
 complete -c qvane -n "__fish_seen_subcommand_from import" -l skip-first -d 'Do not import the first row'
 
-complete -c qvane -n "__fish_seen_subcommand_from export" -l format -x -a '0 1 2 3 4 5' -d '0 custom, 1 tab, 2 quoted comma, 3 table, 4 web page, 5 comma'
+complete -c qvane -n "__fish_seen_subcommand_from export" -l format -x -a '0 1 2 3 4 5 keepass-csv bitwarden-json csv' -d '0 custom, 1 tab, 2 quoted comma, 3 table, 4 web page, 5 comma, or another manager'\''s'
 complete -c qvane -n "__fish_seen_subcommand_from export" -s o -r -F -d 'The file to write'
 complete -c qvane -n "__fish_seen_subcommand_from export" -l fields -x -d 'The field titles to write, separated by commas'
 complete -c qvane -n "__fish_seen_subcommand_from export" -l header -d 'Write the field titles as the first row'
 complete -c qvane -n "__fish_seen_subcommand_from export" -l preset -x -a '1 2 3 4 5' -d 'Start format 0 from a preset'
 complete -c qvane -n "__fish_seen_subcommand_from export" -l tags -x -d 'The tags of format 0, KEY=VALUE,...'
+complete -c qvane -n "__fish_seen_subcommand_from import" -l from -x -a 'auto keepass-xml keepass-csv kdbx bitwarden-json bitwarden-csv chrome-csv firefox-csv csv' -d "Read another password manager's file"
+
+complete -c qvane -n "__fish_seen_subcommand_from report" -l json -d 'Print the four lists as JSON'
+complete -c qvane -n "__fish_seen_subcommand_from report" -l older-than -x -d 'What counts as old, in days'
+
+complete -c qvane -n "__fish_seen_subcommand_from merge" -s o -r -F -d 'Write the result there instead of the first document'
+complete -c qvane -n "__fish_seen_subcommand_from merge" -l dry-run -d 'Only report what a merge would do'
+complete -c qvane -n "__fish_seen_subcommand_from merge" -l json -d 'Print the report as JSON'

@@ -1149,11 +1149,13 @@ TEST(DocumentController, ARewriteInPlaceThatKeepsSizeAndTimeIsNoticed) {
     QFile f(path);
     ASSERT_TRUE(f.open(QIODevice::WriteOnly));
     f.write("aaaaaaaa");
+    f.flush();  // written before the time is set, so closing changes nothing
     f.setFileTime(when, QFileDevice::FileModificationTime);
     f.close();
     const DocumentController::FileStamp before = DocumentController::stampOf(path);
     ASSERT_TRUE(f.open(QIODevice::ReadWrite));
     f.write("bbbbbbbb");
+    f.flush();
     f.setFileTime(when, QFileDevice::FileModificationTime);
     f.close();
     const DocumentController::FileStamp after = DocumentController::stampOf(path);

@@ -1,0 +1,43 @@
+#pragma once
+
+// A KeePass 2 database file opened with its password: KDBX 4 (Argon2d, Argon2id or AES-KDF;
+// AES-256 or ChaCha20; HMAC block stream) and KDBX 3.1 (AES-KDF, AES-256, hashed block stream),
+// gzip or plain. What comes out is the database's XML and the inner stream that reveals its
+// protected values; reading the XML is the job of the KeePass XML reader.
+
+#include <QByteArray>
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+namespace qv::Kdbx {
+
+bool hasSignature(const QByteArray& file);
+
+// The keystream that hides protected values, consumed in document order.
+class InnerStream {
+public:
+    virtual ~InnerStream() = default;
+    virtual QByteArray apply(const QByteArray& data) = 0;
+};
+
+enum class Status { Ok, Malformed, WrongPassword };
+
+struct Opened {
+    Status status = Status::Ok;
+    QString error;
+    // The database's XML, a piece at a time (inflated as it is asked for); false once there is
+    // no more. When inflating fails on the way, `pieceError` says so.
+    std::function<bool(QByteArray*)> pieces;
+    std::shared_ptr<QString> pieceError;
+    std::unique_ptr<InnerStream> stream;  // absent when the database protects nothing
+};
+
+Opened open(const QByteArray& file, const QString& password);
+
+// Salsa20 keystream XOR (20 rounds, 64-bit nonce): the inner stream of KDBX 3.1 files, which
+// OpenSSL does not provide. Exposed for its test.
+QByteArray salsa20(const QByteArray& key32, const QByteArray& nonce8, const QByteArray& data);
+
+}  // namespace qv::Kdbx
