@@ -155,7 +155,7 @@ int runForeignExport(const QStringList& args, const Streams& io) {
                               .arg(o.out, o.format));
         } else {
             print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(o.out, error));
-            status = kExitUnreadable;
+            status = kExitCannotWrite;
         }
     }
     doc.wipePasswords();

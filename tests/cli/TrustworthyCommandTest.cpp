@@ -141,6 +141,10 @@ TEST(HonestFailures, AWriteThatFailsExitsWithSevenAndTheSystemsReasonAndKeepsThe
     r = qvane({QStringLiteral("convert"), doc, dir.filePath(QStringLiteral("gone/x.qvane")), QStringLiteral("--password-stdin")});
     EXPECT_EQ(r.status, 7);
     EXPECT_TRUE(r.err.contains(QStringLiteral("No such file or directory"))) << r.err.toStdString();
+    // The same for an export for another password manager.
+    r = qvane({QStringLiteral("export"), doc, QStringLiteral("--format"), QStringLiteral("keepass-csv"), QStringLiteral("-o"),
+               dir.filePath(QStringLiteral("gone/x.csv")), QStringLiteral("--password-stdin")});
+    EXPECT_EQ(r.status, 7) << r.err.toStdString();
 
     // Only the program's own files are left in the folder.
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files).size(), 2);
