@@ -102,7 +102,7 @@ DocumentWindow* DocumentController::openDocument(const QString& path) {
     }
     w->document().fileURL = absolute;
     noteFileOnDisk(w);
-    if (w->document().docVersionRapresentation != std::uint64_t(kDocumentGenerationWritten))
+    if (w->document().docVersionRapresentation != MyDocument::kGenerationWritten)
         otherGeneration_[w] = OtherGeneration{absolute, w->document().docVersionRapresentation};
     noteRecentDocument(absolute);
     w->refresh();

@@ -144,7 +144,7 @@ void HealthSheet::show(const HealthReport& report) {
     for (qsizetype index : report.old) {
         // Entries stand in the order of the records they were taken from.
         const double modified = entries_[size_t(index)].modified;
-        const QDate when = QDateTime::fromMSecsSinceEpoch(qint64((modified + 978307200.0) * 1000)).date();
+        const QDate when = dateTimeFromSeconds2001(modified).date();
         recordItem(old, index, QStringLiteral("last changed %1").arg(QLocale().toString(when, QLocale::ShortFormat)));
     }
     auto* empty = new QTreeWidgetItem(list_, {QStringLiteral("Login without a password (%1)").arg(report.empty.size())});

@@ -72,7 +72,7 @@ QVariant RecordTableModel::data(const QModelIndex& index, int role) const {
     const Value v = record.value(TableColumns::recordKeyFor(id));
     if (TableColumns::isSecret(id)) return MyTableDelegate::maskedText(v, browser_.myShowPasswordInTable.toBool());
     if (v.isDate())
-        return QDateTime::fromMSecsSinceEpoch(qint64((v.toDate() + 978307200.0) * 1000)).toString(QStringLiteral("yyyy-MM-dd HH:mm"));
+        return dateTimeFromSeconds2001(v.toDate()).toString(QStringLiteral("yyyy-MM-dd HH:mm"));
     return v.toString();
 }
 

@@ -405,7 +405,7 @@ int runLs(const QStringList& args, const Streams& io) {
             else if (TableColumns::isSecret(c)) text = MyTableDelegate::maskedText(record.value(c), showSecrets);
             else {
                 const Value v = record.value(TableColumns::recordKeyFor(c));
-                text = v.isDate() ? QDateTime::fromMSecsSinceEpoch(qint64((v.toDate() + 978307200.0) * 1000), QTimeZone::utc())
+                text = v.isDate() ? dateTimeFromSeconds2001(v.toDate()).toUTC()
                                         .toString(Qt::ISODate)
                                   : v.toString();
             }
@@ -725,7 +725,7 @@ int runReport(const QStringList& args, const Streams& io) {
         for (qsizetype index : report.old) {
             const Value modified = doc.myArray.at(index).toDictionary().value(keys::modificationDate);
             text += line(index) + QStringLiteral(": last changed %1\n")
-                                      .arg(QDateTime::fromMSecsSinceEpoch(qint64((modified.toDate() + 978307200.0) * 1000))
+                                      .arg(dateTimeFromSeconds2001(modified.toDate())
                                                .toString(QStringLiteral("yyyy-MM-dd")));
         }
     }

@@ -47,7 +47,7 @@ std::optional<double> dateFromString(const QString& text) {
     const UDate when = format.parse(source, pos);
     if (pos.getErrorIndex() >= 0 || pos.getIndex() == 0) return std::nullopt;
     // UDate counts milliseconds since 1970; documents count seconds since 2001.
-    return when / 1000.0 - 978307200.0;
+    return when / 1000.0 - double(kUnixSecondsAt2001);
 }
 
 namespace {

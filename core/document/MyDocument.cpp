@@ -17,7 +17,7 @@ namespace qv {
 namespace {
 
 // Generations whose members are enciphered whole with the current engine.
-bool isCurrentGeneration(std::uint64_t n) { return n == 30000 || n == 40000 || n == 40100; }
+bool isCurrentGeneration(std::uint64_t n) { return n == 30000 || n == 40000 || n == MyDocument::kGenerationWritten; }
 
 Value dataOrAbsent(const std::optional<QByteArray>& d) { return d ? Value::data(*d) : Value(); }
 
@@ -307,7 +307,7 @@ MyDocument::ReadResult MyDocument::read(const QByteArray& data, QString* message
         if (message) *message = texts::tooNewMessage;
         return ReadResult::TooNew;
     }
-    convertFormatString = docVersionRapresentation == 40100 ? texts::currentFormat : texts::oldFormat;
+    convertFormatString = docVersionRapresentation == kGenerationWritten ? texts::currentFormat : texts::oldFormat;
     setIsEncrypted(true);
     myEncryptedCategoryArray = Value();
     myEncryptedDocumentCreationDateData = Value();

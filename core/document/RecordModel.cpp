@@ -6,7 +6,7 @@
 
 namespace qv {
 
-double nowSince2001() { return double(QDateTime::currentMSecsSinceEpoch()) / 1000.0 - 978307200.0; }
+double nowSince2001() { return seconds2001FromDateTime(QDateTime::currentDateTime()); }
 
 Dictionary ZKColorUtilOSX::dictFromNSColor(const RgbaColor& c) {
     return Dictionary{{keys::r, Value::real(c.r)}, {keys::g, Value::real(c.g)}, {keys::b, Value::real(c.b)},

@@ -25,7 +25,7 @@ constexpr std::uint64_t kTrailerSize = 32;
 constexpr std::uint64_t kHeaderSize = 8;
 
 // Seconds between the Unix epoch and 2001-01-01 00:00:00 UTC, the origin of every date here.
-constexpr qint64 kEpoch2001 = 978307200;
+constexpr qint64 kEpoch2001 = kUnixSecondsAt2001;
 
 bool fail(QString* error, const QString& text) {
     if (error) *error = text;

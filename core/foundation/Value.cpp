@@ -1,5 +1,6 @@
 #include "Value.h"
 
+#include <QDateTime>
 #include <QHash>
 #include <QSet>
 #include <QLocale>
@@ -10,6 +11,14 @@
 #include <unordered_set>
 
 namespace qv {
+
+QDateTime dateTimeFromSeconds2001(double seconds) {
+    return QDateTime::fromMSecsSinceEpoch(qint64((seconds + double(kUnixSecondsAt2001)) * 1000));
+}
+
+double seconds2001FromDateTime(const QDateTime& when) {
+    return double(when.toMSecsSinceEpoch()) / 1000.0 - double(kUnixSecondsAt2001);
+}
 
 namespace detail {
 

@@ -20,7 +20,17 @@
 #include <variant>
 #include <vector>
 
+class QDateTime;
+
 namespace qv {
+
+// Every date a document holds is a count of seconds since 2001-01-01 00:00 UTC; this many seconds
+// lie between the Unix epoch and then.
+inline constexpr std::int64_t kUnixSecondsAt2001 = 978307200;
+// Such a date as a date and time in local time, to the millisecond, and back.
+QDateTime dateTimeFromSeconds2001(double seconds);
+double seconds2001FromDateTime(const QDateTime& when);
+
 
 class Value;
 class Dictionary;

@@ -10,10 +10,10 @@
 
 namespace qv {
 
-// This release, and the only file generation written. Numbers are major * 10000 + minor * 100
-// + patch; older files carry numbers of other shapes, which calcReleaseString still displays.
+// This release. Numbers are major * 10000 + minor * 100 + patch; older files carry numbers of
+// other shapes, which calcReleaseString still displays. The file generation written is
+// MyDocument::kGenerationWritten.
 inline constexpr std::int64_t kReleaseNumber = 40200;
-inline constexpr std::int64_t kDocumentGenerationWritten = 40100;
 
 class ZKAppSupportUtility {
 public:

@@ -25,7 +25,7 @@ namespace {
 
 using Sink = std::function<void(ForeignEntry&&)>;
 
-constexpr double kUnixTo2001 = 978307200.0;
+constexpr double kUnixTo2001 = double(kUnixSecondsAt2001);
 // Seconds from 0001-01-01, where KDBX 4 counts its times from, to 2001-01-01.
 constexpr double kYearOneTo2001 = 63113904000.0;
 

@@ -260,7 +260,7 @@ void ZKDataExportManager::produce(Emit&& emit, const std::function<void(double)>
             for (const QString& step : paths[size_t(i)]) v = v.isDictionary() ? v.toDictionary().get(step) : Value();
             QString text;
             if (v.isDate())
-                text = locale.toString(QDateTime::fromMSecsSinceEpoch(qint64((v.toDate() + 978307200.0) * 1000)).date(),
+                text = locale.toString(dateTimeFromSeconds2001(v.toDate()).date(),
                                        QLocale::ShortFormat);
             else
                 text = v.toString();

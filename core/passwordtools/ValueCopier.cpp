@@ -1,7 +1,7 @@
 #include "ValueCopier.h"
 
 #include "document/DocumentKeys.h"
-#include "shell/MyAppDelegate.h"
+#include "shell/PreferenceKeys.h"
 
 namespace qv {
 

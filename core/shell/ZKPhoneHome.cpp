@@ -14,7 +14,7 @@ const QString kGFU = QStringLiteral("GFU");
 const QString kDPU = QStringLiteral("DPU");
 const QString kLastCheck = QStringLiteral("lastCheckDateForUpdate");
 const QString kNotifyUpdate = QStringLiteral("notifyUpdate");
-constexpr qint64 kEpoch2001 = 978307200;
+constexpr qint64 kEpoch2001 = kUnixSecondsAt2001;
 }  // namespace
 
 QString updates::mirror(const UserDefaults& defaults, int number) {

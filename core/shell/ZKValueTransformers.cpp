@@ -20,7 +20,7 @@ QVariant toVariant(const Value& value) {
     case Value::Type::Integer: return qlonglong(value.toInt64());
     case Value::Type::Real: return value.toDouble();
     case Value::Type::Boolean: return value.toBool();
-    case Value::Type::Date: return QDateTime::fromSecsSinceEpoch(978307200).addMSecs(qint64(value.toDate() * 1000));
+    case Value::Type::Date: return QDateTime::fromSecsSinceEpoch(kUnixSecondsAt2001).addMSecs(qint64(value.toDate() * 1000));
     case Value::Type::Data: return value.toData();
     case Value::Type::Dictionary: {
         QVariantMap map;
@@ -53,7 +53,7 @@ Value fromVariant(const QVariant& value) {
     case QMetaType::QString: return Value(value.toString());
     case QMetaType::QByteArray: return Value::data(value.toByteArray());
     case QMetaType::QDateTime:
-        return Value::date(double(value.toDateTime().toMSecsSinceEpoch() - 978307200000LL) / 1000.0);
+        return Value::date(double(value.toDateTime().toMSecsSinceEpoch() - kUnixSecondsAt2001 * 1000) / 1000.0);
     case QMetaType::QVariantMap: {
         Dictionary d;
         const QVariantMap map = value.toMap();
