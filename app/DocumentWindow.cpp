@@ -589,17 +589,13 @@ void DocumentWindow::buildMenus() {
     records->addSeparator();
     add(records, QStringLiteral("editCategoriesSheet:"), QStringLiteral("Categories\u2026"), {}, [this] {
         CategorySheet sheet(*browser_, this);
-        activeSheet_ = &sheet;
-        sheet.exec();
-        activeSheet_ = nullptr;
+        runSheet(sheet);
         browser_->synkCategorySubMenu();  // names reach the pop-up when the sheet closes
         refresh();
     });
     add(records, QStringLiteral("emailListSheet:"), QStringLiteral("E-mail Addresses\u2026"), {}, [this] {
         EmailListSheet sheet(*browser_, this);
-        activeSheet_ = &sheet;
-        sheet.exec();
-        activeSheet_ = nullptr;
+        runSheet(sheet);
         refresh();
     });
     add(records, QStringLiteral("phoneListSheet:"), QStringLiteral("Phone Edition\u2026"), {}, [this] {
@@ -763,9 +759,7 @@ void DocumentWindow::showPasswordHealth() {
         if (defaults) defaults->setObject(prefs::passwordHealthOldAfterDays, Value::integer(days));
     });
     if (healthSheetHook_) healthSheetHook_(&sheet);
-    activeSheet_ = &sheet;
-    const bool chosen = sheet.exec() == QDialog::Accepted && sheet.chosenRecord() >= 0;
-    activeSheet_ = nullptr;
+    const bool chosen = runSheet(sheet) == QDialog::Accepted && sheet.chosenRecord() >= 0;
     if (!chosen || !recordsOpenToTheUser() || sheet.chosenRecord() >= doc_->myArray.count()) return;
     // The record is shown even when the filter hides it now.
     const Value record = doc_->myArray.at(sheet.chosenRecord());
@@ -780,6 +774,17 @@ void DocumentWindow::showPasswordHealth() {
     reloadRecords();
     scrollRowToVisible(row);
     table_->setFocus();
+}
+
+int DocumentWindow::runSheet(QDialog& sheet) {
+    // A sheet made while the document was being locked (an import reads its file first, and the
+    // background lock may come meanwhile) is not shown over the locked page, and what it was
+    // asked for is not done once the lock is decided.
+    if (!recordsOpenToTheUser()) return QDialog::Rejected;
+    activeSheet_ = &sheet;
+    const int result = sheet.exec();
+    activeSheet_ = nullptr;
+    return recordsOpenToTheUser() ? result : int(QDialog::Rejected);
 }
 
 bool DocumentWindow::recordsOpenToTheUser() const { return doc_->isDecrypted() && !doc_->isLockPending(); }
@@ -1272,9 +1277,7 @@ void DocumentWindow::importFromTextFile() {
     }
     ImportSheet sheet(*browser_, *path, this);
     if (sheet.readFailed()) return;  // the user has been told; there is nothing to map
-    activeSheet_ = &sheet;
-    const bool confirmed = sheet.exec() == QDialog::Accepted;
-    activeSheet_ = nullptr;
+    const bool confirmed = runSheet(sheet) == QDialog::Accepted;
     if (confirmed) sheet.runImport();
     refresh();
 }
@@ -1286,18 +1289,14 @@ void DocumentWindow::importForeign(const QString& path, const QString& format) {
             QMessageBox::warning(this, QStringLiteral("Import"), sheet.error() + QStringLiteral(" Nothing was added to the document."));
         return;
     }
-    activeSheet_ = &sheet;
-    const bool confirmed = sheet.exec() == QDialog::Accepted;
-    activeSheet_ = nullptr;
+    const bool confirmed = runSheet(sheet) == QDialog::Accepted;
     if (confirmed) sheet.runImport();
     refresh();
 }
 
 void DocumentWindow::exportRecords(const Array& records) {
     ExportSheet sheet(records, doc_->myKeyArrayForExport, windowTitle().remove(QStringLiteral("[*]")), *filePanel_, this);
-    activeSheet_ = &sheet;
-    sheet.exec();
-    activeSheet_ = nullptr;
+    runSheet(sheet);
 }
 
 // ---- Desktop manners ----

@@ -147,6 +147,8 @@ private:
     void showSelectedRecord();
     void commitDetailField(const QString& key, const QString& text);
     bool recordsOpenToTheUser() const;
+    // Runs a sheet of the record browser; Rejected when the document is or gets locked.
+    int runSheet(QDialog& sheet);
     void closeRecordsToTheUser();
     void updateCopyButtons();
     void updateTextCommands();

@@ -769,16 +769,47 @@ TEST(DocumentWindow, LockLeavesNothingReachableWhateverWindowIsInFront) {
     w->setFilePanel(&panel);
     for (const char* sheet : {"editCategoriesSheet:", "importFromTextFile:", "exportAllToTextFile:", "emailListSheet:"}) {
         openAndSelect();
+        // The lock comes once the sheet is up: every sheet here is up within its first turn of
+        // the event loop, the import's after its file was read.
         bool sawSheet = false;
-        QTimer::singleShot(50, [&] {
-            sawSheet = QApplication::activeModalWidget() != nullptr;
+        std::function<void()> lockWhenUp = [&] {
+            if (!QApplication::activeModalWidget()) return QTimer::singleShot(10, lockWhenUp);
+            sawSheet = true;
             quorvane.AutomaticLockAllOpenedDocuments();
-        });
+        };
+        QTimer::singleShot(10, lockWhenUp);
         w->action(QLatin1String(sheet))->trigger();
         EXPECT_TRUE(sawSheet) << sheet;
         ASSERT_TRUE(waitFor([&] { return w->document().isEncrypted(); })) << sheet;
         expectNothingReachable(w, sheet);
     }
+
+    // A lock that comes while the import still reads its file: the sheet never shows over the
+    // locked page, and nothing is imported.
+    openAndSelect();
+    const qsizetype before = w->document().myArray.count();
+    {
+        // Long enough that reading it takes more than one turn of the event loop.
+        QFile big(panel.openPath);
+        ASSERT_TRUE(big.open(QIODevice::WriteOnly));
+        for (int i = 0; i < 200000; ++i) big.write("Bank account number\tpassword for it\n");
+    }
+    QTimer::singleShot(0, [&] { quorvane.AutomaticLockAllOpenedDocuments(); });
+    bool sheetShown = false;
+    std::function<void()> watchForSheet = [&] {
+        if (QWidget* modal = QApplication::activeModalWidget()) {
+            sheetShown = true;
+            modal->close();  // so that a failing run ends instead of waiting for a user
+        }
+        if (!sheetShown) QTimer::singleShot(5, watchForSheet);
+    };
+    QTimer::singleShot(5, watchForSheet);
+    w->action(QStringLiteral("importFromTextFile:"))->trigger();
+    ASSERT_TRUE(waitFor([&] { return w->document().isEncrypted(); }));
+    QTest::qWait(50);
+    EXPECT_FALSE(sheetShown);
+    sheetShown = true;  // the watch ends
+    EXPECT_EQ(w->document().myArray.count(), before);
     w->setFilePanel(nullptr);
     w->close();
 }
