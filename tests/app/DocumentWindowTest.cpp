@@ -747,9 +747,7 @@ TEST(DocumentWindow, LockLeavesNothingReachableWhateverWindowIsInFront) {
         QApplication::setActiveWindow(front);
         ModalScript confirm({[front](QWidget* sheet) {
             front->close();
-            QTest::mouseClick(sheet->findChildren<QAbstractButton*>().value(0), Qt::LeftButton);
-            for (QAbstractButton* b : sheet->findChildren<QAbstractButton*>())
-                if (b->text() == QStringLiteral("OK")) QTest::mouseClick(b, Qt::LeftButton);
+            clickButton(QStringLiteral("OK"))(sheet);
         }});
         w->action(QStringLiteral("lockDocument:"))->trigger();
         ASSERT_TRUE(confirm.done());
