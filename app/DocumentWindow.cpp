@@ -165,10 +165,11 @@ void DocumentWindow::buildPages() {
         detailViewCollapsed_ = split_->sizes().value(1) == 0;
         if (!detailViewCollapsed_) bufferedDetailViewLength_ = split_->sizes().value(1);
     });
-    browserLayout->addWidget(split_);
+    browserLayout->addWidget(split_, 1);  // the table and the pane take every new pixel
     countLabel_ = new QLabel(browser);
     countLabel_->setObjectName(QStringLiteral("recordCount"));
     countLabel_->setEnabled(false);  // quiet, like a status line
+    countLabel_->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     browserLayout->addWidget(countLabel_, 0, Qt::AlignRight);
     pages_->addWidget(browser);
     connect(table_->selectionModel(), &QItemSelectionModel::selectionChanged, this, [this] { syncSelectionFromView(); });
@@ -924,9 +925,12 @@ void DocumentWindow::syncColumns() {
         const int section = model_->columnOf(c.identifier);
         table_->setColumnHidden(section, c.hidden);
         int width = int(c.width);
-        // The category column shows every title whole, however narrow the document remembers it;
-        // the remembered width itself stays as it is.
+        // The category column shows every title whole, and dates and counts are never cut,
+        // however narrow the document remembers them; the remembered width itself stays as it is.
         if (c.identifier == QLatin1String("category")) width = std::max(width, widthOfLongestCategoryTitle());
+        if (!c.hidden && (c.identifier == QLatin1String("createdDate") || c.identifier == QLatin1String("modificationDate") ||
+                          c.identifier == QLatin1String("usageCount")))
+            width = std::max(width, narrowestWidthOfColumn(section));
         if (width > 0) table_->setColumnWidth(section, width);
     }
     syncing_ = false;
