@@ -3,7 +3,6 @@
 #include "crypto/SecretMemory.h"
 
 #include <QApplication>
-#include <QWidget>
 #include <QClipboard>
 #include <QMimeData>
 

@@ -6,6 +6,8 @@
 // clears it when it still holds that value. It leaves early when another program takes the
 // clipboard, since there is then nothing left to clear.
 
+#include <QWidget>  // complete for the pointers PlatformServices.h keeps
+
 #include "PlatformServices.h"
 
 #include <QObject>

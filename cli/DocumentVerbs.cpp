@@ -84,8 +84,8 @@ std::optional<QString> askPassword(bool fromStdin, const char* prompt, const Str
         print(io.err, QStringLiteral("qvane: no terminal to ask the password on; use --password-stdin\n"));
         return std::nullopt;
     }
-    std::fputs(prompt, tty);
-    std::fflush(tty);
+    // Echo goes off before the prompt shows: what is typed once it shows is neither echoed nor
+    // flushed away with the input that came before it.
     termios old{};
     const int fd = fileno(tty);
     const bool haveTermios = tcgetattr(fd, &old) == 0;
@@ -94,6 +94,8 @@ std::optional<QString> askPassword(bool fromStdin, const char* prompt, const Str
         quiet.c_lflag &= tcflag_t(~ECHO);
         tcsetattr(fd, TCSAFLUSH, &quiet);
     }
+    std::fputs(prompt, tty);
+    std::fflush(tty);
     QByteArray line;
     int c;
     while ((c = std::fgetc(tty)) != EOF && c != '\n') line.append(char(c));
