@@ -98,9 +98,14 @@ struct Options {
 Options parse(const QStringList& args, const QStringList& flagNames, const QStringList& valueNames,
               bool renameTakesTwo = false) {
     Options o;
+    bool onlyNames = false;  // after "--", a record named like an option
     for (qsizetype i = 0; i < args.size(); ++i) {
         const QString& a = args[i];
-        if (renameTakesTwo && a == QLatin1String("--rename")) {
+        if (onlyNames) {
+            o.positional << a;
+        } else if (a == QLatin1String("--")) {
+            onlyNames = true;
+        } else if (renameTakesTwo && a == QLatin1String("--rename")) {
             if (i + 2 >= args.size()) o.bad = QStringLiteral("--rename needs OLD and NEW");
             else o.renamePair = QStringList{args[i + 1], args[i + 2]};
             i += 2;
@@ -260,7 +265,7 @@ const QStringList kPasswordFlags{QStringLiteral("--password-prompt"), QStringLit
 }  // namespace
 
 int passwordTypeTag(const QString& text, bool* ok) {
-    // The generator's types by the names its window gives them, or by their number.
+    // The generator's types by their number, or by a short form of the titles its window shows.
     static const QHash<QString, int> names{
         {QStringLiteral("letters"), 10},        {QStringLiteral("lower"), 11},
         {QStringLiteral("alphanumeric"), 20},   {QStringLiteral("lower-digits"), 21},

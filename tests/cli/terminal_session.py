@@ -233,6 +233,8 @@ r = piped(["add", older, "X", "--password-stdin"], MASTER + "\n\n")
 check(r.returncode == 2 and open(older, "rb").read() == before, "an older generation is left alone without --convert")
 r = piped(["add", older, "X", "--password-stdin", "--convert"], MASTER + "\n\n")
 check(r.returncode == 0 and [x["name"] for x in records(path=older)[0]] == ["X"], "--convert saves it as 40100")
+r = piped(["add", older, "--password-stdin", "--", "--odd"], MASTER + "\n\n")
+check(r.returncode == 0 and [x["name"] for x in records(path=older)[0]] == ["X", "--odd"], "after -- a name like an option")
 
 # Help for one command.
 r = piped(["clip", "--help"])
