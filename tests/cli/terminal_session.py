@@ -236,6 +236,20 @@ check(r.returncode == 0 and [x["name"] for x in records(path=older)[0]] == ["X"]
 r = piped(["add", older, "--password-stdin", "--", "--odd"], MASTER + "\n\n")
 check(r.returncode == 0 and [x["name"] for x in records(path=older)[0]] == ["X", "--odd"], "after -- a name like an option")
 
+# The layout blocks of the desktop and the phone go through a change as they were read.
+laid_out = os.path.join(work, "layout.qvane")
+desk = {"windowRecX": 10.0, "windowRecY": 20.0, "windowRecWidth": 900.0, "windowRecHeight": 600.0,
+        "makeToolbarVisibleAtDecrypt": True, "latestOrderedColumn": "name", "latestOrderedColumnAscending": True}
+write_document(laid_out, MASTER, [], [{"cat_category": "Generic", "cat_uniqueID": 1, "cat_howManyUsingThis": 0,
+                                       "cat_backColor": {"r": 1, "g": 0, "b": 0, "a": 1},
+                                       "cat_textColor": {"r": 1, "g": 1, "b": 1, "a": 1}}], [], EPOCH,
+               extra={"OSXPlatformDictionary": desk, "iOSPlatformDictionary": {"phone": "kept", "n": 1}})
+r = piped(["add", laid_out, "Y", "--password-stdin"], MASTER + "\nypass\n")
+root = read_document(laid_out, MASTER)[0]
+check(r.returncode == 0 and root.get("iOSPlatformDictionary") == {"phone": "kept", "n": 1}, "the phone's block is kept")
+kept = root.get("OSXPlatformDictionary", {})
+check(all(kept.get(k) == v for k, v in desk.items()), "the desktop's layout is kept: %r" % kept)
+
 # Help for one command.
 r = piped(["clip", "--help"])
 check(r.returncode == 0 and b"--seconds" in r.stdout and b"Exit status" in r.stdout, "qvane clip --help")
