@@ -1,4 +1,5 @@
 #include "Application.h"
+#include "ClipMode.h"
 #include "DocumentController.h"
 #include "DocumentWindow.h"
 #include "SingleInstance.h"
@@ -37,6 +38,10 @@ int answerInformationOptions(int argc, char** argv) {
                 "Options:\n"
                 "  -h, --help     Show this help and exit.\n"
                 "  -V, --version  Show the release and exit.\n"
+                "  --clip [--seconds S]\n"
+                "                 Hold the text read from standard input on the clipboard, marked as\n"
+                "                 a secret, without a window; after S seconds (default 45, 0 never)\n"
+                "                 clear it if it is still there. Exits 8 without a display.\n"
                 "  --             Take every argument after it as a document.\n",
                 qPrintable(qv::ZKAppSupportUtility::calcReleaseString(qv::kReleaseNumber)));
             return 0;
@@ -48,6 +53,8 @@ int answerInformationOptions(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    // `qvane clip` hands a value over to be held on the clipboard: no window, no documents.
+    if (const int clipped = qv::app::runClipMode(argc, argv); clipped >= 0) return clipped;
     if (const int answered = answerInformationOptions(argc, argv); answered >= 0) return answered;
     qv::useLargeMemoryPages(argv);
     QApplication app(argc, argv);

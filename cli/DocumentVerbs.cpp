@@ -84,8 +84,8 @@ std::optional<QString> askPassword(bool fromStdin, const char* prompt, const Str
         print(io.err, QStringLiteral("qvane: no terminal to ask the password on; use --password-stdin\n"));
         return std::nullopt;
     }
-    std::fputs(prompt, tty);
-    std::fflush(tty);
+    // Echo goes off before the prompt shows: what is typed once it shows is neither echoed nor
+    // flushed away with the input that came before it.
     termios old{};
     const int fd = fileno(tty);
     const bool haveTermios = tcgetattr(fd, &old) == 0;
@@ -94,6 +94,8 @@ std::optional<QString> askPassword(bool fromStdin, const char* prompt, const Str
         quiet.c_lflag &= tcflag_t(~ECHO);
         tcsetattr(fd, TCSAFLUSH, &quiet);
     }
+    std::fputs(prompt, tty);
+    std::fflush(tty);
     QByteArray line;
     int c;
     while ((c = std::fgetc(tty)) != EOF && c != '\n') line.append(char(c));
@@ -186,9 +188,18 @@ bool samePath(const QString& a, const QString& b) {
            (x.exists() && y.exists() && x.canonicalFilePath() == y.canonicalFilePath());
 }
 
+// Dates in the local time with its offset, as ISO 8601.
+QString isoDate(double secondsSince2001) {
+    const QDateTime t =
+        QDateTime::fromMSecsSinceEpoch(qint64(std::llround((secondsSince2001 + double(kUnixSecondsAt2001)) * 1000)));
+    return t.toOffsetFromUtc(t.offsetFromUtc()).toString(Qt::ISODate);
+}
+
 // A record as `dump` prints it: its keys in order, the category as its index in the category
 // table (left out when it has none).
-void writeRecordJson(JsonWriter& w, const Dictionary& record, const Array& categories) {
+
+// `isoDates`: dates as ISO 8601 text, for people and scripts, where dump keeps the exact number.
+void writeRecordJson(JsonWriter& w, const Dictionary& record, const Array& categories, bool isoDates = false) {
     w.beginObject();
     for (qsizetype i = 0; i < record.count(); ++i) {
         if (record.keyAt(i) == keys::categoryPtr) {
@@ -199,7 +210,8 @@ void writeRecordJson(JsonWriter& w, const Dictionary& record, const Array& categ
             continue;
         }
         w.key(record.keyAt(i));
-        w.value(record.valueAt(i));
+        if (isoDates && record.valueAt(i).isDate()) w.value(Value(isoDate(record.valueAt(i).toDate())));
+        else w.value(record.valueAt(i));
     }
     w.endObject();
 }
@@ -330,6 +342,11 @@ int runNew(const QStringList& args, const Streams& io) {
                                      "long.\n"));
         return kExitUsage;
     }
+    if (!p.passwordStdin) {
+        // Typed without seeing it: a slip would lock the user out of the new document.
+        const auto again = askPassword(false, "New master password again: ", io);
+        if (!again || *again != *password) return usage(io, QStringLiteral("the two passwords differ; nothing was made"));
+    }
     if (QFileInfo::exists(p.positional.first()))
         return usage(io, QStringLiteral("%1 exists already; new never replaces a file").arg(p.positional.first()));
     KeptDocument kept;
@@ -348,13 +365,14 @@ int runNew(const QStringList& args, const Streams& io) {
 namespace qv::cli {
 
 int runLs(const QStringList& args, const Streams& io) {
-    const Parsed p = parse(args, {QStringLiteral("--descending"), QStringLiteral("--show-secrets"), QStringLiteral("--json")},
+    const Parsed p = parse(args, {QStringLiteral("--descending"), QStringLiteral("--show-secrets"), QStringLiteral("--json"),
+                                  QStringLiteral("--table"), QStringLiteral("--tsv")},
                            {QStringLiteral("--category"), QStringLiteral("--search"), QStringLiteral("--sort"),
                             QStringLiteral("--columns")});
     if (!p.bad.isEmpty()) return usage(io, p.bad);
     if (p.positional.size() != 1)
         return usage(io, QStringLiteral("usage: qvane ls FILE [--category NAME] [--search TEXT] [--sort COLUMN] "
-                                        "[--descending] [--columns LIST] [--show-secrets] [--json]"));
+                                        "[--descending] [--columns LIST] [--show-secrets] [--json | --table | --tsv]"));
     QStringList columns = p.values.value(QStringLiteral("--columns"),
                                          QStringLiteral("category,name,account,userID,password,url,email"))
                               .split(QLatin1Char(','), Qt::SkipEmptyParts);
@@ -386,12 +404,15 @@ int runLs(const QStringList& args, const Streams& io) {
     if (p.flags.contains(QStringLiteral("--json"))) {
         JsonWriter w;
         w.beginArray();
-        for (const Value& r : arranged) writeRecordJson(w, r.toDictionary(), doc.myCategoryArray);
+        for (const Value& r : arranged) writeRecordJson(w, r.toDictionary(), doc.myCategoryArray, true);
         w.endArray();
         print(io.out, w.take() + '\n');
         return kExitOk;
     }
     const bool showSecrets = p.flags.contains(QStringLiteral("--show-secrets"));
+    // A table for a person at a terminal, tab-separated values for a pipe or a file.
+    const bool table = p.flags.contains(QStringLiteral("--table")) ||
+                       (!p.flags.contains(QStringLiteral("--tsv")) && isatty(fileno(io.out)));
     std::vector<QStringList> rows;
     QStringList header;
     for (const QString& c : columns) header << c;
@@ -402,16 +423,27 @@ int runLs(const QStringList& args, const Streams& io) {
         for (const QString& c : columns) {
             QString text;
             if (c == QLatin1String("category")) text = record.valueForKeyPath(QStringLiteral("categoryPtr.cat_category")).toString();
-            else if (TableColumns::isSecret(c)) text = MyTableDelegate::maskedText(record.value(c), showSecrets);
-            else {
+            else if (TableColumns::isSecret(c)) {
+                // The same dots whatever the length, which a mask must not tell.
+                text = record.value(c).toString();
+                if (!showSecrets && !text.isEmpty()) text = QString(8, QChar(0x2022));
+            } else {
                 const Value v = record.value(TableColumns::recordKeyFor(c));
-                text = v.isDate() ? dateTimeFromSeconds2001(v.toDate()).toUTC()
-                                        .toString(Qt::ISODate)
-                                  : v.toString();
+                text = v.isDate() ? isoDate(v.toDate()) : v.toString();
             }
-            row << text.replace(QLatin1Char('\n'), QLatin1Char(' '));
+            // One line per record, one cell per field, whatever the values hold.
+            text.replace(QLatin1Char('\\'), QStringLiteral("\\\\"));
+            text.replace(QLatin1Char('\t'), QStringLiteral("\\t"));
+            text.replace(QLatin1Char('\n'), QStringLiteral("\\n"));
+            text.replace(QLatin1Char('\r'), QStringLiteral("\\r"));
+            row << text;
         }
         rows.push_back(row);
+    }
+    if (!table) {
+        for (const QStringList& row : rows) print(io.out, row.join(QLatin1Char('\t')) + QLatin1Char('\n'));
+        print(io.err, QStringLiteral("%1 of %2 records\n").arg(arranged.count()).arg(doc.myArray.count()));
+        return kExitOk;
     }
     std::vector<qsizetype> widths(size_t(columns.size()), 0);
     for (const QStringList& row : rows)
@@ -433,9 +465,9 @@ int runLs(const QStringList& args, const Streams& io) {
 namespace qv::cli {
 
 int runGenerate(const QStringList& args, const Streams& io) {
-    const Parsed p = parse(args, {}, {QStringLiteral("--type"), QStringLiteral("--length"), QStringLiteral("--count")});
+    const Parsed p = parse(args, {QStringLiteral("--json")}, {QStringLiteral("--type"), QStringLiteral("--length"), QStringLiteral("--count")});
     if (!p.bad.isEmpty()) return usage(io, p.bad);
-    if (!p.positional.isEmpty()) return usage(io, QStringLiteral("usage: qvane generate [--type TAG] [--length N] [--count K]"));
+    if (!p.positional.isEmpty()) return usage(io, QStringLiteral("usage: qvane generate [--type TAG] [--length N] [--count K] [--json]"));
     bool ok = true;
     auto number = [&](const QString& option, int fallback) {
         if (!p.values.contains(option)) return fallback;
@@ -444,12 +476,16 @@ int runGenerate(const QStringList& args, const Streams& io) {
         ok = ok && good;
         return v;
     };
-    const int tag = number(QStringLiteral("--type"), 40);
-    const int requested = number(QStringLiteral("--length"), 12);
+    bool typeKnown = true;
+    const int tag = p.values.contains(QStringLiteral("--type")) ? passwordTypeTag(p.values.value(QStringLiteral("--type")), &typeKnown) : 40;
+    if (!typeKnown)
+        return usage(io, QStringLiteral("--type takes 10, 11, 20, 21, 22, 30, 40, 41, 42, 52, 60, 61 or %1")
+                             .arg(passwordTypeNames().join(QStringLiteral(", "))));
+    const int length = number(QStringLiteral("--length"), 12);
     const int count = number(QStringLiteral("--count"), 1);
-    if (!ok || count < 1 || count > 10000) return usage(io, QStringLiteral("--type, --length and --count take whole numbers; --count 1 to 10000"));
-    const int length = ZKPasswordMaker::clampLength(requested);
-    if (length != requested) print(io.err, QStringLiteral("qvane: length %1 is out of 5 to 42; using %2\n").arg(requested).arg(length));
+    if (!ok || count < 1 || count > 10000) return usage(io, QStringLiteral("--length and --count take whole numbers; --count 1 to 10000"));
+    // Said rather than quietly changed: a script asking for 64 characters must not get 42.
+    if (length != ZKPasswordMaker::clampLength(length)) return usage(io, QStringLiteral("--length takes 5 to 42"));
 
     // The user's own preferences decide which characters to avoid, as in the window.
     SettingsUserDefaults defaults(std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope,
@@ -460,6 +496,10 @@ int runGenerate(const QStringList& args, const Streams& io) {
     PasswordQuality quality;
     quality.SetQualityValue(ZKPasswordMaker::calcStarNumberFromTypeTag(tag, length));
     const QString stars = QString(quality.qualityValue, QChar(0x2605)) + QString(10 - quality.qualityValue, QChar(0x2606));
+    const bool json = p.flags.contains(QStringLiteral("--json"));
+    JsonWriter w;
+    if (json) w.beginArray();
+    // Standard output carries the passwords alone, one a line, so that they can be piped.
     for (int i = 0; i < count; ++i) {
         const auto password = ZKPasswordMaker::sharedPasswordMaker().generatePasswordType(tag, length, filter, avoid);
         if (!password) {
@@ -467,7 +507,22 @@ int runGenerate(const QStringList& args, const Streams& io) {
                                          "type %2 from\n").arg(avoid).arg(tag));
             return kExitUsage;
         }
-        print(io.out, QStringLiteral("%1\t%2 %3\n").arg(*password, stars, quality.text()));
+        if (!json) {
+            print(io.out, *password + QLatin1Char('\n'));
+            continue;
+        }
+        w.beginObject();
+        w.key(QStringLiteral("password"));
+        w.value(Value(*password));
+        w.key(QStringLiteral("rating"));
+        w.value(Value::integer(quality.qualityValue));
+        w.endObject();
+    }
+    if (json) {
+        w.endArray();
+        print(io.out, w.take() + '\n');
+    } else {
+        print(io.err, QStringLiteral("rating: %1 %2\n").arg(stars, quality.text()));
     }
     return kExitOk;
 }
@@ -578,13 +633,24 @@ int runExport(const QStringList& args, const Streams& io) {
                             QStringLiteral("-o")});
     if (!p.bad.isEmpty()) return usage(io, p.bad);
     if (p.positional.size() != 1 || !p.values.contains(QStringLiteral("-o")) || !p.values.contains(QStringLiteral("--format")))
-        return usage(io, QStringLiteral("usage: qvane export FILE --format 0-5 [--fields LIST] [--header] [--category NAME] "
-                                        "[--search TEXT] [--preset 1-5] [--tags KEY=VALUE,...] -o OUT"));
-    bool ok = false;
-    const int format = p.values.value(QStringLiteral("--format")).toInt(&ok);
-    if (!ok || format < 0 || format > 5) return usage(io, QStringLiteral("--format takes 0 to 5"));
+        return usage(io, QStringLiteral("usage: qvane export FILE --format 0-5|NAME [--fields LIST] [--header] [--category NAME] "
+                                        "[--search TEXT] [--preset 1-5|NAME] [--tags KEY=VALUE,...] -o OUT|-"));
+    // The formats by number or by name; the presets of format 0 are the other five.
+    static const QStringList formatNames{QStringLiteral("custom"), QStringLiteral("tsv"), QStringLiteral("quoted-csv"),
+                                         QStringLiteral("table"), QStringLiteral("html")};
+    auto formatNumber = [](const QString& text, int lowest) {
+        bool number = false;
+        int n = text.toInt(&number);
+        if (!number) n = int(formatNames.indexOf(text));
+        return n >= lowest && n <= 5 ? n : -1;
+    };
+    const int format = formatNumber(p.values.value(QStringLiteral("--format")), 0);
+    if (format < 0) return usage(io, QStringLiteral("--format takes 0 to 5 or custom, tsv, quoted-csv, table, html"));
+    const int preset = p.values.contains(QStringLiteral("--preset")) ? formatNumber(p.values.value(QStringLiteral("--preset")), 1) : 0;
+    if (preset < 0) return usage(io, QStringLiteral("--preset takes 1 to 5 or tsv, quoted-csv, table, html"));
     const QString out = p.values.value(QStringLiteral("-o"));
-    if (samePath(out, p.positional[0])) return usage(io, QStringLiteral("OUT must differ from FILE"));
+    const bool toStdout = out == QLatin1String("-");
+    if (!toStdout && samePath(out, p.positional[0])) return usage(io, QStringLiteral("OUT must differ from FILE"));
 
     KeptDocument kept;
     MyDocument& doc = *kept;
@@ -607,10 +673,14 @@ int runExport(const QStringList& args, const Streams& io) {
         if (i < 0) return usage(io, QStringLiteral("unknown or repeated field \"%1\"").arg(t.trimmed()));
         exporter.addSelectedToRight({i});
     }
-    if (p.values.contains(QStringLiteral("--preset"))) exporter.setCustomFields(p.values.value(QStringLiteral("--preset")).toInt());
+    if (preset) exporter.setCustomFields(preset);
     const QString tagsError = applyExportTags(exporter, p.values.value(QStringLiteral("--tags")));
     if (!tagsError.isEmpty()) return usage(io, tagsError);
     QString error;
+    if (toStdout) {
+        print(io.out, exporter.exportText());
+        return std::fflush(io.out) == 0 && !std::ferror(io.out) ? kExitOk : kExitCannotWrite;
+    }
     if (!exporter.writeToFile(out, &error)) {
         print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(out, error));
         return kExitCannotWrite;

@@ -46,6 +46,18 @@ int runForeignImport(const QStringList& args, const Streams& io);
 int runForeignExport(const QStringList& args, const Streams& io);
 bool isForeignExport(const QStringList& args);
 
+// One record, the categories and the master password: show, add, edit, rm, clip, passwd, categories.
+int runShow(const QStringList& args, const Streams& io);
+int runAdd(const QStringList& args, const Streams& io);
+int runEdit(const QStringList& args, const Streams& io);
+int runRm(const QStringList& args, const Streams& io);
+int runClip(const QStringList& args, const Streams& io);
+int runPasswd(const QStringList& args, const Streams& io);
+int runCategories(const QStringList& args, const Streams& io);
+// The generator's types by name or number (10 to 61); `ok` false for neither.
+int passwordTypeTag(const QString& text, bool* ok);
+QStringList passwordTypeNames();
+
 // Steps shared with the verbs above, for the verbs kept in files of their own.
 int openForVerb(const QString& path, bool passwordStdin, MyDocument& doc, const Streams& io);
 int saveForVerb(MyDocument& doc, const QString& path, const Streams& io);

@@ -19,6 +19,7 @@ enum ExitStatus : int {
     kExitNoMemory = 5,
     kExitNothingImported = 6,
     kExitCannotWrite = 7,
+    kExitNoDisplay = 8,  // clip: no display to hold the clipboard
     kExitFindings = 9,  // report: something to tell
 };
 
@@ -32,5 +33,7 @@ int run(const QStringList& args, const Streams& io = {});
 
 QString versionText();
 QString usageText();
+// One command's part of the help, or an empty text for a command that doesn't exist.
+QString verbHelpText(const QString& verb);
 
 }  // namespace qv::cli

@@ -5,17 +5,24 @@ _qvane() {
     local cur prev words cword
     _init_completion || return
 
-    local commands="info dump convert new ls generate import export report merge"
+    local commands="info dump convert new ls generate import export show add edit rm clip passwd categories report merge"
     local password="--password-stdin"
     local -A options=(
         [info]=""
         [dump]="$password"
         [convert]="$password --new-password-stdin"
         [new]="$password"
-        [ls]="$password --category --search --sort --descending --columns --show-secrets --json"
-        [generate]="--type --length --count"
+        [ls]="$password --category --search --sort --descending --columns --show-secrets --json --table --tsv"
+        [generate]="--type --length --count --json"
         [import]="$password --format --encoding --map --skip-first --from"
         [export]="$password --format -o --fields --header --category --search --preset --tags"
+        [show]="$password --index --show-secrets --json"
+        [add]="$password --category --account --user --url --email --note --pin --security --password-prompt --generate --type --length --print --convert"
+        [edit]="$password --index --rename --category --account --user --url --email --note --pin --security --password-prompt --generate --type --length --print --convert"
+        [rm]="$password --index --yes --convert"
+        [clip]="$password --index --field --seconds --convert"
+        [passwd]="$password --convert"
+        [categories]="$password --json --add --color --rename --remove --convert"
         [report]="$password --json --older-than"
         [merge]="$password -o --dry-run --json"
     )
@@ -47,13 +54,13 @@ _qvane() {
             compopt -o nospace
             return ;;
         --type)
-            COMPREPLY=($(compgen -W "10 11 20 21 22 30 40 41 42 52 60 61" -- "$cur"))
+            COMPREPLY=($(compgen -W "10 11 20 21 22 30 40 41 42 52 60 61 letters lower alphanumeric lower-digits upper-digits digits all lower-symbols upper-symbols hex readable readable-upper" -- "$cur"))
             return ;;
         --format)
             if [[ $command == import ]]; then
                 COMPREPLY=($(compgen -W "0 1 2 3" -- "$cur"))
             else
-                COMPREPLY=($(compgen -W "0 1 2 3 4 5 keepass-csv bitwarden-json csv" -- "$cur"))
+                COMPREPLY=($(compgen -W "0 1 2 3 4 5 custom tsv quoted-csv table html keepass-csv bitwarden-json csv" -- "$cur"))
             fi
             return ;;
         --from)
@@ -65,13 +72,17 @@ _qvane() {
         --map)
             COMPREPLY=($(compgen -W "cascade header" -- "$cur"))
             return ;;
+        --field)
+            COMPREPLY=($(compgen -W "password userID account pin security url email note" -- "$cur"))
+            return ;;
         --preset)
-            COMPREPLY=($(compgen -W "1 2 3 4 5" -- "$cur"))
+            COMPREPLY=($(compgen -W "1 2 3 4 5 tsv quoted-csv table html" -- "$cur"))
             return ;;
         -o)
             _filedir
             return ;;
-        --category | --search | --length | --count | --fields | --tags | --older-than)
+        --category | --search | --length | --count | --fields | --tags | --older-than | --index | --seconds | \
+            --account | --user | --url | --email | --note | --pin | --security | --rename | --add | --remove | --color)
             return ;;
     esac
 

@@ -66,13 +66,26 @@ TEST(QvaneCommand, GenerateHonoursTypeLengthCountAndAvoidedCharacters) {
     ASSERT_EQ(c.status, kExitOk) << c.err;
     const QStringList lines = QString::fromStdString(c.out).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
     ASSERT_EQ(lines.size(), 40);
-    for (const QString& line : lines) {
-        const QString password = line.section(QLatin1Char('\t'), 0, 0);
+    // Only the passwords on standard output; the rating once on standard error.
+    for (const QString& password : lines) {
         EXPECT_EQ(password.size(), 9);
         for (QChar ch : password) EXPECT_TRUE(ch.isDigit());
-        EXPECT_TRUE(line.endsWith(QStringLiteral(" 1/10")));  // ln(10^9)/10 = 2, one star less
     }
+    EXPECT_NE(c.err.find(" 1/10\n"), std::string::npos) << c.err;  // ln(10^9)/10 = 2, one star less
     EXPECT_EQ(runCaptured({QStringLiteral("generate"), QStringLiteral("--count"), QStringLiteral("x")}).status, kExitUsage);
+    // A length out of range is refused, not quietly changed; types go by name too.
+    for (const char* length : {"4", "43"}) {
+        const Captured bad = runCaptured({QStringLiteral("generate"), QStringLiteral("--length"), QLatin1String(length)});
+        EXPECT_EQ(bad.status, kExitUsage) << length;
+        EXPECT_TRUE(bad.out.empty());
+    }
+    const Captured hex = runCaptured({QStringLiteral("generate"), QStringLiteral("--type"), QStringLiteral("hex"),
+                                      QStringLiteral("--length"), QStringLiteral("42"), QStringLiteral("--json")});
+    ASSERT_EQ(hex.status, kExitOk) << hex.err;
+    EXPECT_NE(hex.out.find("\"rating\": "), std::string::npos) << hex.out;
+    const std::string made = hex.out.substr(hex.out.find("\"password\": \"") + 13, 42);
+    EXPECT_EQ(made.find_first_not_of("0123456789ABCDEF"), std::string::npos) << made;
+    EXPECT_EQ(runCaptured({QStringLiteral("generate"), QStringLiteral("--type"), QStringLiteral("emoji")}).status, kExitUsage);
 }
 
 // Started as a user who set no locale would start it, with a preferences folder of its own.
