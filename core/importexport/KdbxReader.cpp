@@ -16,6 +16,20 @@ namespace qv::Kdbx {
 
 namespace {
 
+// Little-endian numbers read byte by byte from a place in an array; 0 where the array is too short.
+// (A length checked elsewhere is checked again here, so that no read can leave the array.)
+quint64 littleEndianAt(const QByteArray& b, qsizetype at, int bytes) {
+    if (at < 0 || at + bytes > b.size()) return 0;
+    const auto* p = reinterpret_cast<const uchar*>(b.constData()) + at;
+    quint64 v = 0;
+    for (int i = bytes - 1; i >= 0; --i) v = (v << 8) | p[i];
+    return v;
+}
+quint32 le32(const QByteArray& b, qsizetype at = 0) { return quint32(littleEndianAt(b, at, 4)); }
+quint16 le16(const QByteArray& b, qsizetype at = 0) { return quint16(littleEndianAt(b, at, 2)); }
+quint64 le64(const QByteArray& b, qsizetype at = 0) { return littleEndianAt(b, at, 8); }
+
+
 constexpr quint32 kSignature1 = 0x9AA2D903;
 constexpr quint32 kSignature2 = 0xB54BFB67;
 
@@ -62,13 +76,13 @@ public:
     qsizetype pos() const { return pos_; }
     std::optional<quint32> u32() {
         if (!has(4)) return std::nullopt;
-        const quint32 v = qFromLittleEndian<quint32>(d_.constData() + pos_);
+        const quint32 v = le32(d_, pos_);
         pos_ += 4;
         return v;
     }
     std::optional<quint16> u16() {
         if (!has(2)) return std::nullopt;
-        const quint16 v = qFromLittleEndian<quint16>(d_.constData() + pos_);
+        const quint16 v = le16(d_, pos_);
         pos_ += 2;
         return v;
     }
@@ -92,17 +106,17 @@ class Salsa20 final : public InnerStream {
 public:
     Salsa20(const QByteArray& key, const QByteArray& nonce) {
         static const char sigma[] = "expand 32-byte k";
-        auto word = [](const char* p) { return qFromLittleEndian<quint32>(p); };
-        state_[0] = word(sigma);
-        state_[5] = word(sigma + 4);
-        state_[10] = word(sigma + 8);
-        state_[15] = word(sigma + 12);
+        const QByteArray constants = QByteArray::fromRawData(sigma, 16);
+        state_[0] = le32(constants, 0);
+        state_[5] = le32(constants, 4);
+        state_[10] = le32(constants, 8);
+        state_[15] = le32(constants, 12);
         for (int i = 0; i < 4; ++i) {
-            state_[1 + i] = word(key.constData() + 4 * i);
-            state_[11 + i] = word(key.constData() + 16 + 4 * i);
+            state_[1 + i] = le32(key, 4 * i);
+            state_[11 + i] = le32(key, 16 + 4 * i);
         }
-        state_[6] = word(nonce.constData());
-        state_[7] = word(nonce.constData() + 4);
+        state_[6] = le32(nonce, 0);
+        state_[7] = le32(nonce, 4);
         state_[8] = state_[9] = 0;
     }
     QByteArray apply(const QByteArray& data) override {
@@ -324,8 +338,7 @@ Opened failure(Status s, const QString& error) {
 }  // namespace
 
 bool hasSignature(const QByteArray& file) {
-    return file.size() >= 8 && qFromLittleEndian<quint32>(file.constData()) == kSignature1 &&
-           qFromLittleEndian<quint32>(file.constData() + 4) == kSignature2;
+    return file.size() >= 8 && le32(file, 0) == kSignature1 && le32(file, 4) == kSignature2;
 }
 
 QByteArray salsa20(const QByteArray& key32, const QByteArray& nonce8, const QByteArray& data) {
@@ -355,14 +368,14 @@ Opened open(const QByteArray& file, const QString& password) {
         switch (*id) {
         case 0: break;
         case 2: cipherId = *data; break;
-        case 3: compression = data->size() >= 4 ? qFromLittleEndian<quint32>(data->constData()) : 99; break;
+        case 3: compression = data->size() >= 4 ? le32(*data) : 99; break;
         case 4: masterSeed = *data; break;
         case 5: transformSeed = *data; break;
-        case 6: transformRounds = data->size() == 8 ? qFromLittleEndian<quint64>(data->constData()) : 0; break;
+        case 6: transformRounds = data->size() == 8 ? le64(*data) : 0; break;
         case 7: iv = *data; break;
         case 8: protectedStreamKey = *data; break;
         case 9: streamStart = *data; break;
-        case 10: innerId = data->size() >= 4 ? qFromLittleEndian<quint32>(data->constData()) : 0; break;
+        case 10: innerId = data->size() >= 4 ? le32(*data) : 0; break;
         case 11: kdfParams = *data; break;
         default: break;
         }
@@ -454,14 +467,14 @@ Opened open(const QByteArray& file, const QString& password) {
             if (!content->fill(5)) break;
             const QByteArray field = content->take(5);
             const quint8 id = quint8(field[0]);
-            const quint32 size = qFromLittleEndian<quint32>(field.constData() + 1);
+            const quint32 size = le32(field, 1);
             if (size >= 0x80000000u || !content->fill(qsizetype(size))) break;
             const QByteArray data = content->take(qsizetype(size));
             if (id == 0) {
                 headerEnded = true;
                 break;
             }
-            if (id == 1 && data.size() >= 4) streamId = qFromLittleEndian<quint32>(data.constData());
+            if (id == 1 && data.size() >= 4) streamId = le32(data);
             if (id == 2) streamKey = data;
         }
         if (!headerEnded)
