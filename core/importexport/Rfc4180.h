@@ -15,6 +15,8 @@ class Reader {
 public:
     // `text` must outlive the reader; a leading byte-order mark is skipped.
     explicit Reader(QStringView text);
+    // A text that would be gone before the reader is done with it is refused at compile time.
+    explicit Reader(QString&& text) = delete;
 
     // The next record's fields. False at the end of the text or on an error (see error()). A
     // blank line is skipped.

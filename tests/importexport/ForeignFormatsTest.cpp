@@ -65,11 +65,13 @@ TEST(Rfc4180, QuotesSeparatorsLineBreaksAndMarks) {
     EXPECT_TRUE(reader.error().isEmpty());
 
     // Errors name the line where the trouble is.
-    rfc4180::Reader unclosed(U("a,b\nc,\"never\nclosed\n"));
+    const QString unclosedText = U("a,b\nc,\"never\nclosed\n");  // the reader only views its text
+    rfc4180::Reader unclosed(unclosedText);
     ASSERT_TRUE(unclosed.next(&f));
     EXPECT_FALSE(unclosed.next(&f));
     EXPECT_TRUE(unclosed.error().startsWith(U("line 2:"))) << unclosed.error().toStdString();
-    rfc4180::Reader stray(U("a,b\nc,d\"e\n"));
+    const QString strayText = U("a,b\nc,d\"e\n");
+    rfc4180::Reader stray(strayText);
     ASSERT_TRUE(stray.next(&f));
     EXPECT_FALSE(stray.next(&f));
     EXPECT_TRUE(stray.error().startsWith(U("line 2:")));
