@@ -62,6 +62,8 @@ void DocumentBrowser::setClock(std::function<double()> now) {
 }
 
 void DocumentBrowser::bindTables() {
+    // New tables, or the same ones changed (a merge, its undo, a revert).
+    searchIndex_.invalidate();
     categories_.setContent(doc_.myCategoryArray);
     categoriesForMenu_.setContent(doc_.myCategoryArray);
     records_.setContent(doc_.myArray);
@@ -86,16 +88,9 @@ void DocumentBrowser::setFilterPredicate(const Sender&) {
         ui()->showFilterInfoPane(prevFilterInaction, usedFilterDisplay);
         ui()->setSearchFieldText(searchString);
     }
-    // The inputs are read when the test runs; the prepared search is remade when they change.
-    auto search = std::make_shared<RecordSearch>(searchString);
-    auto preparedFor = std::make_shared<QString>(searchString);
-    records_.setFilterPredicate([this, search, preparedFor](const Value& record) mutable {
-        if (*preparedFor != searchString) {
-            *search = RecordSearch(searchString);
-            *preparedFor = searchString;
-        }
-        const Dictionary* d = record.dictionaryIfAny();
-        return d && RecordSearch::recordPasses(*d, categoryString, *search);
+    // The inputs are read when the filter runs, at this and every later rearrangement.
+    records_.setPositionFilter([this](const Array& content) {
+        return searchIndex_.filter(content, categoryString, searchString);
     });
     reload();
 }
@@ -198,6 +193,7 @@ void DocumentBrowser::deleteRow(const Sender&) {
 void DocumentBrowser::editContentToggle(const Sender&) { doc_.isEditable = !doc_.isEditable; }
 
 void DocumentBrowser::recordEdited(const Sender& sender, bool fromEmailField) {
+    searchIndex_.invalidate();
     if (fromEmailField) lengthOfEmailField = int(sender.stringValue.size());
     // After the field has committed its value.
     post([this] {
@@ -208,6 +204,7 @@ void DocumentBrowser::recordEdited(const Sender& sender, bool fromEmailField) {
 
 void DocumentBrowser::insertEmailFromPopup(const Sender& item) {
     records_.setValueForKeyPath(QStringLiteral("selection.") + keys::email, Value(item.title));
+    searchIndex_.invalidate();
     lengthOfEmailField = int(item.title.size());
     markEdited();
 }
@@ -386,11 +383,13 @@ void DocumentBrowser::justFinishedImporting(qsizetype firstImported) {
     synkCategorySubMenu();
     categories_.rearrangeObjects();
     categoriesForMenu_.rearrangeObjects();
+    searchIndex_.invalidate();  // records that were there may have changed category above
     records_.rearrangeObjects();
     reload();
 }
 
 void DocumentBrowser::recordsWereImported() {
+    searchIndex_.invalidate();
     records_.setContent(doc_.myArray);
     markEdited();
     synkCategorySubMenu();

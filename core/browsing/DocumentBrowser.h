@@ -7,6 +7,7 @@
 
 #include "FilteringArrayController.h"
 #include "RecordSearch.h"
+#include "RecordSearchIndex.h"
 #include "TableColumns.h"
 #include "ZKCategoryArrayController.h"
 #include "ZKVSplitViewDelegate.h"
@@ -51,6 +52,10 @@ public:
     void doSelectCatMenu(const Sender& item);
     void filteringWasPerformed(const Sender& = {});
     void showSearchInfoView(bool show);
+    // Records were changed in place (not added, removed or replaced, which the filter sees for
+    // itself): the search index reads them again at the next pass. recordEdited says it too.
+    void recordsChangedInPlace() { searchIndex_.invalidate(); }
+    const RecordSearchIndex& searchIndex() const { return searchIndex_; }
 
     // ---- Sorting ----
     std::int64_t tableSortCompare = 2;  // the preference, kept current by the window
@@ -149,6 +154,7 @@ private:
     TableColumns columns_;
     ZKVSplitViewDelegate split_;
     std::function<double()> now_;
+    RecordSearchIndex searchIndex_;
 };
 
 }  // namespace qv

@@ -21,6 +21,8 @@ public:
     // Prepares `searchString` once for many records.
     explicit RecordSearch(const QString& searchString);
     bool isEmpty() const { return needle_.isEmpty(); }
+    // The search string as it is compared: fold()ed.
+    const QString& foldedNeedle() const { return needle_; }
     // Whether the text contains the search string, by the rules above.
     bool matches(const QString& text) const;
     // The whole record test: category name equality (exact), then the six fields.

@@ -13,6 +13,13 @@ void ArrayController::setContent(const Array& content) {
 
 void ArrayController::setFilterPredicate(Predicate p) {
     filter_ = std::move(p);
+    positionFilter_ = nullptr;
+    rearrangeObjects();
+}
+
+void ArrayController::setPositionFilter(PositionFilter f) {
+    positionFilter_ = std::move(f);
+    filter_ = nullptr;
     rearrangeObjects();
 }
 
@@ -32,16 +39,20 @@ void ArrayController::rearrangeObjects() {
     // Positions, not values, are filtered and sorted: no copies until the result is built.
     std::vector<qsizetype> order;
     const qsizetype n = content_.count();
-    order.reserve(size_t(n));
-    if (!filter_) {
+    if (positionFilter_) {
+        order = positionFilter_(content_);
+    } else if (!filter_) {
+        order.reserve(size_t(n));
         for (qsizetype i = 0; i < n; ++i) order.push_back(i);
     } else if (n < kParallelFilterFrom) {
+        order.reserve(size_t(n));
         filterRange(0, n, order);
     } else {
         // A keystroke in the search field filters everything again; a hundred thousand records
         // take two cores to stay within a frame. The second half is found beside the first. The
         // first record is tested alone beforehand: a predicate may prepare itself on its first
         // call, and that must happen before two threads call it.
+        order.reserve(size_t(n));
         if (filter_(content_.at(0))) order.push_back(0);
         const qsizetype half = n / 2;
         std::vector<qsizetype> second;
@@ -70,6 +81,19 @@ void ArrayController::rearrangeObjects() {
         }
     };
     std::vector<Value> previous = arranged_.takeValuesIfUnshared();
+    // A result that keeps records of the old one in the same order (a longer search text, or
+    // the same again) takes their handles over instead of copying them: a record is then
+    // touched only when it leaves the list, and never twice. Only the rest is copied.
+    size_t reused = 0;
+    for (size_t k = 0; reused < order.size(); ++reused) {
+        const Dictionary* wanted = content_.at(order[reused]).dictionaryIfAny();
+        if (!wanted) break;
+        while (k < previous.size() &&
+               (!previous[k].dictionaryIfAny() || previous[k].dictionaryIfAny()->identity() != wanted->identity()))
+            ++k;
+        if (k == previous.size()) break;
+        arranged[reused] = std::move(previous[k++]);
+    }
     auto release = [&previous](size_t from, size_t to) {
         for (size_t k = from; k < to; ++k) {
             if (k + kAhead < to) previous[k + kAhead].prefetchForCopy();
@@ -77,11 +101,12 @@ void ArrayController::rearrangeObjects() {
         }
     };
     arranged_ = Array();
-    if (qsizetype(order.size() + previous.size()) >= kParallelFilterFrom) {
-        const size_t half = order.size() / 2, previousHalf = previous.size() / 2;
+    const size_t toFill = arranged.size() - reused;
+    if (qsizetype(toFill + previous.size()) >= kParallelFilterFrom) {
+        const size_t half = reused + toFill / 2, previousHalf = previous.size() / 2;
         onTwoThreads(
             [&] {
-                fill(0, half);
+                fill(reused, half);
                 release(0, previousHalf);
             },
             [&] {
@@ -89,7 +114,7 @@ void ArrayController::rearrangeObjects() {
                 release(previousHalf, previous.size());
             });
     } else {
-        fill(0, arranged.size());
+        fill(reused, arranged.size());
     }
     arranged_ = Array(std::move(arranged));
     keepSelectionValid();

@@ -28,7 +28,12 @@ public:
     // object alone (where it may prepare itself), then from both threads at once, so after that
     // first call of a pass it must only read.
     void setFilterPredicate(Predicate p);
-    bool hasFilterPredicate() const { return bool(filter_); }
+    // A filter that answers for the whole content at once, with the positions (ascending) of
+    // the objects that pass: for one that keeps its own index of the content rather than look
+    // at every object. Replaces the predicate, and the other way round.
+    using PositionFilter = std::function<std::vector<qsizetype>(const Array& content)>;
+    void setPositionFilter(PositionFilter f);
+    bool hasFilterPredicate() const { return filter_ || positionFilter_; }
     void setSortComparator(Comparator c);
     // Sorting by a key worked out once per object, then compared: much cheaper than a
     // comparator that digs into both objects at every comparison.
@@ -70,6 +75,7 @@ private:
     Array arranged_;
     Array selected_;  // selected objects, by identity
     Predicate filter_;
+    PositionFilter positionFilter_;
     static constexpr qsizetype kParallelFilterFrom = 20000;
     void filterRange(qsizetype from, qsizetype to, std::vector<qsizetype>& out) const;
     Comparator sort_;
