@@ -1,6 +1,7 @@
 #include "DocumentMerge.h"
 
 #include "DocumentKeys.h"
+#include "LegacyMigration.h"
 #include "MyDocument.h"
 #include "RecordModel.h"
 
@@ -49,11 +50,14 @@ double modified(const Dictionary& record) {
 }  // namespace
 
 MergeReport DocumentMerge::merge(MyDocument& a, const MyDocument& b) {
-    return merge(a.myArray, a.myCategoryArray, a.emailArray, b.myArray, b.emailArray);
+    // A side read from an old generation got its records' dates when it was converted.
+    const bool old = LegacyMigration::groupOf(a.docVersionRapresentation) != 0 ||
+                     LegacyMigration::groupOf(b.docVersionRapresentation) != 0;
+    return merge(a.myArray, a.myCategoryArray, a.emailArray, b.myArray, b.emailArray, old);
 }
 
 MergeReport DocumentMerge::merge(Array& recordsA, Array& categoriesA, Array& emailsA, const Array& recordsB,
-                                 const Array& emailsB) {
+                                 const Array& emailsB, bool byContent) {
     MergeReport report;
 
     // Categories by title: A's own, and B's that A lacks, made once with B's colours.
@@ -92,19 +96,20 @@ MergeReport DocumentMerge::merge(Array& recordsA, Array& categoriesA, Array& ema
 
     // A's records by creation date, and by content for those without one.
     std::unordered_map<std::int64_t, std::vector<qsizetype>> byDate;
-    std::unordered_map<QString, std::vector<qsizetype>> byContent;
+    std::unordered_map<QString, std::vector<qsizetype>> contentIndex;
     const qsizetype countA = recordsA.count();
     for (qsizetype i = 0; i < countA; ++i) {
         const Dictionary r = recordsA.at(i).toDictionary();
-        if (const auto when = microseconds(r.value(keys::creationDate))) byDate[*when].push_back(i);
-        else byContent[contentKey(r)].push_back(i);
+        const auto when = byContent ? std::nullopt : microseconds(r.value(keys::creationDate));
+        if (when) byDate[*when].push_back(i);
+        else contentIndex[contentKey(r)].push_back(i);
     }
     std::vector<bool> matched(size_t(countA), false);
 
     for (const Value& vb : recordsB) {
         const Dictionary rb = vb.toDictionary();
         qsizetype partner = -1;
-        if (const auto when = microseconds(rb.value(keys::creationDate))) {
+        if (const auto when = byContent ? std::nullopt : microseconds(rb.value(keys::creationDate))) {
             const auto found = byDate.find(*when);
             if (found != byDate.end()) {
                 std::vector<qsizetype> open;
@@ -123,8 +128,8 @@ MergeReport DocumentMerge::merge(Array& recordsA, Array& categoriesA, Array& ema
                 }
             }
         } else {
-            const auto found = byContent.find(contentKey(rb));
-            if (found != byContent.end())
+            const auto found = contentIndex.find(contentKey(rb));
+            if (found != contentIndex.end())
                 for (qsizetype i : found->second)
                     if (!matched[size_t(i)]) {
                         partner = i;

@@ -39,9 +39,11 @@ public:
     // never changed. A keeps its password, layout and phone-edition block; records keep their
     // own dates.
     static MergeReport merge(MyDocument& a, const MyDocument& b);
-    // The same on bare tables, for callers that hold them apart from a document.
+    // The same on bare tables, for callers that hold them apart from a document. With
+    // `byContent`, records match on their fields alone: the dates of a document converted from an
+    // old generation were made at its conversion and say nothing about the records.
     static MergeReport merge(Array& recordsA, Array& categoriesA, Array& emailsA, const Array& recordsB,
-                             const Array& emailsB);
+                             const Array& emailsB, bool byContent = false);
 };
 
 }  // namespace qv

@@ -221,6 +221,12 @@ with tempfile.TemporaryDirectory() as tmp:
                                    for r in d["records"]]
                 check(strip(again) == strip(doc), f"{gen}: same records after conversion")
                 check(again["categories"] == doc["categories"], f"{gen}: same categories after conversion")
+                # The old file merged into its converted copy: its records match on their fields
+                # (their dates were made at each conversion), so nothing comes twice.
+                r = qvane("merge", out, path, "--dry-run", "--json", "--password-stdin", stdin=PW + "\n" + PW + "\n")
+                report = json.loads(r.stdout) if r.returncode == 0 else {}
+                check(report.get("added") == [] and report.get("onlyInA") == [],
+                      f"{gen}: merged into its converted copy, nothing added ({r.stdout.decode()[:200]} {r.stderr.decode()[:200]})")
 
     # An unlisted old number never opens.
     path = os.path.join(tmp, "old2222.qvane")
