@@ -36,8 +36,6 @@ namespace qv::cli {
 
 namespace {
 
-void print(std::FILE* f, const QByteArray& bytes) { std::fwrite(bytes.constData(), 1, size_t(bytes.size()), f); }
-void print(std::FILE* f, const QString& text) { print(f, text.toUtf8()); }
 
 // Options shared by the verbs: which are flags, and the remaining positional arguments.
 struct Parsed {
@@ -103,11 +101,6 @@ std::optional<QString> askPassword(bool fromStdin, const char* prompt, const Str
     std::fputs("\n", tty);
     std::fclose(tty);
     return QString::fromUtf8(line);
-}
-
-int usage(const Streams& io, const QString& text) {
-    print(io.err, QStringLiteral("qvane: %1\n").arg(text));
-    return kExitUsage;
 }
 
 // The command's document, kept until the process ends: letting go of 100 000 records one by one

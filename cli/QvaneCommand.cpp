@@ -9,14 +9,13 @@
 
 namespace qv::cli {
 
-namespace {
+void print(std::FILE* f, const QByteArray& bytes) { std::fwrite(bytes.constData(), 1, size_t(bytes.size()), f); }
+void print(std::FILE* f, const QString& text) { print(f, text.toUtf8()); }
 
-void print(std::FILE* f, const QString& text) {
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), f);
+int usage(const Streams& io, const QString& text) {
+    print(io.err, QStringLiteral("qvane: %1\n").arg(text));
+    return kExitUsage;
 }
-
-}  // namespace
 
 QString versionText() {
     return QStringLiteral("qvane %1 (Quorvane %1, release %2)\n")

@@ -3,6 +3,7 @@
 // The `qvane` command: documents opened, searched, converted, imported and exported without a
 // window. Verbs are added as the program grows; each returns the process exit status.
 
+#include <QByteArray>
 #include <QStringList>
 
 #include <cstdio>
@@ -27,6 +28,12 @@ struct Streams {
     std::FILE* out = stdout;
     std::FILE* err = stderr;
 };
+
+// Text to a stream as UTF-8.
+void print(std::FILE* f, const QString& text);
+void print(std::FILE* f, const QByteArray& bytes);
+// A usage error: "qvane: " and the text on standard error; gives the usage status.
+int usage(const Streams& io, const QString& text);
 
 // `args` excludes the program name.
 int run(const QStringList& args, const Streams& io = {});

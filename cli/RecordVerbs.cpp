@@ -33,16 +33,6 @@ namespace qv::cli {
 
 namespace {
 
-void print(std::FILE* f, const QString& text) {
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), f);
-}
-
-int usage(const Streams& io, const QString& text) {
-    print(io.err, QStringLiteral("qvane: %1\n").arg(text));
-    return kExitUsage;
-}
-
 // As the other verbs keep theirs: until the process ends, freed by the next command; its
 // passwords are wiped when the verb is done.
 class Kept {
