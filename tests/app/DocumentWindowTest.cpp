@@ -50,40 +50,16 @@
 
 #include <gtest/gtest.h>
 
+#include "support/ModalScript.h"
+
 #include <deque>
 
 using namespace qv;
 using namespace qv::app;
+using qv::test::ModalScript;
+using qv::test::clickButton;
 
 namespace {
-
-// Answers the modal dialogs that the window opens, one scripted step per dialog, by acting on
-// the real widgets as a user would. Every dialog seen is logged by its text.
-class ModalScript {
-public:
-    using Step = std::function<void(QWidget*)>;
-    explicit ModalScript(std::deque<Step> steps) : steps_(std::move(steps)) { arm(); }
-    QStringList seen;
-    bool done() const { return steps_.empty(); }
-
-private:
-    void arm() {
-        QTimer::singleShot(20, [this] {
-            QWidget* modal = QApplication::activeModalWidget();
-            if (modal && !steps_.empty() && modal != last_) {
-                last_ = modal;
-                if (auto* box = qobject_cast<QMessageBox*>(modal)) seen << box->text();
-                else seen << modal->objectName();
-                auto step = std::move(steps_.front());
-                steps_.pop_front();
-                step(modal);
-            }
-            if (!steps_.empty()) arm();
-        });
-    }
-    std::deque<Step> steps_;
-    QWidget* last_ = nullptr;
-};
 
 ModalScript::Step typePasswords(const QString& a, const QString& b) {
     return [a, b](QWidget* w) {
@@ -92,17 +68,6 @@ ModalScript::Step typePasswords(const QString& a, const QString& b) {
         QTest::keyClicks(sheet->newField(), a);
         QTest::keyClicks(sheet->retypeField(), b);
         QTest::mouseClick(sheet->findChild<QPushButton*>(QStringLiteral("confirm")), Qt::LeftButton);
-    };
-}
-
-ModalScript::Step clickButton(const QString& title) {
-    return [title](QWidget* w) {
-        for (QAbstractButton* b : w->findChildren<QAbstractButton*>())
-            if (b->text() == title) return QTest::mouseClick(b, Qt::LeftButton);
-        QStringList all;
-        for (QAbstractButton* b : w->findChildren<QAbstractButton*>()) all << b->text();
-        FAIL() << "no button " << title.toStdString() << " in " << w->metaObject()->className() << ": "
-               << all.join(QStringLiteral(", ")).toStdString();
     };
 }
 

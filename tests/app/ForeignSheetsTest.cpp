@@ -23,52 +23,18 @@
 
 #include <gtest/gtest.h>
 
+#include "support/ModalScript.h"
+
 #include <sys/stat.h>
 
 #include <deque>
 
 using namespace qv;
 using namespace qv::app;
+using qv::test::ModalScript;
+using qv::test::clickButton;
 
 namespace {
-
-// Acts on each modal dialog the window opens, in turn, as a user would.
-class Modals {
-public:
-    using Step = std::function<void(QWidget*)>;
-    explicit Modals(std::deque<Step> steps) : steps_(std::move(steps)) { arm(); }
-    QStringList seen;
-    bool done() const { return steps_.empty(); }
-
-private:
-    void arm() {
-        QTimer::singleShot(20, [this] {
-            QWidget* modal = QApplication::activeModalWidget();
-            if (modal && !steps_.empty() && modal != last_) {
-                last_ = modal;
-                if (auto* box = qobject_cast<QMessageBox*>(modal)) seen << box->text();
-                else seen << modal->objectName();
-                auto step = std::move(steps_.front());
-                steps_.pop_front();
-                // A step may open the next dialog and wait inside it: watch for it first.
-                if (!steps_.empty()) arm();
-                step(modal);
-                return;
-            }
-            if (!steps_.empty()) arm();
-        });
-    }
-    std::deque<Step> steps_;
-    QWidget* last_ = nullptr;
-};
-
-Modals::Step click(const QString& title) {
-    return [title](QWidget* w) {
-        for (QAbstractButton* b : w->findChildren<QAbstractButton*>())
-            if (b->text().remove(QLatin1Char('&')) == title) return QTest::mouseClick(b, Qt::LeftButton);
-        FAIL() << "no button " << title.toStdString();
-    };
-}
 
 // The open panel picks a file and one of the type pop-up's entries; the save panel a path.
 class Panel : public FilePanel {
@@ -127,7 +93,7 @@ TEST(ForeignSheets, ImportPanelOffersTheFormatsAndPreviewsBeforeAdding) {
     panel.openPath = QStringLiteral(QV_SAMPLES_DIR "/keepass.xml");
     panel.type = QStringLiteral("keepass-xml");
 
-    Modals importing({[](QWidget* sheet) {
+    ModalScript importing({[](QWidget* sheet) {
         auto* s = qobject_cast<ForeignImportSheet*>(sheet);
         ASSERT_NE(s, nullptr);
         EXPECT_EQ(s->preview()->rowCount(), 5);
@@ -154,7 +120,7 @@ TEST(ForeignSheets, ImportPanelOffersTheFormatsAndPreviewsBeforeAdding) {
     bad.write("<KeePassFile><Root><Group>\n<Entry>\n</Root>");
     bad.close();
     panel.openPath = bad.fileName();
-    Modals refusing({click(QStringLiteral("OK"))});
+    ModalScript refusing({clickButton(QStringLiteral("OK"))});
     w->action(QStringLiteral("importFromTextFile:"))->trigger();
     ASSERT_TRUE(refusing.done());
     ASSERT_EQ(refusing.seen.size(), 1);
@@ -172,7 +138,7 @@ TEST(ForeignSheets, ExportSheetWarnsThenWritesTheVaultFormatForTheOwnerOnly) {
     w->setFilePanel(&panel);
     panel.savePath = dir.filePath(QStringLiteral("vault.json"));
 
-    Modals exporting({[](QWidget* sheet) {
+    ModalScript exporting({[](QWidget* sheet) {
                           auto* s = qobject_cast<ExportSheet*>(sheet);
                           ASSERT_NE(s, nullptr);
                           auto* format = s->findChild<QComboBox*>(QStringLiteral("exportFormat"));
@@ -181,7 +147,7 @@ TEST(ForeignSheets, ExportSheetWarnsThenWritesTheVaultFormatForTheOwnerOnly) {
                           format->setCurrentIndex(index);
                           QTest::mouseClick(s->findChild<QPushButton*>(QStringLiteral("doExport")), Qt::LeftButton);
                       },
-                      click(QStringLiteral("Export"))});
+                      clickButton(QStringLiteral("Export"))});
     w->action(QStringLiteral("exportAllToTextFile:"))->trigger();
     ASSERT_TRUE(exporting.done());
     ASSERT_EQ(exporting.seen.size(), 2);
