@@ -33,8 +33,11 @@
 
 #include <gtest/gtest.h>
 
+#include "support/WindowDocuments.h"
+
 using namespace qv;
 using namespace qv::app;
+using qv::test::discard;
 
 namespace {
 
@@ -57,13 +60,7 @@ DocumentWindow* openWith(DocumentController& controller, const QString& path, co
         doc.myArray.append(Value(r));
     }
     doc.plainPassword = QStringLiteral("secret");
-    if (!DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr)) return nullptr;
-    controller.setAutosavingDelay(0);
-    DocumentWindow* w = controller.openDocument(path);
-    if (!w) return nullptr;
-    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
-    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
-    return w;
+    return qv::test::saveOpenAndUnlock(controller, path, doc);
 }
 
 QStringList shownNames(DocumentWindow* w) {
@@ -72,11 +69,6 @@ QStringList shownNames(DocumentWindow* w) {
     const int column = TableColumns::identifiers().indexOf(QStringLiteral("name"));
     for (int row = 0; row < m->rowCount(); ++row) names << m->index(row, column).data().toString();
     return names;
-}
-
-void discard(DocumentWindow* w) {
-    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
-    w->close();
 }
 
 bool markedSecretForClipboardManagers() {

@@ -17,6 +17,7 @@
 #include "document/RecordModel.h"
 #include "foundation/FileBytes.h"
 #include "support/EventLoop.h"
+#include "support/WindowDocuments.h"
 
 #include <QApplication>
 #include <QFile>
@@ -42,6 +43,7 @@
 
 using namespace qv;
 using namespace qv::app;
+using qv::test::discard;
 using qv::test::spinUntil;
 
 namespace {
@@ -73,11 +75,6 @@ bool activate(QWidget* w) {
     w->activateWindow();
     QApplication::setActiveWindow(w);
     return QTest::qWaitForWindowActive(w);
-}
-
-void discard(DocumentWindow* w) {
-    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
-    w->close();
 }
 
 // Presses `button` on the next modal message box and keeps its texts.

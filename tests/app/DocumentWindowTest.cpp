@@ -50,12 +50,15 @@
 
 #include <gtest/gtest.h>
 
+#include "support/WindowDocuments.h"
+
 #include "support/ModalScript.h"
 
 #include <deque>
 
 using namespace qv;
 using namespace qv::app;
+using qv::test::discard;
 using qv::test::ModalScript;
 using qv::test::clickButton;
 
@@ -100,12 +103,6 @@ DocumentWindow* openWithRecords(DocumentController& controller, const QString& p
     DocumentWindow* w = controller.openDocument(path);
     if (w) unlock(w);
     return w;
-}
-
-// Closes without the save question.
-void discard(DocumentWindow* w) {
-    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
-    w->close();
 }
 
 QByteArray contents(const QString& path) {

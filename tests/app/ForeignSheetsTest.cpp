@@ -23,6 +23,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/WindowDocuments.h"
+
 #include "support/ModalScript.h"
 
 #include <sys/stat.h>
@@ -31,6 +33,7 @@
 
 using namespace qv;
 using namespace qv::app;
+using qv::test::discard;
 using qv::test::ModalScript;
 using qv::test::clickButton;
 
@@ -63,18 +66,7 @@ DocumentWindow* openTwoRecords(DocumentController& controller, const QString& pa
         doc.myArray.append(Value(r));
     }
     doc.plainPassword = QStringLiteral("secret");
-    EXPECT_TRUE(DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr));
-    controller.setAutosavingDelay(0);
-    DocumentWindow* w = controller.openDocument(path);
-    if (!w) return nullptr;
-    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
-    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
-    return w;
-}
-
-void discard(DocumentWindow* w) {
-    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
-    w->close();
+    return qv::test::saveOpenAndUnlock(controller, path, doc);
 }
 
 QString categoryOf(const Value& r) {

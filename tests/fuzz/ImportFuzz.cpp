@@ -8,6 +8,8 @@
 #include "importexport/ZKDataImportManager.h"
 #include "importexport/ZKSmartStringFileReader.h"
 
+#include "FuzzImport.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -16,12 +18,7 @@ using namespace qv;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size < 2) return 0;
-    static const int codes[] = {ZKSmartStringFileReader::Automatic, ZKSmartStringFileReader::UTF8,
-                                ZKSmartStringFileReader::UTF16,     ZKSmartStringFileReader::UTF16BE,
-                                ZKSmartStringFileReader::UTF16LE,   ZKSmartStringFileReader::UTF32,
-                                ZKSmartStringFileReader::UTF32BE,   ZKSmartStringFileReader::UTF32LE,
-                                ZKSmartStringFileReader::MacOSRoman, ZKSmartStringFileReader::ASCII};
-    const int code = codes[data[0] % std::size(codes)];
+    const int code = fuzz::kImportEncodingCodes[data[0] % std::size(fuzz::kImportEncodingCodes)];
     const int format = data[1] & 3;
     const int mapping = (data[1] >> 2) & 3;
     const QByteArray bytes(reinterpret_cast<const char*>(data) + 2, qsizetype(size - 2));
@@ -34,21 +31,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     import.loadDataFromText(*text, format);
     for (const QStringList& row : import.grid())
         if (row.size() > import.numOfMaxFieldInImportedData) std::abort();
-    if (std::int64_t(import.destFieldArray().size()) != import.numOfMaxFieldInImportedData) std::abort();
-
-    import.ImportSettings();
-    switch (mapping) {
-    case 0: import.AssignCascadeImportFields(); break;
-    case 1: import.tryAssignFromFirstRow(); break;
-    case 2: import.AllImportFieldsToCreateNewColumn(); break;
-    default: import.destinationSelected(0, 5); break;
-    }
-    import.showNextRecord();
-    import.showPrevRecord();
-    qsizetype rows = 0;
-    for (const QStringList& row : import.grid()) rows += row.isEmpty() ? 0 : 1;
-    if (import.doNotImportFirstRecord && !import.grid().empty() && !import.grid().front().isEmpty()) --rows;
-    import.DoImport();
-    if (records.count() != rows) std::abort();
+    fuzz::mapAndImportOneRecordPerRow(import, records, mapping);
     return 0;
 }

@@ -1,0 +1,36 @@
+#pragma once
+
+// Documents in real windows for the window tests: one saved under its password, opened as the
+// program opens a file and unlocked by typing the password, and closed without the save question.
+
+#include "DocumentController.h"
+#include "DocumentWindow.h"
+
+#include "document/MyDocument.h"
+
+#include <QLineEdit>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+namespace qv::test {
+
+// Null when the file could not be written or opened. Autosaving is off.
+inline app::DocumentWindow* saveOpenAndUnlock(app::DocumentController& controller, const QString& path,
+                                              MyDocument& doc) {
+    const auto bytes = doc.dataOfType(QString());
+    EXPECT_TRUE(bytes && app::DocumentController::writeAtomically(path, *bytes, nullptr));
+    controller.setAutosavingDelay(0);
+    app::DocumentWindow* w = controller.openDocument(path);
+    if (!w) return nullptr;
+    QTest::keyClicks(w->passwordToDecryptField(), doc.plainPassword);
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    return w;
+}
+
+inline void discard(app::DocumentWindow* w) {
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeCleared);
+    w->close();
+}
+
+}  // namespace qv::test
