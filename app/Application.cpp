@@ -3,6 +3,7 @@
 #include "DocumentWindow.h"
 
 #include "foundation/ZKAppSupportUtility.h"
+#include "GuiValueTransformers.h"
 #include "shell/ZKValueTransformers.h"
 
 #include <QAbstractButton>
@@ -59,6 +60,7 @@ Application::Application(std::unique_ptr<UserDefaults> settings)
     services_.showPasswordMaker = [this] { passwordMaker().showPasswordMaker(); };
     documents_.setServices(&services_);
     MyAppDelegate::initialize(*defaults_);
+    registerGuiValueTransformers();
     ZKPhoneHome& home = ZKPhoneHome::sharedPhoneHome();
     home.SetValueAppRelease(kReleaseNumber, QStringLiteral("Quorvane"), updates::mirror(*defaults_, 1),
                             updates::mirror(*defaults_, 2), updates::mirror(*defaults_, 3), updates::mirror(*defaults_, 4));

@@ -61,11 +61,11 @@ void MyAppDelegate::initialize(UserDefaults& defaults) { defaults.registerDefaul
 
 MyAppDelegate::MyAppDelegate() {
     // Bindings refer to the transformers by name; "valueNot0" comes twice, as it always did.
+    // "dictToNSColor" draws, so the desktop program registers it (GuiValueTransformers).
     const std::pair<const char*, std::shared_ptr<const ZKValueTransformer>> named[] = {
         {"valueIs0", std::make_shared<ZKValueIsEqualToRef>(0)},
         {"valueIs1", std::make_shared<ZKValueIsEqualToRef>(1)},
         {"valueIs3", std::make_shared<ZKValueIsEqualToRef>(3)},
-        {"dictToNSColor", std::make_shared<ZKDictToNSColor>()},
         {"valueNot0", std::make_shared<ZKValueNotEqualToRef>(0)},
         {"ret1ifnot0", std::make_shared<ZK1IfNot0>()},
         {"heightAmplifier", std::make_shared<ZKHeightForFontSize>()},

@@ -3,12 +3,8 @@
 #include "ZKBookmark.h"
 #include "ZKStringUtils.h"
 
-#include <QBuffer>
-#include <QColor>
 #include <QFileInfo>
 #include <QHash>
-#include <QImage>
-#include <QImageWriter>
 #include <QMutex>
 
 namespace qv {
@@ -188,22 +184,6 @@ QVariant ZKDateTagElaborated::transformedValue(const QVariant& value) const {
     return text;
 }
 
-QVariant ZKImgData::transformedValue(const QVariant& value) const {
-    if (absent(value)) return QImage();
-    return QImage::fromData(value.toByteArray());
-}
-
-QVariant ZKImgData::reverseTransformedValue(const QVariant& value) const {
-    const QImage image = value.value<QImage>();
-    if (image.isNull()) return {};
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, "tiff");
-    if (!writer.write(image)) return {};
-    return bytes;
-}
-
 std::optional<QString> ZKBookmarkTransformer::resolved(const QVariant& value) const {
     const QByteArray bytes = value.toByteArray();
     if (resolve) return resolve(bytes);
@@ -257,23 +237,6 @@ QVariant ZKUnarchivieFromDataToText::transformedValue(const QVariant& value) con
     return QString::fromUtf8(data.mid(at, length));
 }
 
-QVariant ZKDictToNSColor::transformedValue(const QVariant& value) const {
-    if (absent(value)) return {};
-    const QVariantMap d = value.toMap();
-    // Components are read as 32-bit floats, as colours always were.
-    const auto c = [&](const char* key) { return std::clamp(double(d.value(QLatin1String(key)).toFloat()), 0.0, 1.0); };
-    return QColor::fromRgbF(float(c("r")), float(c("g")), float(c("b")), float(c("a")));
-}
-
-QVariant ZKDictToNSColor::reverseTransformedValue(const QVariant& value) const {
-    if (absent(value)) return {};
-    const QColor colour = value.value<QColor>().toRgb();
-    return QVariantMap{{QStringLiteral("r"), colour.redF()},
-                       {QStringLiteral("g"), colour.greenF()},
-                       {QStringLiteral("b"), colour.blueF()},
-                       {QStringLiteral("a"), colour.alphaF()}};
-}
-
 namespace {
 QMutex tableLock;
 QHash<QString, std::shared_ptr<const ZKValueTransformer>>& table() {
@@ -292,8 +255,10 @@ std::shared_ptr<const ZKValueTransformer> ValueTransformers::valueTransformerFor
     return table().value(name);
 }
 
-std::shared_ptr<ZKValueTransformer> ValueTransformers::makeTransformerOfClass(const QString& className) {
-    static const QHash<QString, std::function<std::shared_ptr<ZKValueTransformer>()>> makers{
+namespace {
+using Maker = std::function<std::shared_ptr<ZKValueTransformer>()>;
+QHash<QString, Maker>& makers() {
+    static QHash<QString, Maker> m{
         {QStringLiteral("ZKValueIs1"), [] { return std::make_shared<ZKValueIs1>(); }},
         {QStringLiteral("ZKIntToBool"), [] { return std::make_shared<ZKIntToBool>(); }},
         {QStringLiteral("ZKNegateIntToBool"), [] { return std::make_shared<ZKNegateIntToBool>(); }},
@@ -304,12 +269,21 @@ std::shared_ptr<ZKValueTransformer> ValueTransformers::makeTransformerOfClass(co
         {QStringLiteral("ZKEmptyTrimmedString"), [] { return std::make_shared<ZKEmptyTrimmedString>(); }},
         {QStringLiteral("ZKFilledTrimmedString"), [] { return std::make_shared<ZKFilledTrimmedString>(); }},
         {QStringLiteral("ZKDateTagElaborated"), [] { return std::make_shared<ZKDateTagElaborated>(); }},
-        {QStringLiteral("ZKImgData"), [] { return std::make_shared<ZKImgData>(); }},
         {QStringLiteral("ZKPathFromBookmark"), [] { return std::make_shared<ZKPathFromBookmark>(); }},
         {QStringLiteral("ZKNameFromBookmark"), [] { return std::make_shared<ZKNameFromBookmark>(); }},
-        {QStringLiteral("ZKUnarchivieFromDataToText"), [] { return std::make_shared<ZKUnarchivieFromDataToText>(); }},
-        {QStringLiteral("ZKDictToNSColor"), [] { return std::make_shared<ZKDictToNSColor>(); }}};
-    const auto maker = makers.value(className);
+        {QStringLiteral("ZKUnarchivieFromDataToText"), [] { return std::make_shared<ZKUnarchivieFromDataToText>(); }}};
+    return m;
+}
+}  // namespace
+
+void ValueTransformers::addTransformerClass(const QString& className, Maker maker) {
+    QMutexLocker lock(&tableLock);
+    makers().insert(className, std::move(maker));
+}
+
+std::shared_ptr<ZKValueTransformer> ValueTransformers::makeTransformerOfClass(const QString& className) {
+    QMutexLocker lock(&tableLock);
+    const auto maker = makers().value(className);
     return maker ? maker() : nullptr;
 }
 

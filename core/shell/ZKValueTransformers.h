@@ -168,15 +168,6 @@ public:
     std::function<QDateTime()> now;  // empty: the system's clock
 };
 
-// Image bytes to a QImage; back to TIFF bytes.
-class ZKImgData : public ZKValueTransformer {
-public:
-    Kind transformedValueClass() const override { return Kind::Image; }
-    bool allowsReverseTransformation() const override { return true; }
-    QVariant transformedValue(const QVariant& value) const override;
-    QVariant reverseTransformedValue(const QVariant& value) const override;
-};
-
 class ZKBookmarkTransformer : public ZKValueTransformer {
 public:
     Kind transformedValueClass() const override { return Kind::String; }
@@ -207,15 +198,6 @@ public:
     double myRefValue = 0;  // never set
 };
 
-// A colour dictionary ({r, g, b, a} from 0 to 1) to a QColor, and back.
-class ZKDictToNSColor : public ZKValueTransformer {
-public:
-    Kind transformedValueClass() const override { return Kind::Colour; }
-    bool allowsReverseTransformation() const override { return true; }
-    QVariant transformedValue(const QVariant& value) const override;
-    QVariant reverseTransformedValue(const QVariant& value) const override;
-};
-
 // The table of transformers by name.
 class ValueTransformers {
 public:
@@ -223,6 +205,8 @@ public:
     static std::shared_ptr<const ZKValueTransformer> valueTransformerForName(const QString& name);
     // A new transformer of a class that needs no parameter, by its class name; null otherwise.
     static std::shared_ptr<ZKValueTransformer> makeTransformerOfClass(const QString& className);
+    // Classes that draw (colours, images) live with the desktop program, which adds them here.
+    static void addTransformerClass(const QString& className, std::function<std::shared_ptr<ZKValueTransformer>()> maker);
     // Through the named transformer; absent when the name is unknown.
     static QVariant transform(const QString& name, const QVariant& value);
 };

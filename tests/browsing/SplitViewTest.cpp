@@ -57,20 +57,3 @@ TEST(SplitView, ConstraintsAndExpandingAfterGrowth) {
     EXPECT_DOUBLE_EQ(d.collapseRightViewPosition(1000), 736);
     EXPECT_DOUBLE_EQ(d.expandToMinRightViewPosition(1000), 734);
 }
-
-#include "browsing/SynchroScrollView.h"
-
-TEST(SynchroScrollView, FollowsVerticallyAndStopsAtAgreement) {
-    qv::SynchroScrollView s;
-    EXPECT_FALSE(s.synchronizedViewContentBoundsDidChange({0, 40}, {0, 0}));  // not tied yet
-    s.setSynchronizedScrollView(true, false);
-    EXPECT_TRUE(s.reverseScroll);
-    const auto moved = s.synchronizedViewContentBoundsDidChange({7, 40}, {3, 0});
-    ASSERT_TRUE(moved);
-    EXPECT_EQ(moved->x, 3);    // the own horizontal position stays
-    EXPECT_EQ(moved->y, -40);  // negated between a flipped and an unflipped view
-    // The equality test compares the positions as reported, unnegated.
-    EXPECT_FALSE(s.synchronizedViewContentBoundsDidChange({3, -40}, {3, -40}));
-    s.stopSynchronizing();
-    EXPECT_FALSE(s.synchronizedViewContentBoundsDidChange({0, 1}, {0, 2}));
-}

@@ -1,14 +1,10 @@
 #include "shell/MyAppDelegate.h"
 #include "shell/ZKDragDropView.h"
-#include "shell/ZKRevertDocController.h"
 #include "shell/ZKStringUtils.h"
 #include "shell/ZKValueTransformers.h"
 
 #include "foundation/ZKAppSupportUtility.h"
 #include "support/Fakes.h"
-
-#include <QColor>
-#include <QImage>
 
 #include <gtest/gtest.h>
 
@@ -66,13 +62,6 @@ TEST(ValueTransformers, RegisteredNamesCompareAsShortsAndKeepAbsent) {
     const auto is3 = ValueTransformers::valueTransformerForName(QStringLiteral("valueIs3"));
     EXPECT_EQ(is3->reverseTransformedValue(true), QVariant(3));
     EXPECT_FALSE(is3->reverseTransformedValue(false).isValid());
-    const auto colour = ValueTransformers::valueTransformerForName(QStringLiteral("dictToNSColor"));
-    const QVariantMap dict{{QStringLiteral("r"), 1.0}, {QStringLiteral("g"), 0.5}, {QStringLiteral("b"), 0.0},
-                           {QStringLiteral("a"), 1.0}};
-    const QColor c = colour->transformedValue(dict).value<QColor>();
-    EXPECT_EQ(c.red(), 255);
-    EXPECT_EQ(c.blue(), 0);
-    EXPECT_NEAR(colour->reverseTransformedValue(c).toMap().value(QStringLiteral("g")).toDouble(), 0.5, 0.01);
 }
 
 TEST(ValueTransformers, ClassesMadeByName) {
@@ -119,15 +108,7 @@ TEST(ValueTransformers, BookmarksGiveThePathTheNameOrTheirFixedTexts) {
     EXPECT_FALSE(ZKPathFromBookmark().transformedValue(QByteArray()).isValid());  // the real resolver
 }
 
-TEST(ValueTransformers, ImagesAndOldStyledText) {
-    ZKImgData img;
-    EXPECT_TRUE(img.transformedValue(QVariant()).value<QImage>().isNull());
-    QImage red(4, 3, QImage::Format_RGB32);
-    red.fill(Qt::red);
-    const QByteArray tiff = img.reverseTransformedValue(red).toByteArray();
-    ASSERT_TRUE(tiff.startsWith("II*") || tiff.startsWith("MM"));
-    EXPECT_EQ(img.transformedValue(tiff).value<QImage>().pixelColor(3, 2), QColor(Qt::red));
-
+TEST(ValueTransformers, OldStyledText) {
     // Styled text as the old archiver wrote it: the characters follow the string class.
     const QByteArray text = QByteArrayLiteral(
         "\x04\x0bstreamtyped\x81\xe8\x03\x84\x01@\x84\x84\x84\x12NSAttributedString\x00\x84\x84\x08NSObject\x00\x85"
@@ -199,35 +180,6 @@ TEST(DropTargets, DroppedValuesFillTheSelectedRecordsUrl) {
     EXPECT_EQ(record.value(QStringLiteral("url")).toString(), QStringLiteral("file:///home/ann/My Folder"));
     EXPECT_TRUE(observeDropArea(records, QStringLiteral("myUrlPathDropped"), QStringLiteral("http://x.org/?a b")));
     EXPECT_EQ(record.value(QStringLiteral("url")).toString(), QStringLiteral("http://x.org/?a b"));
-}
-
-TEST(ZKRevertDocController, ReopensOnlyAfterASuccessfulSaveOrWhenClean) {
-    ZKRevertDocController controller;
-    std::vector<QString> reopened;
-    std::vector<std::function<void()>> later;
-    controller.openDocumentWithContentsOfURL = [&](const QString& p) { reopened.push_back(p); };
-    controller.performAfterDelay0 = [&](std::function<void()> f) { later.push_back(std::move(f)); };
-    bool edited = true, saveWorks = false;
-    int saves = 0;
-    ZKRevertDocController::Document doc{[&] { return edited; },
-                                        [&](std::function<void(bool)> done) {
-                                            ++saves;
-                                            done(saveWorks);
-                                        },
-                                        QStringLiteral("/docs/a.qvane")};
-    controller.advancedLockDocument(doc);
-    EXPECT_EQ(saves, 1);
-    EXPECT_TRUE(reopened.empty());
-    saveWorks = true;
-    controller.advancedLockDocument(doc);
-    EXPECT_EQ(reopened.size(), 1u);
-    edited = false;
-    controller.advancedLockDocument(doc);
-    EXPECT_EQ(saves, 2);
-    EXPECT_EQ(reopened.size(), 1u);  // after the current event
-    ASSERT_EQ(later.size(), 1u);
-    later[0]();
-    EXPECT_EQ(reopened.size(), 2u);
 }
 
 }  // namespace
