@@ -7,6 +7,8 @@
 
 #include <random>
 
+#include <sys/resource.h>
+
 namespace qv::bench {
 
 inline Array makeRecords(int count) {
@@ -44,6 +46,12 @@ inline Array makeRecords(int count) {
     return records;
 }
 
+// The process's peak resident size so far, in MiB.
+inline double maxRssMB() {
+    rusage u{};
+    getrusage(RUSAGE_SELF, &u);
+    return double(u.ru_maxrss) / 1024.0;
+}
 
 }  // namespace qv::bench
 

@@ -1,7 +1,7 @@
 // The record browser on 100 000 records: one keystroke's filter (each iteration types one more
 // character, or starts again), and a sort by a text column with each comparison of the preference.
 
-#include "BenchData.h"
+#include "BenchDocument.h"
 
 #include "browsing/DocumentBrowser.h"
 #include "document/DocumentKeys.h"
@@ -15,19 +15,7 @@ using namespace qv;
 namespace {
 
 MyDocument& document() {
-    static MyDocument* doc = [] {
-        auto* d = new MyDocument;
-        d->prepareNewDocument();
-        d->myCategoryArray = Array();
-        for (int c = 1; c <= 20; ++c)
-            d->myCategoryArray.append(Value(RecordModel::newCategory(QStringLiteral("Category %1").arg(c), c)));
-        for (const Value& r : bench::makeRecords(100000)) {
-            Dictionary rec = r.toDictionary();
-            rec.set(keys::categoryPtr, d->myCategoryArray.at(rec.value(keys::categoryID).toInt64() - 1));
-            d->myArray.append(r);
-        }
-        return d;
-    }();
+    static MyDocument* doc = bench::makeDocument(100000).release();
     return *doc;
 }
 

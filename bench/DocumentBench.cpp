@@ -2,7 +2,7 @@
 // includes one key derivation (the engine keeps the key for all the members); BM_KeyDerivation
 // measures one. maxRSS_MB is the process's peak so far: sizes run in ascending order.
 
-#include "BenchData.h"
+#include "BenchDocument.h"
 
 #include "crypto/ZKCommonCrypto.h"
 #include "document/DocumentKeys.h"
@@ -13,32 +13,14 @@
 #include <memory>
 #include <benchmark/benchmark.h>
 
-#include <sys/resource.h>
 #include <malloc.h>
 
 using namespace qv;
 
 namespace {
 
-double maxRssMB() {
-    rusage u{};
-    getrusage(RUSAGE_SELF, &u);
-    return double(u.ru_maxrss) / 1024.0;
-}
-
 std::unique_ptr<MyDocument> makeDocument(int records) {
-    auto doc = std::make_unique<MyDocument>();
-    doc->prepareNewDocument();
-    doc->myCategoryArray = Array();
-    for (int c = 1; c <= 20; ++c)
-        doc->myCategoryArray.append(Value(RecordModel::newCategory(QStringLiteral("Category %1").arg(c), c)));
-    const Array generated = bench::makeRecords(records);
-    for (const Value& r : generated) {
-        Dictionary d = r.toDictionary();
-        d.set(keys::categoryPtr, doc->myCategoryArray.at(d.value(keys::categoryID).toInt64() - 1));
-        d.remove(keys::categoryID);
-        doc->myArray.append(r);
-    }
+    auto doc = bench::makeDocument(records);
     doc->plainPassword = QStringLiteral("correct horse");
     return doc;
 }
@@ -59,7 +41,7 @@ void BM_SaveDocument(benchmark::State& state) {
         benchmark::DoNotOptimize(bytes);
     }
     state.counters["fileMB"] = double(size) / 1e6;
-    state.counters["maxRSS_MB"] = maxRssMB();
+    state.counters["maxRSS_MB"] = bench::maxRssMB();
 }
 BENCHMARK(BM_SaveDocument)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
@@ -76,7 +58,7 @@ void BM_OpenDocument(benchmark::State& state) {
         doc.reset();
         state.ResumeTiming();
     }
-    state.counters["maxRSS_MB"] = maxRssMB();
+    state.counters["maxRSS_MB"] = bench::maxRssMB();
 }
 BENCHMARK(BM_OpenDocument)->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 

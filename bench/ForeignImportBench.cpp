@@ -25,7 +25,6 @@
 #include <zlib.h>
 
 #include <malloc.h>
-#include <sys/resource.h>
 
 #include <cstdio>
 #include <cstring>
@@ -38,12 +37,6 @@ constexpr int kEntries = 100000;
 const char* const kFormats[] = {"keepass-xml", "keepass-csv", "kdbx",        "bitwarden-json",
                                 "bitwarden-csv", "chrome-csv", "firefox-csv", "csv"};
 const QString kPassword = QStringLiteral("bench-password");
-
-double maxRssMB() {
-    rusage u{};
-    getrusage(RUSAGE_SELF, &u);
-    return double(u.ru_maxrss) / 1024.0;
-}
 
 // Records in forty categories, half of them nested two deep.
 Array& records() {
@@ -270,7 +263,7 @@ struct Memory {
 
 // The measuring run: a process of its own, started for one format, that prints its figures.
 int measure(const QString& format, const QString& path) {
-    const double before = maxRssMB();
+    const double before = bench::maxRssMB();
     const struct mallinfo2 heapBefore = mallinfo2();
     QFile f(path);
     f.open(QIODevice::ReadOnly);
@@ -285,7 +278,7 @@ int measure(const QString& format, const QString& path) {
         data = QByteArray();
         maker.commit(browser);
     }
-    std::printf("%f %f\n", maxRssMB() - before, inUseMB(mallinfo2()) - inUseMB(heapBefore));
+    std::printf("%f %f\n", bench::maxRssMB() - before, inUseMB(mallinfo2()) - inUseMB(heapBefore));
     return doc->myArray.count() == kEntries ? 0 : 1;
 }
 

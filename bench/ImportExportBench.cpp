@@ -14,17 +14,10 @@
 
 #include <benchmark/benchmark.h>
 
-#include <sys/resource.h>
 
 using namespace qv;
 
 namespace {
-
-double maxRssMB() {
-    rusage u{};
-    getrusage(RUSAGE_SELF, &u);
-    return double(u.ru_maxrss) / 1024.0;
-}
 
 Array& records() {
     static Array* r = [] {
@@ -65,7 +58,7 @@ void BM_Import100kCsv(benchmark::State& state) {
         if (doc.myArray.count() != 100000) state.SkipWithError("wrong row count");
     }
     state.counters["fileMB"] = fileMB;
-    state.counters["maxRSS_MB"] = maxRssMB();
+    state.counters["maxRSS_MB"] = bench::maxRssMB();
 }
 BENCHMARK(BM_Import100kCsv)->Unit(benchmark::kMillisecond);
 

@@ -2,7 +2,7 @@
 // decrypted, one scroll step with its repaint, and the longest time the event loop is kept from
 // turning by each of the long operations on such a document.
 
-#include "BenchData.h"
+#include "BenchDocument.h"
 
 #include "DocumentController.h"
 #include "DocumentWindow.h"
@@ -38,17 +38,8 @@ using namespace qv;
 namespace {
 
 std::unique_ptr<MyDocument> bigDocument() {
-    auto d = std::make_unique<MyDocument>();
-    d->prepareNewDocument();
+    auto d = bench::makeDocument(100000);
     d->plainPassword = QStringLiteral("protected");  // no mandatory password sheet
-    d->myCategoryArray = Array();
-    for (int c = 1; c <= 20; ++c)
-        d->myCategoryArray.append(Value(RecordModel::newCategory(QStringLiteral("Category %1").arg(c), c)));
-    for (const Value& r : bench::makeRecords(100000)) {
-        Dictionary rec = r.toDictionary();
-        rec.set(keys::categoryPtr, d->myCategoryArray.at(rec.value(keys::categoryID).toInt64() - 1));
-        d->myArray.append(r);
-    }
     return d;
 }
 
