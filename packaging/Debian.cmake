@@ -26,6 +26,6 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # which no window opens, and the icon theme that the icons are installed into.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "qt6-qpa-plugins, hicolor-icon-theme")
 # Draws the SVG icons, the tray's symbolic one among them.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libqt6svg6")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libqt6svg6, wl-clipboard")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 include(CPack)
