@@ -15,14 +15,15 @@ import sys
 import time
 
 here = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, here)
+from bench_documents import PW, prepare  # noqa: E402
+
 ap = argparse.ArgumentParser()
 ap.add_argument("qvane")
 ap.add_argument("workdir")
 ap.add_argument("--runs", type=int, default=5)
 ap.add_argument("--sizes", default="1000,10000,100000")
 args = ap.parse_args()
-PW = "bench password"
-os.makedirs(args.workdir, exist_ok=True)
 
 
 def run(cmd, stdin):
@@ -34,21 +35,6 @@ def run(cmd, stdin):
     return elapsed
 
 
-def prepare(n):
-    prefix = os.path.join(args.workdir, f"e{n}")
-    doc, kdbx = prefix + ".qvane", prefix + ".kdbx"
-    if not (os.path.exists(doc) and os.path.exists(kdbx)):
-        for p in (doc, kdbx):
-            if os.path.exists(p):
-                os.remove(p)
-        subprocess.run([sys.executable, os.path.join(here, "make_bench_data.py"), str(n), prefix], check=True)
-        run([args.qvane, "new", doc, "--password-stdin"], PW + "\n")
-        run([args.qvane, "import", doc, prefix + ".csv", "--map", "header", "--password-stdin"], PW + "\n")
-        # The peer's key derivation can't be set below 100 ms.
-        run(["keepassxc-cli", "import", "-q", "-p", "-t", "100", prefix + ".xml", kdbx], f"{PW}\n{PW}\n")
-    return doc, kdbx
-
-
 out_csv = os.path.join(args.workdir, "out.csv")
 tasks = lambda: {
     "export csv": (lambda d: [args.qvane, "export", d, "--format", "2", "-o", out_csv, "--password-stdin"],
@@ -57,7 +43,7 @@ tasks = lambda: {
                     lambda k: ["keepassxc-cli", "search", "-q", k, WORD]),
 }
 sizes = [3] + [int(s) for s in args.sizes.split(",")]
-files = {n: prepare(n) for n in sizes}
+files = {n: prepare(args.qvane, args.workdir, n) for n in sizes}
 # The same seed makes the same first entries at every size: search the site word of the second,
 # which a few entries share at the larger sizes (oscar1, oscar10, oscar100...).
 with open(os.path.join(args.workdir, "e3.csv"), encoding="utf-8") as f:
