@@ -37,14 +37,10 @@
 
 using namespace qv;
 using namespace qv::app;
+using qv::test::waitFor;
 using qv::test::discard;
 
 namespace {
-
-bool waitFor(const std::function<bool()>& cond) {
-    for (int i = 0; i < 400 && !cond(); ++i) QTest::qWait(10);
-    return cond();
-}
 
 // A saved document of records with these names, in the category Work; opened and unlocked with
 // autosaving off.

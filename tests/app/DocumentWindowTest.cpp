@@ -58,6 +58,8 @@
 
 using namespace qv;
 using namespace qv::app;
+using qv::test::contents;
+using qv::test::waitFor;
 using qv::test::discard;
 using qv::test::ModalScript;
 using qv::test::clickButton;
@@ -103,16 +105,6 @@ DocumentWindow* openWithRecords(DocumentController& controller, const QString& p
     DocumentWindow* w = controller.openDocument(path);
     if (w) unlock(w);
     return w;
-}
-
-QByteArray contents(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-bool waitFor(const std::function<bool()>& cond) {
-    for (int i = 0; i < 400 && !cond(); ++i) QTest::qWait(10);
-    return cond();
 }
 
 DocumentWindow* showNew(DocumentController& controller) {

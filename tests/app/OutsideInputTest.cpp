@@ -11,6 +11,7 @@
 #include "document/RecordModel.h"
 #include "foundation/KeyedArchive.h"
 #include "shell/InstanceMessage.h"
+#include "support/WindowDocuments.h"
 
 #include <QApplication>
 #include <QDir>
@@ -28,6 +29,7 @@
 
 using namespace qv;
 using namespace qv::app;
+using qv::test::contents;
 
 namespace {
 
@@ -40,11 +42,6 @@ QByteArray generation40000(const QString& password) {
     Dictionary root = KeyedUnarchiver::unarchiveObjectWithData(doc.dataOfType(QString()).value())->toDictionary();
     root.set(keys::appversion, Value::integer(40000));
     return KeyedArchiver::archivedDataWithRootObject(Value(root)).value();
-}
-
-QByteArray contents(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
 DocumentWindow* openUnlocked(DocumentController& controller, const QString& path, const QString& password) {

@@ -8,12 +8,28 @@
 
 #include "document/MyDocument.h"
 
+#include <QFile>
 #include <QLineEdit>
 #include <QTest>
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace qv::test {
+
+// A file's bytes; empty when it can't be read.
+inline QByteArray contents(const QString& path) {
+    QFile f(path);
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+}
+
+// Runs the window's events (deferred deletions too) until `cond` holds, for at most about four
+// seconds; whether it held.
+inline bool waitFor(const std::function<bool()>& cond) {
+    for (int i = 0; i < 400 && !cond(); ++i) QTest::qWait(10);
+    return cond();
+}
 
 // Null when the file could not be written or opened. Autosaving is off.
 inline app::DocumentWindow* saveOpenAndUnlock(app::DocumentController& controller, const QString& path,
