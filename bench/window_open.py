@@ -6,8 +6,10 @@ manager. The password is typed the moment the window appears.
 "Shown" is read off the screen, the same way for both programs: after the password is typed the
 screen is captured again and again until it has not changed for a while; the time is that of the
 first capture that already looks like the final one (differences in under 0.5 % of the sampled
-pixels, so a blinking text cursor doesn't count). A progress bar or an empty table that is later
-filled counts as not shown yet.
+pixels, so a blinking text cursor doesn't count). A program busy deciphering can leave the screen
+still for seconds, so the final picture must also differ from the locked page as first drawn in a
+tenth of the samples, and the peer's window title must have lost its "[Locked]". A progress bar
+or an empty table that is later filled counts as not shown yet.
 
 Usage: window_open.py QUORVANE QVANE WORKDIR [--runs R] [--size N]
 """
@@ -64,7 +66,12 @@ def find_window(env, name, deadline):
     return None
 
 
-def one_run(env, command, title, extra_env, shot=None):
+def title_of(env, win):
+    r = subprocess.run(["xdotool", "getwindowname", win], env=env, capture_output=True, text=True)
+    return r.stdout.strip()
+
+
+def one_run(env, command, title, extra_env, still_locked, shot=None):
     """Seconds from launch to the final picture, or None when the window never came."""
     home = tempfile.mkdtemp()
     runtime = os.path.join(home, "run")
@@ -75,17 +82,26 @@ def one_run(env, command, title, extra_env, shot=None):
         f.write("[General]\n" + "".join(f"updateFeedMirror{n}=http://127.0.0.1:9/x.plist\n" for n in range(1, 5)))
     e = dict(env, HOME=home, XDG_CONFIG_HOME=os.path.join(home, "config"), XDG_CACHE_HOME=os.path.join(home, "cache"),
              XDG_DATA_HOME=os.path.join(home, "data"), XDG_RUNTIME_DIR=runtime, **extra_env)
+    desktop = grab(e)
     start = time.perf_counter()
     p = subprocess.Popen(command, env=e, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
         win = find_window(e, title, time.time() + 60)
         if not win:
             return None
+        # The locked page as drawn, before anything is typed: what "still locked" looks like.
+        locked = grab(e)
+        while differs(locked, desktop) < 0.05 and time.perf_counter() - start < 60:
+            locked = grab(e)
         subprocess.run(["xdotool", "windowactivate", "--sync", win], env=e, capture_output=True)
         subprocess.run(["xdotool", "type", "--delay", "0", PW], env=e)
         subprocess.run(["xdotool", "key", "Return"], env=e)
         frames, last_change = [], time.perf_counter()
-        while time.perf_counter() - last_change < args.settle and time.perf_counter() - start < 120:
+        # Still while it works is not done: the picture must also have left the locked page,
+        # and the window must not say that it is locked.
+        while time.perf_counter() - start < 120 and (not frames or time.perf_counter() - last_change < args.settle or
+                                                      differs(frames[-1][1], locked) < 0.10 or
+                                                      still_locked(title_of(e, win))):
             f = grab(e)
             now = time.perf_counter()
             if not frames or differs(frames[-1][1], f) > 0.005:
@@ -113,15 +129,15 @@ for k in ("WAYLAND_DISPLAY", "QT_QPA_PLATFORM"):
 wm = subprocess.Popen(["openbox"], env=env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 time.sleep(1)
 sides = {
-    "ours": ([os.path.abspath(args.quorvane), os.path.abspath(doc)], os.path.basename(doc), {}),
-    "peer": (["keepassxc", os.path.abspath(kdbx)], "KeePassXC", {}),
+    "ours": ([os.path.abspath(args.quorvane), os.path.abspath(doc)], os.path.basename(doc), {}, lambda t: False),
+    "peer": (["keepassxc", os.path.abspath(kdbx)], "KeePassXC", {}, lambda t: "[Locked]" in t),
 }
 times = {side: [] for side in sides}
 try:
     for r in range(args.runs + 1):
-        for side, (command, title, extra) in sides.items():
+        for side, (command, title, extra, still_locked) in sides.items():
             shot = os.path.join(args.shots, f"{side}.png") if args.shots and r == args.runs else None
-            t = one_run(env, command, title, extra, shot)
+            t = one_run(env, command, title, extra, still_locked, shot)
             if t is None:
                 sys.exit(f"{side}: no window")
             if r > 0:  # the first round warms the file cache for both

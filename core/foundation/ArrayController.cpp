@@ -8,6 +8,7 @@ namespace qv {
 
 void ArrayController::setContent(const Array& content) {
     content_ = content;
+    rankedValid_ = false;
     rearrangeObjects();
 }
 
@@ -26,12 +27,14 @@ void ArrayController::setPositionFilter(PositionFilter f) {
 void ArrayController::setSortComparator(Comparator c) {
     sort_ = std::move(c);
     sortKey_ = nullptr;
+    rankedValid_ = false;
     rearrangeObjects();
 }
 
 void ArrayController::setSortKey(KeyFunction key, Comparator compareKeys) {
     sort_ = std::move(compareKeys);
     sortKey_ = std::move(key);
+    rankedValid_ = false;
     rearrangeObjects();
 }
 
@@ -60,15 +63,10 @@ void ArrayController::rearrangeObjects() {
         onTwoThreads([&] { filterRange(1, half, order); }, [&] { filterRange(half, n, second); });
         order.insert(order.end(), second.begin(), second.end());
     }
-    if (sort_ && sortKey_) {
-        std::vector<Value> keys(size_t(content_.count()));
-        for (qsizetype i : order) keys[size_t(i)] = sortKey_(content_.at(i));
-        std::stable_sort(order.begin(), order.end(),
-                         [this, &keys](qsizetype a, qsizetype b) { return sort_(keys[size_t(a)], keys[size_t(b)]) < 0; });
-    } else if (sort_) {
-        std::stable_sort(order.begin(), order.end(),
-                         [this](qsizetype a, qsizetype b) { return sort_(content_.at(a), content_.at(b)) < 0; });
-    }
+    if (sort_ && n >= kRankedFrom)
+        orderByRank(order);
+    else if (sort_)
+        sortAll(order);
     // The arranged list of a large filter is built, and the old one let go, on two threads too.
     // Each copy or release of a record's handle writes to the record's shared count, and so
     // waits for memory unless that was asked for a few steps before.
@@ -118,6 +116,55 @@ void ArrayController::rearrangeObjects() {
     }
     arranged_ = Array(std::move(arranged));
     keepSelectionValid();
+}
+
+void ArrayController::sortAll(std::vector<qsizetype>& order) const {
+    if (sortKey_) {
+        std::vector<Value> keys(size_t(content_.count()));
+        for (qsizetype i : order) keys[size_t(i)] = sortKey_(content_.at(i));
+        std::stable_sort(order.begin(), order.end(),
+                         [this, &keys](qsizetype a, qsizetype b) { return sort_(keys[size_t(a)], keys[size_t(b)]) < 0; });
+    } else {
+        std::stable_sort(order.begin(), order.end(),
+                         [this](qsizetype a, qsizetype b) { return sort_(content_.at(a), content_.at(b)) < 0; });
+    }
+}
+
+bool ArrayController::rankedStillHolds() const {
+    if (!rankedValid_ || rankedEdits_ != dictionaryEditsOnThisThread() ||
+        rankedContent_.size() != size_t(content_.count()))
+        return false;
+    for (size_t i = 0; i < rankedContent_.size(); ++i) {
+        const Dictionary* now = content_.at(qsizetype(i)).dictionaryIfAny();
+        const Dictionary* then = rankedContent_[i].dictionaryIfAny();
+        if (!now || !then || now->identity() != then->identity()) return false;
+    }
+    return true;
+}
+
+void ArrayController::orderByRank(std::vector<qsizetype>& order) {
+    // A stable sort orders by the key, then by position in the content; the whole content's
+    // order restricted to some positions is therefore exactly what sorting those would give.
+    if (!rankedStillHolds()) {
+        const qsizetype n = content_.count();
+        ranked_.resize(size_t(n));
+        for (qsizetype i = 0; i < n; ++i) ranked_[size_t(i)] = i;
+        sortAll(ranked_);
+        rankedContent_.assign(content_.begin(), content_.end());
+        rankedEdits_ = dictionaryEditsOnThisThread();
+        rankedValid_ = true;
+        for (const Value& v : rankedContent_)
+            if (!v.dictionaryIfAny()) rankedValid_ = false;  // only records are followed by identity
+    }
+    if (order.size() == ranked_.size()) {
+        order = ranked_;
+        return;
+    }
+    std::vector<char> kept(ranked_.size(), 0);
+    for (qsizetype i : order) kept[size_t(i)] = 1;
+    order.clear();
+    for (qsizetype i : ranked_)
+        if (kept[size_t(i)]) order.push_back(i);
 }
 
 void ArrayController::filterRange(qsizetype from, qsizetype to, std::vector<qsizetype>& out) const {

@@ -80,6 +80,19 @@ private:
     void filterRange(qsizetype from, qsizetype to, std::vector<qsizetype>& out) const;
     Comparator sort_;
     KeyFunction sortKey_;
+
+    // A large content keeps its whole sorted order, so that a keystroke in the search field
+    // only picks what it keeps out of it instead of sorting again. The order stands while the
+    // same records are in the content, the sort is the same, and no dictionary was changed on
+    // this thread since it was made (a rename, a use counted, an edit may move a record).
+    static constexpr qsizetype kRankedFrom = 4096;
+    void orderByRank(std::vector<qsizetype>& order);
+    bool rankedStillHolds() const;
+    void sortAll(std::vector<qsizetype>& order) const;
+    std::vector<qsizetype> ranked_;  // every content position, in sorted order
+    std::vector<Value> rankedContent_;  // held, so that an identity seen here is never reused meanwhile
+    std::uint64_t rankedEdits_ = 0;
+    bool rankedValid_ = false;
 };
 
 }  // namespace qv

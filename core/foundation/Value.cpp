@@ -115,7 +115,14 @@ const Value& Dictionary::get(const QString& key) const {
     return i < 0 ? absent : d_->entries[size_t(i)].second;
 }
 
+namespace {
+thread_local std::uint64_t dictionaryEdits = 0;
+}  // namespace
+
+std::uint64_t dictionaryEditsOnThisThread() { return dictionaryEdits; }
+
 void Dictionary::setInternedKey(const QString& key, Value&& value) {
+    ++dictionaryEdits;
     if (value.isAbsent() || d_->index) {
         set(key, value);
         return;
@@ -132,6 +139,7 @@ void Dictionary::setInternedKey(const QString& key, Value&& value) {
 }
 
 void Dictionary::set(const QString& key, const Value& value) {
+    ++dictionaryEdits;
     if (value.isAbsent()) {
         remove(key);
         return;
@@ -191,6 +199,7 @@ void Value::prefetchForCopy() const {
 }
 
 void Dictionary::remove(const QString& key) {
+    ++dictionaryEdits;
     const qsizetype i = d_->find(key);
     if (i < 0) return;
     d_->entries.erase(d_->entries.begin() + i);
@@ -198,6 +207,7 @@ void Dictionary::remove(const QString& key) {
 }
 
 void Dictionary::clear() {
+    ++dictionaryEdits;
     d_->entries.clear();
     d_->index.reset();
 }

@@ -51,6 +51,10 @@ struct ArrayStorage;
 // comparison of pointers, and a hundred thousand records share one "name".
 const QString& internKey(const QString& key);
 
+// How many times a dictionary was changed in place on the calling thread. A cache of something
+// worked out from records (a sort order, say) compares it to see whether any could have changed.
+std::uint64_t dictionaryEditsOnThisThread();
+
 // A mutable, insertion-ordered dictionary with string keys, held by reference.
 class Dictionary {
 public:
