@@ -80,6 +80,7 @@ DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& p
         QMetaObject::invokeMethod(this, std::move(step), Qt::QueuedConnection);
     };
     browser_ = std::make_unique<DocumentBrowser>(*doc_);
+    browser_->setUi(this);
     doc_->onTablesInstalled = [this] {
         browser_->bindTables();
         browser_->synkCategorySubMenu();
@@ -93,6 +94,7 @@ DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& p
         AppServices* services = controller_->services();
         copier_ = std::make_unique<ValueCopier>(*browser_, *services->pasteboard, *services->defaults,
                                                 *services->resolutor, *services->pushAndPull);
+        copier_->setUi(this);
     }
     buildPages();
     buildMenus();
@@ -103,6 +105,8 @@ DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& p
 
 DocumentWindow::~DocumentWindow() {
     doc_->setUi(nullptr);
+    browser_->setUi(nullptr);
+    if (copier_) copier_->setUi(nullptr);
     if (controller_) controller_->forget(this);
 }
 
@@ -991,7 +995,7 @@ void DocumentWindow::refresh() {
     updateCommands();
 }
 
-// ---- DocumentUi ----
+// ---- The ports: the document's window, the record browser, the copier's notice ----
 
 void DocumentWindow::beginSheet(const Alert& alert, std::function<void(int)> done) {
     QMessageBox box(this);

@@ -1,13 +1,16 @@
 #pragma once
 
 // One document's window: the record browser and the locked page with the password field, as two
-// pages of a stack chosen by the document's locked state. It is the document's DocumentUi: the
-// document's logic asks it for sheets, frames and focus.
+// pages of a stack chosen by the document's locked state. It implements the three ports the logic
+// reaches the window through: the document's (sheets, frames, focus, the password sheets), the
+// record browser's (table, filter strip, pop-up) and the copier's (the notice, secure fields).
 
 #include "browsing/DocumentBrowser.h"
+#include "browsing/RecordBrowserUi.h"
+#include "passwordtools/NoticeUi.h"
 #include "passwordtools/ValueCopier.h"
+#include "document/DocumentWindowUi.h"
 #include "document/MyDocument.h"
-#include "foundation/DocumentUi.h"
 #include "foundation/FilePanel.h"
 
 #include <QMainWindow>
@@ -36,7 +39,10 @@ class CategoryView;
 class DocumentController;
 class RecordTableModel;
 
-class DocumentWindow : public QMainWindow, public DocumentUi {
+class DocumentWindow : public QMainWindow,
+                       public DocumentWindowUi,
+                       public RecordBrowserUi,
+                       public NoticeUi {
     Q_OBJECT
 public:
     DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& path, DocumentController* controller);
@@ -67,7 +73,7 @@ public:
     // Prints the table, whole rows per page; returns the page count.
     int printTable(QPrinter& printer);
 
-    // DocumentUi
+    // DocumentWindowUi
     void beginSheet(const Alert& alert, std::function<void(int)> done) override;
     int runModal(const Alert& alert) override;
     Rect windowFrame() const override;
@@ -96,6 +102,7 @@ public:
     Rect splitRightFrame() const override;
     void endAttachedSheet() override;
     void shrinkToMinimumSizeAndPin() override;
+    // RecordBrowserUi
     void showFilterInfoPane(bool visible, const QString& sentence) override;
     void reloadRecords() override;
     void recordValuesChanged() override;
@@ -105,6 +112,7 @@ public:
     void setCategoryPopupTitles(const QStringList& titles) override;
     int categoryPopupSelectedIndex() const override;
     void selectCategoryPopupIndex(int index) override;
+    // NoticeUi
     void openHud(const QString& text, double seconds) override;
     QString secureFieldText(const QString& key) const override;
     QWidget* hud() const { return hud_; }

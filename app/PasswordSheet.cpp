@@ -12,10 +12,10 @@
 
 namespace qv::app {
 
-PasswordSheet::PasswordSheet(DocumentUi::PasswordSheet kind, ZKCryptoDoc* doc, QWidget* parent) : QDialog(parent) {
+PasswordSheet::PasswordSheet(DocumentWindowUi::PasswordSheet kind, ZKCryptoDoc* doc, QWidget* parent) : QDialog(parent) {
     setWindowModality(Qt::WindowModal);
     setObjectName(QStringLiteral("passwordSheet"));
-    const bool change = kind == DocumentUi::PasswordSheet::Change;
+    const bool change = kind == DocumentWindowUi::PasswordSheet::Change;
     setWindowTitle(change ? QStringLiteral("Change Master Password") : QStringLiteral("Master Password"));
 
     auto* layout = new QVBoxLayout(this);

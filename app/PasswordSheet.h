@@ -3,7 +3,7 @@
 // The three master password sheets: change (old, new, new again), and insert / mandatory (new,
 // new again, show in clear). The fields write the document's password strings as the user types.
 
-#include "foundation/DocumentUi.h"
+#include "document/DocumentWindowUi.h"
 
 #include <QDialog>
 
@@ -19,7 +19,7 @@ namespace qv::app {
 class PasswordSheet : public QDialog {
     Q_OBJECT
 public:
-    PasswordSheet(DocumentUi::PasswordSheet kind, ZKCryptoDoc* doc, QWidget* parent);
+    PasswordSheet(DocumentWindowUi::PasswordSheet kind, ZKCryptoDoc* doc, QWidget* parent);
 
     QLineEdit* previousField() const { return previous_; }
     QLineEdit* newField() const { return inserted_; }

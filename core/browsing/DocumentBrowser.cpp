@@ -178,16 +178,17 @@ void DocumentBrowser::duplicateRow(const Sender&) {
 }
 
 void DocumentBrowser::deleteRow(const Sender&) {
-    if (!ui()) return;
-    ui()->beginSheet(Alert{QStringLiteral("Delete Selected Row?"),
-                           QStringLiteral("The selected row will be removed from the document"),
-                           {QStringLiteral("Delete"), QStringLiteral("Cancel")}},
-                     [this](int code) {
-                         if (code != kAlertFirstButtonReturn) return;
-                         // Only the last selected record goes, also with several selected.
-                         const Array selected = records_.selectedObjects();
-                         if (!selected.isEmpty()) deleteTheRecord(selected.at(selected.count() - 1));
-                     });
+    DocumentWindowUi* window = doc_.ui();
+    if (!window) return;
+    window->beginSheet(Alert{QStringLiteral("Delete Selected Row?"),
+                             QStringLiteral("The selected row will be removed from the document"),
+                             {QStringLiteral("Delete"), QStringLiteral("Cancel")}},
+                       [this](int code) {
+                           if (code != kAlertFirstButtonReturn) return;
+                           // Only the last selected record goes, also with several selected.
+                           const Array selected = records_.selectedObjects();
+                           if (!selected.isEmpty()) deleteTheRecord(selected.at(selected.count() - 1));
+                       });
 }
 
 void DocumentBrowser::editContentToggle(const Sender&) { doc_.isEditable = !doc_.isEditable; }

@@ -3,9 +3,11 @@
 // The document's record browsing: the list controllers bound to its tables, the filter, the
 // sort, editing with undo, categories, columns, and the one table that decides which commands
 // are enabled and checked. These are operations of the document in the design; they live here,
-// beside the controllers they drive, and reach the window through the document's DocumentUi.
+// beside the controllers they drive, and reach the window through the record browser's port
+// (RecordBrowserUi) and, for sheets, through the document's window.
 
 #include "FilteringArrayController.h"
+#include "RecordBrowserUi.h"
 #include "RecordSearch.h"
 #include "RecordSearchIndex.h"
 #include "TableColumns.h"
@@ -30,6 +32,9 @@ public:
     DocumentBrowser& operator=(const DocumentBrowser&) = delete;
 
     MyDocument& document() { return doc_; }
+    // The window's record browser; none for headless use.
+    void setUi(RecordBrowserUi* ui) { ui_ = ui; }
+    RecordBrowserUi* ui() const { return ui_; }
     FilteringArrayController& myArrayController() { return records_; }
     ZKColoredCategoryArrayController& myCategoryArrayController() { return categories_; }
     ArrayController& myEmailArrayController() { return emails_; }
@@ -141,11 +146,11 @@ private:
 
     void markEdited() { doc_.updateChangeCount(ZKCryptoDoc::kChangeDone); }
     void post(std::function<void()> step);
-    DocumentUi* ui() const { return doc_.ui(); }
     void reload();
     void applySort(const ColumnSort& sort, bool ascending);
 
     MyDocument& doc_;
+    RecordBrowserUi* ui_ = nullptr;
     UndoManager undo_;
     ZKColoredCategoryArrayController categories_;
     ZKColoredCategoryArrayController categoriesForMenu_;

@@ -59,7 +59,7 @@ void ZKCryptoDoc::documentPassword(const Sender&) {
 
 void ZKCryptoDoc::showChangePasswordSheet() {
     if (!ui_) return;
-    ui_->showPasswordSheet(DocumentUi::PasswordSheet::Change, [this](int code) {
+    ui_->showPasswordSheet(DocumentWindowUi::PasswordSheet::Change, [this](int code) {
         showClearPasswordInInsertPasswordSheet = Value::boolean(false);
         if (code == kAlertFirstButtonReturn) confirmChangePasswordSheet();
     });
@@ -82,7 +82,7 @@ void ZKCryptoDoc::confirmChangePasswordSheet() {
 
 void ZKCryptoDoc::showInsertPasswordSheet() {
     if (!ui_) return;
-    ui_->showPasswordSheet(DocumentUi::PasswordSheet::Insert, [this](int code) {
+    ui_->showPasswordSheet(DocumentWindowUi::PasswordSheet::Insert, [this](int code) {
         sheetWasConfirmed = code == kAlertFirstButtonReturn ? 1 : 0;
         showClearPasswordInInsertPasswordSheet = Value::boolean(true);
         if (sheetWasConfirmed == 0) return;
@@ -99,11 +99,11 @@ void ZKCryptoDoc::showInsertPasswordSheet() {
 
 void ZKCryptoDoc::askMandatoryPasswordToProtectDocument() {
     if (!ui_) return;
-    ui_->showPasswordSheet(DocumentUi::PasswordSheet::Mandatory, [this](int code) {
+    ui_->showPasswordSheet(DocumentWindowUi::PasswordSheet::Mandatory, [this](int code) {
         showClearPasswordInInsertPasswordSheet = Value::boolean(true);
         if (code != kAlertFirstButtonReturn) {
             // A new document without a password never reaches the disk.
-            DocumentUi* ui = ui_;
+            DocumentWindowUi* ui = ui_;
             post([ui] { ui->closeDocument(); });
             return;
         }

@@ -6,7 +6,7 @@
 // data are deciphered is the subclass's part, through three hooks whose base versions do
 // nothing and answer 1.
 
-#include "foundation/DocumentUi.h"
+#include "document/DocumentWindowUi.h"
 #include "foundation/Sender.h"
 #include "foundation/Value.h"
 
@@ -27,8 +27,8 @@ public:
     virtual ~ZKCryptoDoc() = default;
 
     // The document's window; none for headless use.
-    void setUi(DocumentUi* ui) { ui_ = ui; }
-    DocumentUi* ui() const { return ui_; }
+    void setUi(DocumentWindowUi* ui) { ui_ = ui; }
+    DocumentWindowUi* ui() const { return ui_; }
     // How a step is put on the main queue, to run after the current sheet has gone. Run at
     // once when unset, as headless use has no event loop.
     std::function<void(std::function<void()>)> postToMainQueue;
@@ -84,7 +84,7 @@ private:
     void retryChange(int code);
     bool isEncrypted_ = false;
     bool edited_ = false;
-    DocumentUi* ui_ = nullptr;
+    DocumentWindowUi* ui_ = nullptr;
 };
 
 }  // namespace qv

@@ -514,7 +514,7 @@ std::int32_t MyDocument::decryptDone() {
         ui()->setColumnVisibilityCompactPlusCMA();
         ui()->applyColumnVisibility(startColumnVisibilities);
         if (splitLeftFrame.width > 0) {
-            DocumentUi* ui = this->ui();
+            DocumentWindowUi* ui = this->ui();
             const Rect left = splitLeftFrame, right = splitRightFrame;
             post([ui, left, right] { ui->setSplitViewFrames(left, right); });
         }

@@ -10,8 +10,8 @@
 #include "crypto/ZKCommonCrypto.h"
 #include "crypto/ZKCryptoDoc.h"
 #include "crypto/ZKCrypto.h"
+#include "document/DocumentWindowUi.h"
 #include "document/LegacyMigration.h"
-#include "foundation/DocumentUi.h"
 #include "foundation/Sender.h"
 #include "foundation/Value.h"
 

@@ -37,8 +37,8 @@ void ValueCopier::copy(const QString& key, int tag, bool secret) {
     if (documentIsClosedToCopies()) return;
     increaseUsageOfRow();
     std::optional<QString> value;
-    if (secret && !browser_.showClearPassword && browser_.document().ui())
-        value = browser_.document().ui()->secureFieldText(key);  // what the hidden field holds now
+    if (secret && !browser_.showClearPassword && ui_)
+        value = ui_->secureFieldText(key);  // what the hidden field holds now
     else
         value = selectionValue(browser_, key);
     // An absent value leaves the clipboard emptied.
@@ -66,15 +66,14 @@ void ValueCopier::increaseUsageOfRow(const Sender&) {
     Dictionary record = selected.at(selected.count() - 1).toDictionary();
     record.set(keys::usageCount, Value::integer(record.value(keys::usageCount).toInt64() + 1));
     browser_.usageCountDirtyFlag = true;
-    if (DocumentUi* ui = browser_.document().ui()) ui->recordValuesChanged();
+    if (RecordBrowserUi* ui = browser_.ui()) ui->recordValuesChanged();
 }
 
 void ValueCopier::doNotifyValueWasCopied(int tag) {
     if (!defaults_.boolForKey(prefs::useHudNotifyForCopy) || tag > 9 || tag < 0) return;
     std::int64_t tenths = defaults_.integerForKey(prefs::notifyHudTimer);
     tenths = tenths < 3 ? 3 : tenths > 30 ? 30 : tenths;
-    if (DocumentUi* ui = browser_.document().ui())
-        ui->openHud(QStringLiteral("%1 copied").arg(noticeText(tag)), double(tenths) / 10.0);
+    if (ui_) ui_->openHud(QStringLiteral("%1 copied").arg(noticeText(tag)), double(tenths) / 10.0);
 }
 
 void ValueCopier::textCopiedInClipboard(const QString& text, int tag) {
@@ -101,7 +100,7 @@ void ValueCopier::pushAndPull(const Sender& sender) {
         openUrl(sender);
         return;
     }
-    DocumentUi* ui = browser_.document().ui();
+    DocumentWindowUi* ui = browser_.document().ui();
     if (!ui) return;
     ui->beginSheet(Alert{QStringLiteral("User ID empty. Do you want to use the User Account field?"),
                          QStringLiteral("Quorvane usually needs to copy from your User ID field the string to use as login"),

@@ -4,6 +4,7 @@
 // per selection, the floating notice, opening the record's URL, and the document half of push
 // and pull. The clipboard is written and never read, and never cleared by the program.
 
+#include "NoticeUi.h"
 #include "PushAndPull.h"
 
 #include "browsing/DocumentBrowser.h"
@@ -18,6 +19,9 @@ class ValueCopier {
 public:
     ValueCopier(DocumentBrowser& browser, Pasteboard& pasteboard, const UserDefaults& defaults,
                 ZKUrlResolutor& resolutor, PushAndPull& pushAndPull);
+
+    // The window's notice and secure fields; none for headless use.
+    void setUi(NoticeUi* ui) { ui_ = ui; }
 
     // The notice texts by tag; tags above 9 show nothing.
     static QString noticeText(int tag);
@@ -49,6 +53,7 @@ private:
     const UserDefaults& defaults_;
     ZKUrlResolutor& resolutor_;
     PushAndPull& pushAndPull_;
+    NoticeUi* ui_ = nullptr;
 };
 
 }  // namespace qv

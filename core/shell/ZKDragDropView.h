@@ -5,7 +5,6 @@
 // widget that owns one of these.
 
 #include "foundation/ArrayController.h"
-#include "foundation/DocumentUi.h"
 #include "foundation/Sender.h"
 
 #include <QString>

@@ -13,14 +13,15 @@ namespace {
 
 // An open document with categories Bank and Home and three records, in a fake window.
 struct Open {
-    test::FakeDocumentUi ui;
+    test::FakeDocumentWindowUi window;
+    test::FakeRecordBrowserUi ui;
     test::ManualQueue queue;
     MyDocument doc;
     std::unique_ptr<DocumentBrowser> browser;
     double clock = 1000;
 
     Open() {
-        doc.setUi(&ui);
+        doc.setUi(&window);
         doc.postToMainQueue = queue.poster();
         doc.prepareNewDocument();
         doc.myCategoryArray = Array{Value(RecordModel::newCategory(QStringLiteral("Bank"), 1)),
@@ -37,6 +38,7 @@ struct Open {
         add("Checking", "", 0);
         doc.fileURL = QStringLiteral("/tmp/doc.qvane");
         browser = std::make_unique<DocumentBrowser>(doc);
+        browser->setUi(&ui);
         browser->setClock([this] { return clock; });
         doc.updateChangeCount(ZKCryptoDoc::kChangeCleared);
     }
@@ -98,9 +100,9 @@ TEST(Editing, AddDuplicateDeleteWithUndoAndRedo) {
 
     // Delete asks; undo puts the record back last in the content.
     o.browser->myArrayController().setSelectionIndex(0);
-    o.ui.answers = {kAlertFirstButtonReturn};
+    o.window.answers = {kAlertFirstButtonReturn};
     o.browser->deleteRow();
-    EXPECT_EQ(o.ui.alerts.back().messageText, QStringLiteral("Delete Selected Row?"));
+    EXPECT_EQ(o.window.alerts.back().messageText, QStringLiteral("Delete Selected Row?"));
     EXPECT_EQ(o.doc.myArray.count(), 4);
     o.browser->undoManager().undo();
     EXPECT_EQ(o.doc.myArray.at(4).toDictionary().value(keys::name).toString(), QStringLiteral("Savings"));

@@ -151,13 +151,14 @@ namespace {
 
 // An open document in a fake window, as the browser tests make it.
 struct Open {
-    test::FakeDocumentUi ui;
+    test::FakeDocumentWindowUi window;
+    test::FakeRecordBrowserUi ui;
     test::ManualQueue queue;
     MyDocument doc;
     std::unique_ptr<DocumentBrowser> browser;
 
     Open() {
-        doc.setUi(&ui);
+        doc.setUi(&window);
         doc.postToMainQueue = queue.poster();
         doc.prepareNewDocument();
         doc.myCategoryArray = Array{Value(RecordModel::newCategory(QStringLiteral("Bank"), 1)),
@@ -165,6 +166,7 @@ struct Open {
         for (const char* name : {"Savings", "Mail", "Checking"})
             doc.myArray.append(Value(record(QLatin1String(name), {}, doc.myCategoryArray.at(0))));
         browser = std::make_unique<DocumentBrowser>(doc);
+        browser->setUi(&ui);
     }
     QStringList type(const QString& text) {
         browser->searchString = text;

@@ -16,7 +16,7 @@ namespace {
 
 // An open, saved document in a fake window, with a queue the test runs by hand.
 struct Open {
-    test::FakeDocumentUi ui;
+    test::FakeDocumentWindowUi ui;
     MyDocument doc;
     test::ManualQueue queue;
 

@@ -7,13 +7,13 @@
 #include <gtest/gtest.h>
 
 using namespace qv;
-using Sheet = DocumentUi::PasswordSheet;
+using Sheet = DocumentWindowUi::PasswordSheet;
 
 namespace {
 
 // A new document in a fake window, whose main-queue steps wait until the test runs them.
 struct Fixture {
-    test::FakeDocumentUi ui;
+    test::FakeDocumentWindowUi ui;
     MyDocument doc;
     test::ManualQueue queue;
 

@@ -155,7 +155,7 @@ TEST(MyDocument, DecryptDoneRestoresTheRememberedLayoutInOrder) {
         writer.myWinRectToUse = Rect{10.7, 20.2, 900.9, 640.5};
     });
 
-    test::FakeDocumentUi ui;
+    test::FakeDocumentWindowUi ui;
     MyDocument doc;
     doc.setUi(&ui);
     ASSERT_TRUE(doc.readFromData(file, QString()));
@@ -178,7 +178,7 @@ TEST(MyDocument, APhoneFileWithoutLayoutOpensAtHeight460WithoutToolbar) {
     // Strip the desktop block, as the phone edition writes files.
     Dictionary root = KeyedUnarchiver::unarchiveObjectWithData(newFile())->toDictionary();
     root.remove(keys::OSXPlatformDictionary);
-    test::FakeDocumentUi ui;
+    test::FakeDocumentWindowUi ui;
     MyDocument doc;
     doc.setUi(&ui);
     ASSERT_TRUE(doc.readFromData(KeyedArchiver::archivedDataWithRootObject(Value(root)).value(), QString()));
@@ -190,7 +190,7 @@ TEST(MyDocument, APhoneFileWithoutLayoutOpensAtHeight460WithoutToolbar) {
 }
 
 TEST(MyDocument, TheDirectorySheetCarriesItsTextsAndOneOk) {
-    test::FakeDocumentUi ui;
+    test::FakeDocumentWindowUi ui;
     MyDocument doc;
     doc.setUi(&ui);
     doc.openAlertPanelCantDropDirectoryHere();

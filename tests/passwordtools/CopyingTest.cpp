@@ -14,7 +14,9 @@ using namespace qv;
 namespace {
 
 struct Fixture {
-    test::FakeDocumentUi ui;
+    test::FakeDocumentWindowUi window;
+    test::FakeRecordBrowserUi table;
+    test::FakeNoticeUi ui;
     test::FakePasteboard pasteboard;
     test::FakeStatusItem status;
     test::FakeWorkspace workspace;
@@ -38,7 +40,7 @@ struct Fixture {
 
     explicit Fixture(const char* userID = "jsmith") {
         MyAppDelegate::initialize(defaults);
-        doc.setUi(&ui);
+        doc.setUi(&window);
         doc.prepareNewDocument();
         for (const char* name : {"Bank", "Mail"}) {
             Dictionary r = RecordModel::newRecord(0);
@@ -50,7 +52,9 @@ struct Fixture {
             doc.myArray.append(Value(r));
         }
         browser = std::make_unique<DocumentBrowser>(doc);
+        browser->setUi(&table);
         copier = std::make_unique<ValueCopier>(*browser, pasteboard, defaults, resolutor, push);
+        copier->setUi(&ui);
         ui.secureFields.insert(keys::password, QStringLiteral("from-the-field"));
     }
     std::int64_t uses(int row) { return doc.myArray.at(row).toDictionary().value(keys::usageCount).toInt64(); }
@@ -64,6 +68,7 @@ TEST(Copying, OneUsePerSelectionAndTheNotice) {
     f.copier->copyPassword();
     f.copier->copyName();
     EXPECT_EQ(f.uses(0), 1);  // a visit, not a copy
+    EXPECT_EQ(f.table.valueRedraws, 1);  // the table shows the new count at once
     // Hidden secrets come from the secure field, shown ones from the record.
     EXPECT_EQ(f.pasteboard.written, (std::vector<QString>{QStringLiteral("from-the-field"), QStringLiteral("Bank")}));
     ASSERT_EQ(f.ui.notices.size(), 2u);
@@ -76,6 +81,7 @@ TEST(Copying, OneUsePerSelectionAndTheNotice) {
     f.browser->tableViewSelectionDidChange();  // a new selection counts again
     f.copier->copyNote();
     EXPECT_EQ(f.uses(0), 2);
+    EXPECT_EQ(f.table.valueRedraws, 2);
     EXPECT_EQ(f.ui.notices.size(), 3u);  // the note shows no notice
 
     f.defaults.setObject(prefs::notifyHudTimer, Value::integer(100));
@@ -94,6 +100,17 @@ TEST(Copying, OneUsePerSelectionAndTheNotice) {
     f.copier->copyCategory();
     EXPECT_EQ(f.pasteboard.written.back(), QString());
     EXPECT_EQ(f.uses(0), 3);
+}
+
+// Without a window (no notice, no secure fields) a secret comes from the record itself.
+TEST(Copying, WithoutTheWindowSecretsComeFromTheRecord) {
+    Fixture f;
+    f.copier->setUi(nullptr);
+    f.browser->myArrayController().setSelectionIndex(0);
+    f.copier->copyPassword();
+    EXPECT_EQ(f.pasteboard.written, std::vector<QString>{QStringLiteral("s3cret")});
+    EXPECT_EQ(f.uses(0), 1);
+    EXPECT_TRUE(f.ui.notices.empty());
 }
 
 TEST(PushAndPull, PushOpensWithCredentialsAndTheIconCopiesOnce) {
@@ -130,11 +147,11 @@ TEST(PushAndPull, PushOpensWithCredentialsAndTheIconCopiesOnce) {
 TEST(PushAndPull, AUserIdOfSpacesAsksToUseTheAccount) {
     Fixture f("   ");
     f.browser->myArrayController().setSelectionIndex(0);
-    f.ui.answers = {kAlertSecondButtonReturn};
+    f.window.answers = {kAlertSecondButtonReturn};
     f.copier->pushAndPull();
-    EXPECT_EQ(f.ui.alerts.back().messageText, QStringLiteral("User ID empty. Do you want to use the User Account field?"));
+    EXPECT_EQ(f.window.alerts.back().messageText, QStringLiteral("User ID empty. Do you want to use the User Account field?"));
     EXPECT_FALSE(f.status.shown);
-    f.ui.answers = {kAlertFirstButtonReturn};
+    f.window.answers = {kAlertFirstButtonReturn};
     f.copier->pushAndPull();
     EXPECT_EQ(f.pasteboard.written.back(), QStringLiteral("acct-7"));
     EXPECT_TRUE(f.status.shown);

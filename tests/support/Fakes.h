@@ -3,11 +3,13 @@
 // In-memory stand-ins for the platform ports. Each records what the logic asked of it and
 // answers as the test scripts it, so behaviour is checked without a display or a network.
 
-#include "foundation/DocumentUi.h"
+#include "browsing/RecordBrowserUi.h"
+#include "document/DocumentWindowUi.h"
 #include "foundation/FeedFetcher.h"
 #include "foundation/Pasteboard.h"
 #include "foundation/StatusItem.h"
 #include "foundation/Workspace.h"
+#include "passwordtools/NoticeUi.h"
 
 #include <QHash>
 #include <QStringList>
@@ -17,7 +19,8 @@
 
 namespace qv::test {
 
-class FakeDocumentUi : public DocumentUi {
+// The document's window: sheets and alerts answered as scripted, the layout steps recorded.
+class FakeDocumentWindowUi : public DocumentWindowUi {
 public:
     std::vector<Alert> alerts;      // every sheet and modal alert, in order
     std::deque<int> answers;        // codes to answer with; 1000 when empty
@@ -76,29 +79,6 @@ public:
     void endAttachedSheet() override { ++endedSheets; }
     void shrinkToMinimumSizeAndPin() override { calls << QStringLiteral("shrink"); }
 
-    bool filterPaneVisible = false;
-    int filterPaneChanges = 0;
-    QString filterSentence;
-    int nameFieldFocus = 0;
-    QStringList popupTitles;
-    int popupIndex = 0;
-    void showFilterInfoPane(bool visible, const QString& sentence) override {
-        filterPaneChanges += visible != filterPaneVisible;
-        filterPaneVisible = visible;
-        filterSentence = sentence;
-    }
-    void reloadRecords() override {}
-    void scrollRowToVisible(qsizetype) override {}
-    void focusNameField() override { ++nameFieldFocus; }
-    void setCategoryPopupTitles(const QStringList& titles) override { popupTitles = titles; }
-    int categoryPopupSelectedIndex() const override { return popupIndex; }
-    void selectCategoryPopupIndex(int index) override { popupIndex = index; }
-
-    std::vector<std::pair<QString, double>> notices;
-    QHash<QString, QString> secureFields;
-    void openHud(const QString& text, double seconds) override { notices.emplace_back(text, seconds); }
-    QString secureFieldText(const QString& key) const override { return secureFields.value(key); }
-
 private:
     int answer(const Alert& alert) {
         alerts.push_back(alert);
@@ -107,6 +87,39 @@ private:
         answers.pop_front();
         return a;
     }
+};
+
+// The record browser's part of the window: the filter strip, the name field and the pop-up.
+class FakeRecordBrowserUi : public RecordBrowserUi {
+public:
+    bool filterPaneVisible = false;
+    int filterPaneChanges = 0;
+    QString filterSentence;
+    int nameFieldFocus = 0;
+    int valueRedraws = 0;
+    QStringList popupTitles;
+    int popupIndex = 0;
+    void showFilterInfoPane(bool visible, const QString& sentence) override {
+        filterPaneChanges += visible != filterPaneVisible;
+        filterPaneVisible = visible;
+        filterSentence = sentence;
+    }
+    void reloadRecords() override {}
+    void recordValuesChanged() override { ++valueRedraws; }
+    void scrollRowToVisible(qsizetype) override {}
+    void focusNameField() override { ++nameFieldFocus; }
+    void setCategoryPopupTitles(const QStringList& titles) override { popupTitles = titles; }
+    int categoryPopupSelectedIndex() const override { return popupIndex; }
+    void selectCategoryPopupIndex(int index) override { popupIndex = index; }
+};
+
+// The copier's notice and the secure fields of the record form.
+class FakeNoticeUi : public NoticeUi {
+public:
+    std::vector<std::pair<QString, double>> notices;
+    QHash<QString, QString> secureFields;
+    void openHud(const QString& text, double seconds) override { notices.emplace_back(text, seconds); }
+    QString secureFieldText(const QString& key) const override { return secureFields.value(key); }
 };
 
 class FakePasteboard : public Pasteboard {

@@ -1,20 +1,23 @@
 #pragma once
 
-// The document window as the document's logic sees it. The Qt program implements it on the real
-// window; tests use a fake that records what was asked and answers as scripted.
+// The document's window as the document and its master password flows see it: sheets and modal
+// alerts, the frame, the page shown (records or the locked page), the toolbar, the steps that
+// put a decrypted document back as the file remembers it, what a save or a lock remembers of
+// the window, the password sheets, and closing. The Qt program implements it on the real window;
+// tests use a fake that records what was asked and answers as scripted.
 
-#include "Alert.h"
-#include "Value.h"
+#include "foundation/Alert.h"
+#include "foundation/Value.h"
 
-#include <QStringList>
+#include <QString>
 
 #include <functional>
 
 namespace qv {
 
-class DocumentUi {
+class DocumentWindowUi {
 public:
-    virtual ~DocumentUi() = default;
+    virtual ~DocumentWindowUi() = default;
 
     // A sheet on the document's window. `done` receives 1000 for the first button, 1001 for the
     // second, after the sheet has gone.
@@ -60,29 +63,6 @@ public:
     virtual void endAttachedSheet() = 0;
     // Shrinks the window to its minimum size with its top edge in place, and pins it there.
     virtual void shrinkToMinimumSizeAndPin() = 0;
-
-    // The record browser.
-    // The strip that states the filter; hidden when no filter stands.
-    virtual void showFilterInfoPane(bool visible, const QString& sentence) = 0;
-    // The arranged records, the selection or the columns changed.
-    virtual void reloadRecords() = 0;
-    // Values of the shown records changed where they stand, in the same order (a use counted):
-    // the table draws them again. Nothing else is reloaded, so an edit still open stays.
-    virtual void recordValuesChanged() {}
-    // The search field shows the filter's search string, also when the filter was reset.
-    virtual void setSearchFieldText(const QString&) {}
-    virtual void scrollRowToVisible(qsizetype row) = 0;
-    virtual void focusNameField() = 0;
-    // The category items of the filter pop-up, after its two fixed items.
-    virtual void setCategoryPopupTitles(const QStringList& titles) = 0;
-    virtual int categoryPopupSelectedIndex() const = 0;
-    virtual void selectCategoryPopupIndex(int index) = 0;
-
-    // The floating notice "… copied", shown centred for `seconds`. Each call brings its own
-    // timer; an earlier one still running may hide a later notice early.
-    virtual void openHud(const QString& text, double seconds) = 0;
-    // The hidden forms of password, PIN and security: what the secure fields hold now.
-    virtual QString secureFieldText(const QString& key) const = 0;
 };
 
 }  // namespace qv
