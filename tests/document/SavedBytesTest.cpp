@@ -13,11 +13,10 @@
 
 #include "browsing/DocumentBrowser.h"
 #include "crypto/ZKRandom.h"
+#include "document/DocumentFile.h"
 #include "document/DocumentKeys.h"
 #include "document/MyDocument.h"
 #include "document/RecordModel.h"
-#include "foundation/FileBytes.h"
-#include "foundation/PrivateFile.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -40,17 +39,22 @@ namespace {
 // A RAND_METHOD whose bytes are a counter, restarted for every save.
 unsigned char gNextByte = 0;
 int countingBytes(unsigned char* out, int n) {
-    for (int i = 0; i < n; ++i) out[i] = gNextByte++;
+    for (int i = 0; i < n; ++i)
+        out[i] = gNextByte++;
     return 1;
 }
-int countingStatus() { return 1; }
-const RAND_METHOD kCounting = {nullptr, countingBytes, nullptr, nullptr, countingBytes, countingStatus};
+int countingStatus() {
+    return 1;
+}
+const RAND_METHOD kCounting = {nullptr, countingBytes, nullptr,
+                               nullptr, countingBytes, countingStatus};
 
 class FixedRandomness {
 public:
     FixedRandomness() : saved_(RAND_get_rand_method()) {
         RAND_set_rand_method(&kCounting);
-        ZKRandomInteger(0, 1);  // seeds the plain source once, so that the seed below is not replaced
+        ZKRandomInteger(0,
+                        1);  // seeds the plain source once, so that the seed below is not replaced
     }
     ~FixedRandomness() { RAND_set_rand_method(saved_); }
     void restart() {
@@ -97,30 +101,24 @@ struct Sample {
 
 // Opens the sample's file with the password and saves it over itself; the saved file's digest.
 std::string openAndSave(const QString& path, FixedRandomness& random) {
-    QFile in(path);
-    if (!in.open(QIODevice::ReadOnly)) return "cannot read the sample";
     MyDocument doc;
     DocumentBrowser browser(doc);
     browser.setClock([] { return 500000000.0; });  // old records without a date get this one
-    QString message;
-    if (doc.read(readWholeFile(in), &message) != MyDocument::ReadResult::Taken) return "not read: " + message.toStdString();
-    in.close();
-    doc.plainPassword = fuzzdoc::kPassword;
-    if (doc.Decript() != 0) return "not decrypted";
-    doc.decryptDone();
+    if (auto loaded = DocumentFile::load(path, doc); !loaded)
+        return "not read: " + loaded.message().toStdString();
+    if (!DocumentFile::unlock(doc, fuzzdoc::kPassword)) return "not decrypted";
     // An old file has no creation date: opening gives it the present one, fixed here.
     if (LegacyMigration::groupOf(doc.docVersionRapresentation) != 0) {
-        if (std::abs(doc.documentCreationDate.toDate() - nowSince2001()) > 600) return "no creation date given";
+        if (std::abs(doc.documentCreationDate.toDate() - nowSince2001()) > 600)
+            return "no creation date given";
         doc.documentCreationDate = Value::date(510000000);
     }
     random.restart();
-    const auto bytes = doc.dataOfType(QStringLiteral("qvane"));
-    if (!bytes) return "not saved";
-    QString error;
-    if (!writePrivately(path, *bytes, &error)) return "not written: " + error.toStdString();
-    QFile out(path);
-    if (!out.open(QIODevice::ReadOnly)) return "cannot read the saved file";
-    return QCryptographicHash::hash(readWholeFile(out), QCryptographicHash::Sha256).toHex().toStdString();
+    if (auto saved = DocumentFile::save(doc, path); !saved)
+        return "not saved: " + saved.message().toStdString();
+    const auto bytes = DocumentFile::readBytes(path);
+    if (!bytes) return "cannot read the saved file";
+    return QCryptographicHash::hash(*bytes, QCryptographicHash::Sha256).toHex().toStdString();
 }
 
 }  // namespace
