@@ -38,7 +38,12 @@ DocumentFileResult<QByteArray> readBytes(const QString& path) {
         return DocumentFileResult<QByteArray>::failed(DocumentFileError::CannotRead,
                                                       file.errorString());
     try {
-        return readWholeFile(file);
+        QByteArray bytes = readWholeFile(file);
+        // A read that failed half-way (a disk error, a folder) is no shorter document.
+        if (file.error() != QFileDevice::NoError)
+            return DocumentFileResult<QByteArray>::failed(DocumentFileError::CannotRead,
+                                                          file.errorString());
+        return bytes;
     } catch (const std::bad_alloc&) {
         return DocumentFileResult<QByteArray>::failed(DocumentFileError::OutOfMemory,
                                                       kNoMemoryToRead);

@@ -74,6 +74,20 @@ TEST(DocumentFile, ReadingTellsAMissingFileADamagedOneAndOneTooNewApart) {
     EXPECT_EQ(missing.kind(), DocumentFileError::CannotRead);
     EXPECT_EQ(missing.message(), QStringLiteral("No such file or directory"));
 
+    // A folder named like a document.
+    ASSERT_TRUE(QDir(dir.path()).mkdir(QStringLiteral("folder.qvane")));
+    const DocumentFileStatus folder =
+        DocumentFile::load(dir.filePath(QStringLiteral("folder.qvane")), doc);
+    ASSERT_FALSE(folder);
+    EXPECT_EQ(folder.kind(), DocumentFileError::CannotRead);
+    EXPECT_FALSE(folder.message().isEmpty());
+
+    // A file that opens but fails to read: the error is told, not taken for a short file.
+    const DocumentFileStatus unreadable = DocumentFile::load(QStringLiteral("/proc/self/mem"), doc);
+    ASSERT_FALSE(unreadable);
+    EXPECT_EQ(unreadable.kind(), DocumentFileError::CannotRead)
+        << unreadable.message().toStdString();
+
     const QString text = dir.filePath(QStringLiteral("notes.qvane"));
     put(text, "just some notes\n");
     const DocumentFileStatus damaged = DocumentFile::load(text, doc);
