@@ -24,7 +24,6 @@
 #include <QSettings>
 #include <QTimer>
 
-
 #include <limits>
 #include <thread>
 #include <utility>
@@ -39,9 +38,6 @@ QString saveFailureText(const DocumentFileStatus& failed) {
     switch (failed.kind()) {
     case DocumentFileError::OutOfMemory:
         return failed.message() + QStringLiteral(" The file was left as it was, and the records stay open here.");
-    case DocumentFileError::DoesNotReadBack:
-        return QStringLiteral("The new contents could not be read back with the document's password, so the file was "
-                              "left as it was.");
     case DocumentFileError::CannotEncipher:
         return QString();  // a document read only in part, whose commands say so already
     default:

@@ -105,10 +105,9 @@ DocumentFileStatus checkReadsBack(const QByteArray& bytes, const QString& passwo
         }
         check.wipePasswords();
         if (!opens)
-            return failed(
-                DocumentFileError::DoesNotReadBack,
-                QStringLiteral(
-                    "The new contents could not be read back with the document's password."));
+            return failed(DocumentFileError::DoesNotReadBack,
+                          QStringLiteral("The new contents could not be read back with the "
+                                         "document's password, so the file was left as it was."));
     } catch (const std::bad_alloc&) {
         return failed(DocumentFileError::OutOfMemory, kNoMemoryToCheck);
     }
