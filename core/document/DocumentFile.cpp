@@ -39,7 +39,7 @@ DocumentFileResult<QByteArray> readBytes(const QString& path) {
                                                       file.errorString());
     try {
         QByteArray bytes = readWholeFile(file);
-        // A read that failed half-way (a disk error, a folder) is no shorter document.
+        // A read that failed half-way (a disk error) is no shorter document.
         if (file.error() != QFileDevice::NoError)
             return DocumentFileResult<QByteArray>::failed(DocumentFileError::CannotRead,
                                                           file.errorString());
