@@ -6,8 +6,6 @@
 
 #include "browsing/DocumentBrowser.h"
 #include "document/DocumentTexts.h"
-#include "foundation/FileBytes.h"
-#include "foundation/PrivateFile.h"
 #include "foundation/UserDefaults.h"
 #include "foundation/ZKAppSupportUtility.h"
 #include "shell/MyAppDelegate.h"
@@ -15,13 +13,10 @@
 #include <QApplication>
 #include <QDir>
 #include <QEventLoop>
-#include <QFile>
 #include <QFileDialog>
 #include <QFileSystemWatcher>
-#include <QCryptographicHash>
 #include <QFileInfo>
 #include <QMessageBox>
-#include <QSaveFile>
 #include <QPointer>
 #include <QProgressDialog>
 #include <QPushButton>
@@ -29,11 +24,7 @@
 #include <QSettings>
 #include <QTimer>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <limits>
-#include <new>
 #include <thread>
 #include <utility>
 
@@ -41,7 +32,19 @@ namespace qv::app {
 
 namespace {
 const QString kFilter = QStringLiteral("Quorvane documents (*.qvane)");
+
+// The reason shown under "The document could not be saved."
+QString saveFailureText(const DocumentFileStatus& failed) {
+    switch (failed.kind()) {
+    case DocumentFileError::OutOfMemory:
+        return failed.message() + QStringLiteral(" The file was left as it was, and the records stay open here.");
+    case DocumentFileError::CannotEncipher:
+        return QString();  // a document read only in part, whose commands say so already
+    default:
+        return failed.message();
+    }
 }
+}  // namespace
 
 DocumentWindow* DocumentController::newDocument() {
     auto doc = std::make_unique<MyDocument>();
@@ -66,38 +69,33 @@ DocumentWindow* DocumentController::openDocument(const QString& path) {
             w->activateWindow();
             return w;
         }
-    QFile f(absolute);
-    if (!f.open(QIODevice::ReadOnly)) {
-        QMessageBox::warning(nullptr, QStringLiteral("Quorvane"),
-                             QStringLiteral("The document \"%1\" could not be opened.\n%2")
-                                 .arg(QFileInfo(path).fileName(), f.errorString()));
-        return nullptr;
-    }
-    auto doc = std::make_unique<MyDocument>();
-    auto* w = new DocumentWindow(std::move(doc), absolute, this);
-    QString error;
-    bool read = false;
+    auto* w = new DocumentWindow(std::make_unique<MyDocument>(), absolute, this);
     QApplication::setOverrideCursor(Qt::WaitCursor);
-    try {
-        read = w->document().readFromData(readWholeFile(f), QStringLiteral("qvane"), &error);
-    } catch (const std::bad_alloc&) {
-        QApplication::restoreOverrideCursor();
-        delete w;
-        QMessageBox::warning(nullptr, QStringLiteral("Quorvane"),
-                             QStringLiteral("The document \"%1\" could not be opened: there is not enough memory to "
-                                            "read it. The file was not changed.")
-                                 .arg(QFileInfo(path).fileName()));
-        return nullptr;
-    }
+    const DocumentFileStatus loaded = DocumentFile::load(absolute, w->document());
     QApplication::restoreOverrideCursor();
-    if (!read) {
-        // The alert for a file too new was shown by the document; say something for the rest.
-        if (w->document().docVersionRapresentation < 40101)
+    if (!loaded) {
+        delete w;
+        const QString name = QFileInfo(path).fileName();
+        switch (loaded.kind()) {
+        case DocumentFileError::CannotRead:
+            QMessageBox::warning(nullptr, QStringLiteral("Quorvane"),
+                                 QStringLiteral("The document \"%1\" could not be opened.\n%2").arg(name, loaded.message()));
+            break;
+        case DocumentFileError::OutOfMemory:
+            QMessageBox::warning(nullptr, QStringLiteral("Quorvane"),
+                                 QStringLiteral("The document \"%1\" could not be opened: there is not enough memory to "
+                                                "read it. The file was not changed.")
+                                     .arg(name));
+            break;
+        case DocumentFileError::TooNew:
+            break;  // the document told the user itself, with a way to a newer release
+        default:
             QMessageBox::warning(nullptr, QStringLiteral("Quorvane"),
                                  QStringLiteral("The document \"%1\" could not be opened: it is damaged or is not a "
                                                 "Quorvane document.")
-                                     .arg(QFileInfo(path).fileName()));
-        delete w;
+                                     .arg(name));
+            break;
+        }
         return nullptr;
     }
     w->document().fileURL = absolute;
@@ -152,43 +150,21 @@ void DocumentController::openDocumentWithPanel(QWidget* parent) {
 }
 
 bool DocumentController::writeAtomically(const QString& path, const QByteArray& bytes, QString* error) {
-    return writePrivately(path, bytes, error);
+    const DocumentFileStatus written = DocumentFile::writeAtomically(path, bytes);
+    if (!written && error) *error = written.message();
+    return written.ok();
 }
 
-bool DocumentController::writeDocumentSafely(const QString& path, const QByteArray& bytes, const QString& password,
-                                             QString* error) {
-    MyDocument check;
-    QString why;
-    bool opens = check.read(bytes, &why) == MyDocument::ReadResult::Taken;
-    if (opens) {
-        check.plainPassword = password;
-        opens = check.Decript() == 0;
-    }
-    if (!opens) {
-        if (error)
-            *error = QStringLiteral("The new contents could not be read back with the document's password, so the "
-                                    "file was left as it was.");
-        return false;
-    }
-    return writeAtomically(path, bytes, error);
-}
-
-bool DocumentController::writeInBackground(DocumentWindow* w, const QByteArray& bytes, const QString& password,
-                                           QString* error) {
+DocumentFileStatus DocumentController::writeInBackground(DocumentWindow* w, const QByteArray& bytes,
+                                                         const QString& password) {
     // Reading the new contents back and writing them takes as long as opening the document:
     // seconds for a very large one. It needs nothing of the window, so it runs on a thread of
     // its own while the window stays painted behind a progress dialog that keeps its input.
     const QString path = w->filePath();
-    bool written = false;
-    QString why;
+    DocumentFileStatus written;
     QEventLoop loop;
     std::thread worker([&] {
-        try {
-            written = writeDocumentSafely(path, bytes, password, &why);
-        } catch (const std::bad_alloc&) {
-            why = QStringLiteral("There is not enough memory to read the new contents back. The file was left as it "
-                                 "was, and the records stay open here.");
-        }
+        written = DocumentFile::write(path, bytes, password);
         QMetaObject::invokeMethod(&loop, [&loop] { loop.quit(); }, Qt::QueuedConnection);
     });
     QProgressDialog progress(QStringLiteral("Saving \u201c%1\u201d\u2026").arg(QFileInfo(path).fileName()), QString(), 0,
@@ -199,25 +175,7 @@ bool DocumentController::writeInBackground(DocumentWindow* w, const QByteArray& 
     QTimer::singleShot(400, &progress, [&progress] { progress.show(); });
     loop.exec(QEventLoop::ExcludeUserInputEvents);
     worker.join();
-    if (!written && error) *error = why;
     return written;
-}
-
-DocumentController::FileStamp DocumentController::stampOf(const QString& path) {
-    FileStamp s;
-    struct stat st {};
-    if (::stat(QFile::encodeName(path).constData(), &st) != 0) return s;
-    s.exists = true;
-    s.size = std::int64_t(st.st_size);
-    s.modifiedNs = std::int64_t(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
-    s.inode = std::uint64_t(st.st_ino);
-    s.device = std::uint64_t(st.st_dev);
-    if (s.size <= kLargestHashed) {
-        QFile f(path);
-        QCryptographicHash hash(QCryptographicHash::Sha256);
-        if (f.open(QIODevice::ReadOnly) && hash.addData(&f)) s.digest = hash.result();
-    }
-    return s;
 }
 
 void DocumentController::noteFileOnDisk(const DocumentWindow* w) {
@@ -263,15 +221,11 @@ void DocumentController::filesChanged(const QString& path) {
 
 bool DocumentController::reloadClean(DocumentWindow* w) {
     MyDocument& doc = w->document();
-    QFile file(w->filePath());
-    if (!file.open(QIODevice::ReadOnly)) return false;
     MyDocument fresh;
-    if (fresh.read(readWholeFile(file), nullptr) != MyDocument::ReadResult::Taken) return false;
+    if (!DocumentFile::load(w->filePath(), fresh)) return false;
     DocumentBrowser converting(fresh);
-    fresh.plainPassword = doc.plainPassword;
     // A new master password set on the other machine: the next save asks what to do.
-    if (fresh.Decript() != 0) return false;
-    fresh.decryptDone();
+    if (!DocumentFile::unlock(fresh, doc.plainPassword)) return false;
     fresh.wipePasswords();
     doc.myArray = fresh.myArray;
     doc.myCategoryArray = fresh.myCategoryArray;
@@ -355,40 +309,31 @@ bool DocumentController::save(DocumentWindow* w, SaveMode mode) {
         }
     }
     if (saving_.contains(w)) return false;  // a timer's save while this one is being written
-    QString keptCopy;
-    std::uint64_t keptGeneration = 0;
-    {
-        QString why;
-        if (!keepOldGenerationCopy(w, &why, &keptCopy, &keptGeneration)) {
-            if (mode == SaveMode::Asking)
-                QMessageBox::warning(w, QStringLiteral("Quorvane"),
-                                     QStringLiteral("The document could not be saved.\n%1").arg(why));
-            return false;
-        }
+    const DocumentFileResult<KeptCopy> kept = keepOldGenerationCopy(w);
+    if (!kept) {
+        if (mode == SaveMode::Asking)
+            QMessageBox::warning(w, QStringLiteral("Quorvane"),
+                                 QStringLiteral("The document could not be saved.\n%1")
+                                     .arg(QStringLiteral("A copy of the file as it was could not be kept: %1")
+                                              .arg(kept.message())));
+        return false;
     }
     saving_.insert(w);
     QPointer<DocumentWindow> alive(w);
-    QString error;
-    bool written = false;
     QApplication::setOverrideCursor(Qt::WaitCursor);
-    try {
-        const auto bytes = doc.dataOfType(QStringLiteral("qvane"));
-        if (bytes) written = writeInBackground(w, *bytes, doc.plainPassword, &error);
-    } catch (const std::bad_alloc&) {
-        // The records in memory are untouched by a save; only its copies are let go.
-        error = QStringLiteral("There is not enough memory to prepare its contents. The file was left as it was, "
-                               "and the records stay open here.");
-    }
+    DocumentFileStatus written;
+    if (auto bytes = DocumentFile::encode(doc)) written = writeInBackground(w, *bytes, doc.plainPassword);
+    else written = bytes.failure();
     QApplication::restoreOverrideCursor();
     saving_.remove(w);
-    if (!alive) return written;
+    if (!alive) return written.ok();
     if (!written) {
         QMessageBox::warning(w, QStringLiteral("Quorvane"),
-                             QStringLiteral("The document could not be saved.\n%1").arg(error));
+                             QStringLiteral("The document could not be saved.\n%1").arg(saveFailureText(written)));
         return false;
     }
     noteFileOnDisk(w);
-    if (!keptCopy.isEmpty()) tellOldGenerationCopy(w, keptCopy, keptGeneration);  // once: the copy is made once
+    if (!kept->path.isEmpty()) tellOldGenerationCopy(w, kept->path, kept->generation);  // once: the copy is made once
     doc.fileURL = w->filePath();
     doc.updateChangeCount(ZKCryptoDoc::kChangeCleared);
     noteRecentDocument(w->filePath());
@@ -428,13 +373,11 @@ void DocumentController::revertDocumentToSaved(DocumentWindow* w) {
     if (w->filePath().isEmpty()) return;
     QPointer<DocumentWindow> alive(w);
     if (!confirmRevert(w) || !alive) return;
-    QFile f(w->filePath());
-    if (!f.open(QIODevice::ReadOnly)) return;
     // Whether the toolbar shows now, before reading hides it with the rest of the open document:
     // unlocking brings it back as it was.
     const bool toolbarVisible = w->isToolbarVisible();
     MyDocument& doc = w->document();
-    if (!doc.readFromData(readWholeFile(f), QStringLiteral("qvane"))) return;
+    if (!DocumentFile::load(w->filePath(), doc)) return;
     noteFileOnDisk(w);
     w->clearPasswordToDecryptField();
     doc.myArray = Array();
@@ -469,49 +412,15 @@ void DocumentController::noteRecentDocument(const QString& path) {
     settings.setValue(QStringLiteral("recentDocuments"), list);
 }
 
-QString DocumentController::oldGenerationCopyPath(const QString& path, std::uint64_t generation) {
-    const QFileInfo file(path);
-    const QString name = file.suffix().compare(QLatin1String("qvane"), Qt::CaseInsensitive) == 0 ? file.completeBaseName()
-                                                                                                : file.fileName();
-    QString release = ZKAppSupportUtility::calcReleaseString(std::int64_t(generation));
-    if (release.isEmpty()) release = QString::number(generation);  // the oldest numbers have no text
-    const QString base = QStringLiteral("%1 (generation %2)").arg(name, release);
-    QString candidate = file.dir().filePath(base + QStringLiteral(".qvane"));
-    for (int n = 2; QFileInfo::exists(candidate) || QFileInfo(candidate).isSymLink(); ++n)
-        candidate = file.dir().filePath(QStringLiteral("%1 %2.qvane").arg(base).arg(n));
-    return candidate;
-}
-
-bool DocumentController::keepOldGenerationCopy(DocumentWindow* w, QString* error, QString* copyPathOut,
-                                               std::uint64_t* generationOut) {
+DocumentFileResult<DocumentController::KeptCopy> DocumentController::keepOldGenerationCopy(DocumentWindow* w) {
     const auto it = otherGeneration_.find(w);
     // Saved under another name (Save As), the file it came from is not written over.
-    if (it == otherGeneration_.end() || it->second.path != w->filePath()) return true;
-    QFile original(w->filePath());
-    if (!original.exists()) {
-        otherGeneration_.erase(it);
-        return true;
-    }
+    if (it == otherGeneration_.end() || it->second.path != w->filePath()) return KeptCopy{};
     const std::uint64_t generation = it->second.generation;
-    if (!original.open(QIODevice::ReadOnly)) {
-        *error = QStringLiteral("A copy of the file as it was could not be kept: %1").arg(original.errorString());
-        return false;
-    }
-    const QByteArray bytes = readWholeFile(original);
-    // NewOnly: a copy kept earlier is never written over.
-    const QString copyPath = oldGenerationCopyPath(w->filePath(), generation);
-    QFile copy(copyPath);
-    if (!copy.open(QIODevice::WriteOnly | QIODevice::NewOnly, QFileDevice::ReadOwner | QFileDevice::WriteOwner) ||
-        copy.write(bytes) != bytes.size() || !copy.flush() || ::fsync(copy.handle()) != 0) {
-        *error = QStringLiteral("A copy of the file as it was could not be kept: %1").arg(copy.errorString());
-        if (copy.isOpen()) copy.remove();
-        return false;
-    }
-    copy.close();
-    otherGeneration_.erase(it);
-    *copyPathOut = copyPath;
-    *generationOut = generation;
-    return true;
+    auto copy = DocumentFile::keepCopyOf(w->filePath(), generation);
+    if (!copy) return copy.failure();
+    otherGeneration_.erase(it);  // made once, or the file has gone: either way never again
+    return KeptCopy{*copy, generation};
 }
 
 void DocumentController::tellOldGenerationCopy(DocumentWindow* w, const QString& copyPath, std::uint64_t number) {

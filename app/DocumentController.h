@@ -7,6 +7,8 @@
 // file that another program changed since it was opened or saved is not overwritten without
 // asking.
 
+#include "document/DocumentFile.h"
+
 #include <QByteArray>
 #include <QObject>
 #include <QSet>
@@ -77,29 +79,15 @@ public:
     void noteRecentDocument(const QString& path);
     void forget(DocumentWindow* window);
 
-    // Writes the file atomically; false with a message when it could not be written.
+    // The bytes over `path` atomically, not read back: for tests and benchmarks that lay down
+    // files. The program itself saves through DocumentFile.
     static bool writeAtomically(const QString& path, const QByteArray& bytes, QString* error);
-    // As writeAtomically, once the bytes have been read and decrypted with `password` as an
-    // opening would; bytes that don't open never reach the disk.
-    static bool writeDocumentSafely(const QString& path, const QByteArray& bytes, const QString& password,
-                                    QString* error);
 
     // What identifies the file as it was when it was last read or written by this program.
-    struct FileStamp {
-        bool exists = false;
-        std::int64_t size = 0, modifiedNs = 0;
-        std::uint64_t inode = 0, device = 0;
-        // A digest of the contents, for files up to kLargestHashed: a rewrite in place that
-        // keeps the size and puts the modification time back is noticed all the same.
-        QByteArray digest;
-        bool operator==(const FileStamp&) const = default;
-    };
-    static constexpr std::int64_t kLargestHashed = 64 * 1024 * 1024;
-    static FileStamp stampOf(const QString& path);
+    using FileStamp = qv::FileStamp;
+    static constexpr std::int64_t kLargestHashed = FileStamp::kLargestHashed;
+    static FileStamp stampOf(const QString& path) { return DocumentFile::stampOf(path); }
 
-    // Where the file of another generation at `path` is kept before it is first written over:
-    // "NAME (generation X.Y).qvane" beside it, or with " 2", " 3"... when that name is taken.
-    static QString oldGenerationCopyPath(const QString& path, std::uint64_t generation);
     // Whether another program changed, replaced or removed the window's file since then.
     bool fileChangedOnDisk(const DocumentWindow* window) const;
 
@@ -117,8 +105,8 @@ Q_SIGNALS:
     void documentRemoved();
 
 private:
-    // writeDocumentSafely on a worker thread, the window kept painted behind a progress dialog.
-    bool writeInBackground(DocumentWindow* w, const QByteArray& bytes, const QString& password, QString* error);
+    // DocumentFile::write on a worker thread, the window kept painted behind a progress dialog.
+    DocumentFileStatus writeInBackground(DocumentWindow* w, const QByteArray& bytes, const QString& password);
     QSet<const DocumentWindow*> saving_;
     enum class SaveMode { Asking, Autosaving };
     bool save(DocumentWindow* window, SaveMode mode);
@@ -131,8 +119,12 @@ private:
     QSet<QString> pendingChanges_;
     bool watching_ = true;
     // Before the first save over a file of another generation (an older release's, the phone
-    // edition's), a copy of it as it is; false with the reason when none could be made.
-    bool keepOldGenerationCopy(DocumentWindow* window, QString* error, QString* copyPath, std::uint64_t* generation);
+    // edition's), a copy of it as it is; an empty path when no copy was due.
+    struct KeptCopy {
+        QString path;
+        std::uint64_t generation = 0;
+    };
+    DocumentFileResult<KeptCopy> keepOldGenerationCopy(DocumentWindow* window);
     void tellOldGenerationCopy(DocumentWindow* window, const QString& copyPath, std::uint64_t generation);
     struct OtherGeneration {
         QString path;

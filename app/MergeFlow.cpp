@@ -5,9 +5,8 @@
 #include "browsing/DocumentBrowser.h"
 #include "crypto/CryptoTexts.h"
 #include "document/MyDocument.h"
-#include "foundation/FileBytes.h"
+#include "document/DocumentFile.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QInputDialog>
 #include <QLineEdit>
@@ -123,9 +122,8 @@ bool MergeFlow::mergeInto(DocumentWindow* window, const QString& path, const Ask
         box.exec();
         return false;
     };
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) return fail(file.errorString());
-    const QByteArray bytes = readWholeFile(file);
+    const auto bytes = DocumentFile::readBytes(path);
+    if (!bytes) return fail(bytes.message());
     // Most often both versions share the master password: it is tried before asking. Each try
     // starts from the file's bytes, as an old file's conversion keeps what a failed try made.
     QString password = doc.plainPassword;
@@ -134,17 +132,15 @@ bool MergeFlow::mergeInto(DocumentWindow* window, const QString& path, const Ask
     for (;;) {
         other = std::make_shared<MyDocument>();
         QString message;
-        switch (other->read(bytes, &message)) {
+        switch (other->read(*bytes, &message)) {
         case MyDocument::ReadResult::Taken: break;
         case MyDocument::ReadResult::TooNew: return fail(QStringLiteral("It was made by a newer release of Quorvane."));
         case MyDocument::ReadResult::Unreadable: return fail(QStringLiteral("It is not a Quorvane document (%1).").arg(message));
         }
         DocumentBrowser converting(*other);  // an old file's records are made by list controllers
-        other->plainPassword = password;
-        if (other->Decript() == 0) {
-            other->decryptDone();
-            break;
-        }
+        const DocumentFileStatus opened = DocumentFile::unlock(*other, password);
+        if (opened) break;
+        if (opened.kind() != DocumentFileError::WrongPassword) return fail(opened.message());
         const auto asked = ask ? ask(name, refused) : askWithDialog(window, name, refused);
         if (!asked) return false;
         password = *asked;

@@ -4,13 +4,12 @@
 #include "browsing/MyTableDelegate.h"
 #include "browsing/TableColumns.h"
 #include "document/DocumentKeys.h"
+#include "document/DocumentFile.h"
 #include "document/DocumentMerge.h"
 #include "document/DocumentTexts.h"
 #include "document/MyDocument.h"
 #include "document/RecordModel.h"
-#include "foundation/FileBytes.h"
 #include "foundation/JsonWriter.h"
-#include "foundation/PrivateFile.h"
 #include "importexport/ZKDataExportManager.h"
 #include "importexport/ZKDataImportManager.h"
 #include "foundation/UserDefaults.h"
@@ -19,7 +18,6 @@
 #include "shell/MyAppDelegate.h"
 
 #include <QDateTime>
-#include <QFile>
 #include <QHash>
 #include <QTimeZone>
 #include <QFileInfo>
@@ -30,6 +28,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <new>
 #include <optional>
 
 namespace qv::cli {
@@ -126,21 +125,20 @@ private:
 
 // Reads FILE into a document, locked. Prints the failure and gives its exit status.
 int load(const QString& path, MyDocument& doc, const Streams& io) {
-    QFile f(path);
-    if (!f.open(QIODevice::ReadOnly)) {
-        print(io.err, QStringLiteral("qvane: cannot read %1: %2\n").arg(path, f.errorString()));
+    const DocumentFileStatus loaded = DocumentFile::load(path, doc);
+    if (loaded) return kExitOk;
+    switch (loaded.kind()) {
+    case DocumentFileError::OutOfMemory: throw std::bad_alloc();  // said once, for every verb, by run()
+    case DocumentFileError::CannotRead:
+        print(io.err, QStringLiteral("qvane: cannot read %1: %2\n").arg(path, loaded.message()));
         return kExitUnreadable;
-    }
-    QString message;
-    switch (doc.read(readWholeFile(f), &message)) {
-    case MyDocument::ReadResult::Taken: return kExitOk;
-    case MyDocument::ReadResult::TooNew:
+    case DocumentFileError::TooNew:
         print(io.err, texts::tooNewMessage + QLatin1Char('\n') + texts::tooNewInformative + QLatin1Char('\n'));
         return kExitTooNew;
-    case MyDocument::ReadResult::Unreadable: break;
+    default:
+        print(io.err, QStringLiteral("qvane: %1 is not a Quorvane document (%2)\n").arg(path, loaded.message()));
+        return kExitUnreadable;
     }
-    print(io.err, QStringLiteral("qvane: %1 is not a Quorvane document (%2)\n").arg(path, message));
-    return kExitUnreadable;
 }
 
 // Reads and decrypts FILE with a password asked as the options say.
@@ -148,31 +146,26 @@ int open(const QString& path, bool passwordStdin, MyDocument& doc, const Streams
     if (int s = load(path, doc, io)) return s;
     const auto password = askPassword(passwordStdin, "Master password: ", io);
     if (!password) return usage(io, QStringLiteral("no password given"));
-    doc.plainPassword = *password;
     // An old file's records are made by the list controllers; the verbs that show or change
     // records bind their own afterwards.
     std::optional<DocumentBrowser> converting;
     if (!doc.recordControllers) converting.emplace(doc);
-    if (LegacyMigration::groupOf(doc.docVersionRapresentation) && !ZKCrypto::availabilityError().isEmpty()) {
-        print(io.err, QStringLiteral("qvane: %1\n").arg(ZKCrypto::availabilityError()));
-        return kExitUnreadable;
-    }
-    if (doc.Decript() != 0) {
-        doc.decryptFailed();
-        print(io.err, texts::wrongPassword + QLatin1Char('\n') + texts::wrongPasswordInformative + QLatin1Char('\n'));
+    const DocumentFileStatus opened = DocumentFile::unlock(doc, *password);
+    if (opened) return kExitOk;
+    if (opened.kind() == DocumentFileError::WrongPassword) {
+        print(io.err, opened.message() + QLatin1Char('\n'));
         return kExitWrongPassword;
     }
-    doc.decryptDone();
-    return kExitOk;
+    print(io.err, QStringLiteral("qvane: %1\n").arg(opened.message()));
+    return kExitUnreadable;
 }
 
 int save(MyDocument& doc, const QString& path, const Streams& io) {
-    const auto bytes = doc.dataOfType(QStringLiteral("qvane"));
-    if (!bytes) {
-        print(io.err, QStringLiteral("qvane: the document could not be enciphered\n"));
-        return kExitUnreadable;
-    }
-    return writeDocumentFile(path, *bytes, doc.plainPassword, io);
+    const auto bytes = DocumentFile::encode(doc);
+    if (bytes) return writeDocumentFile(path, *bytes, doc.plainPassword, io);
+    if (bytes.kind() == DocumentFileError::OutOfMemory) throw std::bad_alloc();
+    print(io.err, QStringLiteral("qvane: the document could not be enciphered\n"));
+    return kExitUnreadable;
 }
 
 bool samePath(const QString& a, const QString& b) {
@@ -240,26 +233,17 @@ void writeDocumentJson(JsonWriter& w, const MyDocument& doc) {
 }  // namespace
 
 int writeDocumentFile(const QString& path, const QByteArray& bytes, const QString& password, const Streams& io) {
-    {
-        MyDocument check;
-        bool opens = check.read(bytes, nullptr) == MyDocument::ReadResult::Taken;
-        if (opens) {
-            check.plainPassword = password;
-            opens = check.Decript() == 0;
-        }
-        check.wipePasswords();
-        if (!opens) {
-            print(io.err, QStringLiteral("qvane: the new contents could not be read back with the password, so %1 "
-                                         "was left as it was\n").arg(path));
-            return kExitCannotWrite;
-        }
+    const DocumentFileStatus written = DocumentFile::write(path, bytes, password);
+    if (written) return kExitOk;
+    switch (written.kind()) {
+    case DocumentFileError::OutOfMemory: throw std::bad_alloc();
+    case DocumentFileError::DoesNotReadBack:
+        print(io.err, QStringLiteral("qvane: the new contents could not be read back with the password, so %1 "
+                                     "was left as it was\n").arg(path));
+        break;
+    default: print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(path, written.message())); break;
     }
-    QString error;
-    if (!writePrivately(path, bytes, &error)) {
-        print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(path, error));
-        return kExitCannotWrite;
-    }
-    return kExitOk;
+    return kExitCannotWrite;
 }
 
 int runInfo(const QStringList& args, const Streams& io) {

@@ -1,7 +1,10 @@
 #include "PrivateFile.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
+
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -25,28 +28,38 @@ QString failureReason(const QFileDevice& file, int errorNumber) {
     return file.errorString();
 }
 
-bool writeAll(QSaveFile& out, const char* data, qint64 size, QString* error) {
+Status<> writeAll(QSaveFile& out, const char* data, qint64 size) {
     errno = 0;
-    if (out.write(data, size) == size) return true;
+    if (out.write(data, size) == size) return {};
     const int why = errno;
     out.cancelWriting();
-    if (error) *error = failureReason(out, why);
-    return false;
+    return Status<>::failed(why, failureReason(out, why));
 }
 
-bool writePrivately(const QString& path, const QByteArray& bytes, QString* error) {
+Status<> writePrivately(const QString& path, const QByteArray& bytes) {
     QSaveFile out(path);
-    if (!openPrivately(out)) {
-        if (error) *error = out.errorString();
-        return false;
-    }
-    if (!writeAll(out, bytes.constData(), bytes.size(), error)) return false;
+    if (!openPrivately(out)) return Status<>::failed(0, out.errorString());
+    if (auto written = writeAll(out, bytes.constData(), bytes.size()); !written) return written;
     errno = 0;
     if (!out.commit()) {
-        if (error) *error = failureReason(out, errno);
-        return false;
+        const int why = errno;
+        return Status<>::failed(why, failureReason(out, why));
     }
-    return true;
+    return {};
+}
+
+Status<> writeNewPrivately(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly,
+                   QFileDevice::ReadOwner | QFileDevice::WriteOwner))
+        return Status<>::failed(0, file.errorString());
+    if (file.write(bytes) != bytes.size() || !file.flush() || ::fsync(file.handle()) != 0) {
+        const QString why = file.errorString();
+        file.remove();
+        return Status<>::failed(0, why);
+    }
+    file.close();
+    return {};
 }
 
 }  // namespace qv

@@ -7,6 +7,7 @@
 #include "DocumentWindow.h"
 #include "PlatformServices.h"
 
+#include "document/DocumentFile.h"
 #include "document/DocumentKeys.h"
 #include "document/RecordModel.h"
 #include "foundation/UserDefaults.h"
@@ -119,20 +120,21 @@ TEST(SafeSaving, BytesThatDoNotOpenNeverReplaceTheFile) {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("vault.qvane"));
     const QByteArray before = documentBytes(QStringLiteral("secret"), 1);
-    ASSERT_TRUE(DocumentController::writeAtomically(path, before, nullptr));
+    ASSERT_TRUE(DocumentFile::writeAtomically(path, before));
 
     QByteArray damaged = documentBytes(QStringLiteral("secret"), 3);
     damaged[damaged.size() / 2] = char(damaged[damaged.size() / 2] ^ 0x40);
-    QString error;
-    EXPECT_FALSE(DocumentController::writeDocumentSafely(path, damaged, QStringLiteral("secret"), &error));
-    EXPECT_FALSE(error.isEmpty());
+    DocumentFileStatus written = DocumentFile::write(path, damaged, QStringLiteral("secret"));
+    ASSERT_FALSE(written);
+    EXPECT_FALSE(written.message().isEmpty());
     // Whole, but made with another password than the document's.
-    EXPECT_FALSE(DocumentController::writeDocumentSafely(path, documentBytes(QStringLiteral("other!"), 2),
-                                                         QStringLiteral("secret"), &error));
+    written = DocumentFile::write(path, documentBytes(QStringLiteral("other!"), 2), QStringLiteral("secret"));
+    ASSERT_FALSE(written);
+    EXPECT_EQ(written.kind(), DocumentFileError::DoesNotReadBack);
     EXPECT_EQ(contents(path), before);
 
     const QByteArray good = documentBytes(QStringLiteral("secret"), 2);
-    EXPECT_TRUE(DocumentController::writeDocumentSafely(path, good, QStringLiteral("secret"), &error));
+    EXPECT_TRUE(DocumentFile::write(path, good, QStringLiteral("secret")));
     EXPECT_EQ(contents(path), good);
 }
 
@@ -140,7 +142,7 @@ TEST(SafeSaving, AFullDiskOrAMissingFolderLeavesThePreviousFileAndSaysSo) {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("vault.qvane"));
     const QByteArray before = documentBytes(QStringLiteral("secret"), 1);
-    ASSERT_TRUE(DocumentController::writeAtomically(path, before, nullptr));
+    ASSERT_TRUE(DocumentFile::writeAtomically(path, before));
     DocumentController controller;
     controller.setAutosavingDelay(0);
     DocumentWindow* w = openEdited(controller, path, QStringLiteral("secret"));
@@ -175,7 +177,7 @@ TEST(SafeSaving, AFullDiskOrAMissingFolderLeavesThePreviousFileAndSaysSo) {
 TEST(SafeSaving, AFileChangedByAnotherProgramIsNotOverwrittenWithoutAsking) {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("vault.qvane"));
-    ASSERT_TRUE(DocumentController::writeAtomically(path, documentBytes(QStringLiteral("secret"), 1), nullptr));
+    ASSERT_TRUE(DocumentFile::writeAtomically(path, documentBytes(QStringLiteral("secret"), 1)));
     DocumentController controller;
     controller.setAutosavingDelay(0.05);
     controller.setWatchingFiles(false);  // the question at saving time, without the watcher's offer
@@ -185,7 +187,7 @@ TEST(SafeSaving, AFileChangedByAnotherProgramIsNotOverwrittenWithoutAsking) {
 
     // Another program (a sync client, a second copy of this program) writes the file.
     const QByteArray theirs = documentBytes(QStringLiteral("secret"), 5);
-    ASSERT_TRUE(DocumentController::writeAtomically(path, theirs, nullptr));
+    ASSERT_TRUE(DocumentFile::writeAtomically(path, theirs));
     EXPECT_TRUE(controller.fileChangedOnDisk(w));
 
     // Autosaving leaves it alone and says nothing.
@@ -277,7 +279,7 @@ TEST(SessionLock, DesktopSignalsLockEveryDocumentOnlyWhenTheUserAskedForIt) {
     qputenv("DBUS_SYSTEM_BUS_ADDRESS", address.toUtf8());
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("vault.qvane"));
-    ASSERT_TRUE(DocumentController::writeAtomically(path, documentBytes(QStringLiteral("secret"), 1), nullptr));
+    ASSERT_TRUE(DocumentFile::writeAtomically(path, documentBytes(QStringLiteral("secret"), 1)));
     MemoryUserDefaults defaults;
     AppServices services;
     services.defaults = &defaults;

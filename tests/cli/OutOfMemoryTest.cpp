@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -72,5 +73,24 @@ TEST(QvaneOutOfMemory, AnImportBeyondTheMemoryLimitLeavesTheDocumentAsItWas) {
     // Nothing half-written beside it either.
     EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden),
               QStringList({QStringLiteral("rows.csv"), QStringLiteral("vault.qvane")}));
+#endif
+}
+
+TEST(QvaneOutOfMemory, AFileLargerThanTheMemoryLimitIsRefusedWithTheSameMessage) {
+#ifdef QV_ADDRESS_SANITIZER
+    GTEST_SKIP() << "the address sanitizer reserves far more address space than any limit would leave";
+#else
+    QTemporaryDir dir;
+    // A sparse file: as large as a document can be to the reader, and nothing on the disk.
+    const QString doc = dir.filePath(QStringLiteral("huge.qvane"));
+    QFile f(doc);
+    ASSERT_TRUE(f.open(QIODevice::WriteOnly) && f.resize(qint64(320) << 20));
+    f.close();
+    for (const QString& verb : {QStringLiteral("info"), QStringLiteral("dump")}) {
+        const auto r = qvane({verb, doc}, rlim_t(256) << 20);
+        EXPECT_EQ(r.first, qv::cli::kExitNoMemory) << r.second;
+        EXPECT_EQ(r.second, "qvane: not enough memory to finish \"" + verb.toStdString() + "\"; no file was changed\n");
+    }
+    EXPECT_EQ(QFileInfo(doc).size(), qint64(320) << 20);
 #endif
 }

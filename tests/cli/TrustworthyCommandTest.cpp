@@ -4,6 +4,8 @@
 #include "DocumentVerbs.h"
 #include "QvaneCommand.h"
 
+#include "fuzz/FuzzDocuments.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -163,6 +165,36 @@ TEST(HonestFailures, BytesThatDoNotOpenWithThePasswordNeverReplaceTheFile) {
     EXPECT_EQ(contents(target), good);
     EXPECT_EQ(qv::cli::writeDocumentFile(target, good, QStringLiteral("secret123"), io), qv::cli::kExitOk);
     std::fclose(err);
+}
+
+TEST(HonestFailures, AnOldFileWithoutItsCipherSaysSoRatherThanBlameThePassword) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("old.qvane"));
+    {
+        QFile f(path);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(qv::fuzzdoc::sealTemplate(qv::fuzzdoc::oldTemplate(2400)).value());
+    }
+    auto dump = [&](const QString& modules) {
+        QProcess p;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        if (!modules.isEmpty()) env.insert(QStringLiteral("OPENSSL_MODULES"), modules);
+        p.setProcessEnvironment(env);
+        p.start(QStringLiteral(QVANE_PATH), {QStringLiteral("dump"), path, QStringLiteral("--password-stdin")});
+        p.write(qv::fuzzdoc::kPassword.toUtf8() + '\n');
+        p.closeWriteChannel();
+        p.waitForFinished(60000);
+        return Result{p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, QString(),
+                      QString::fromUtf8(p.readAllStandardError())};
+    };
+    // OpenSSL looks for its old ciphers' module in a folder that holds none.
+    const Result missing = dump(dir.filePath(QStringLiteral("no-modules")));
+    EXPECT_EQ(missing.status, qv::cli::kExitUnreadable) << missing.err.toStdString();
+    EXPECT_TRUE(missing.err.startsWith(QStringLiteral("qvane: "))) << missing.err.toStdString();
+    EXPECT_FALSE(missing.err.contains(QStringLiteral("Wrong Password")));
+    const Result opened = dump(QString());
+    EXPECT_EQ(opened.status, 0) << opened.err.toStdString();
+    EXPECT_EQ(contents(path).left(8), QByteArray("bplist00"));
 }
 
 namespace {
