@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <random>
+
 using namespace qv;
 
 namespace {
@@ -19,6 +22,27 @@ HealthEntry entry(qsizetype index, const QString& password, bool login = true, d
     e.hasModificationDate = ageDays >= 0;
     e.modified = ageDays >= 0 ? kNow - ageDays * kDay : 0;
     return e;
+}
+
+// The generator's type found by searching its alphabets one character at a time: what the rating
+// must always agree with, however it is worked out.
+int typeTagBySearch(const QString& password) {
+    static const ZKPasswordMaker a;
+    bool lower = false, upper = false, digit = false, punct = false, other = false, hex = true;
+    for (QChar c : password) {
+        if (a.lowercaseAlphaString.contains(c)) lower = true;
+        else if (a.uppercaseAlphaString.contains(c)) upper = true;
+        else if (a.numericString.contains(c)) digit = true;
+        else if (a.punctuationString.contains(c)) punct = true;
+        else other = true;
+        hex = hex && a.exadecimalString.contains(c);
+    }
+    if (other || (lower && upper && punct)) return 40;
+    if (punct) return upper ? 42 : 41;
+    if (lower && upper) return digit ? 20 : 10;
+    if (lower) return digit ? 21 : 11;
+    if (upper) return hex && digit ? 52 : digit ? 22 : 11;
+    return 30;
 }
 
 }  // namespace
@@ -91,4 +115,81 @@ TEST(PasswordHealth, ManyPasswordsAreEstimatedAlikeOnTwoThreads) {
     }
     // A cancelled examination stops early and reports nothing weak.
     EXPECT_TRUE(PasswordHealth::examine(entries, kNow, 365, [] { return true; }).weak.empty());
+}
+
+// Every character, alone and beside characters of each alphabet, gets the type a search of the
+// alphabets gives; and the stars of every type and length, short or very long, are the generator's.
+TEST(PasswordHealth, RatingAgreesWithTheGeneratorForEveryCharacterAndLength) {
+    const QString companions[] = {QString(), QStringLiteral("a"), QStringLiteral("B"), QStringLiteral("7"),
+                                  QStringLiteral("#"), QStringLiteral("F3"), QStringLiteral("aB")};
+    for (char32_t u = 0; u < 0x10000; ++u) {
+        const QChar c{char16_t(u)};
+        for (const QString& with : companions) {
+            const QString password = QString(c) + with;
+            ASSERT_EQ(PasswordHealth::typeTagFor(password), typeTagBySearch(password)) << int(u) << " with " << with.toStdString();
+        }
+    }
+    const QString nonBmp = QString::fromUcs4(U"\U0001F600x");
+    EXPECT_EQ(PasswordHealth::typeTagFor(nonBmp), typeTagBySearch(nonBmp));
+
+    const QString kinds[] = {QStringLiteral("a"), QStringLiteral("aB"), QStringLiteral("a1"), QStringLiteral("A1"),
+                             QStringLiteral("A"), QStringLiteral("1"), QStringLiteral("a!"), QStringLiteral("A!"),
+                             QStringLiteral("aB!"), QStringLiteral("A1F"), QStringLiteral("\u00e9")};
+    for (const QString& kind : kinds)
+        for (int length = 1; length <= 300; ++length) {
+            QString password;
+            while (password.size() < length) password += kind;
+            password.truncate(length);
+            const int expected =
+                std::clamp(ZKPasswordMaker::calcStarNumberFromTypeTag(typeTagBySearch(password), length) - 1, 1, 10);
+            ASSERT_EQ(PasswordHealth::starsFor(password), expected) << password.toStdString();
+        }
+}
+
+// Equal passwords are grouped, and only equal ones, whatever they look like: many random ones
+// with repeats among them, passwords that differ in one character anywhere, by a trailing
+// character or by a character outside the first plane, checked against an ordered map.
+TEST(PasswordHealth, GroupsExactlyTheEqualPasswords) {
+    std::mt19937 rng(11);
+    std::vector<QString> pool;
+    for (int i = 0; i < 400; ++i) {
+        QString p(int(1 + rng() % 12), Qt::Uninitialized);
+        for (QChar& c : p) c = QChar(char16_t('a' + rng() % 3));  // few letters, so many near misses
+        pool.push_back(p);
+    }
+    const QString base = QStringLiteral("Gq7!xT9#pL2$wZ");
+    for (int at = 0; at < base.size(); ++at) {
+        QString p = base;
+        p[at] = QLatin1Char('_');
+        pool.push_back(p);
+    }
+    pool.push_back(base);
+    pool.push_back(base + QChar(u'\0'));
+    pool.push_back(base + QString::fromUcs4(U"\U0001F600"));
+    pool.push_back(base + QString::fromUcs4(U"\U0001F601"));
+
+    std::vector<HealthEntry> entries;
+    std::map<QString, std::vector<qsizetype>> expected;
+    for (int i = 0; i < 3000; ++i) {
+        const QString& p = pool[rng() % pool.size()];
+        entries.push_back(entry(i, i % 97 == 0 ? QString() : p));
+        if (i % 97 != 0) expected[p].push_back(i);
+    }
+    const HealthReport r = PasswordHealth::examine(entries, kNow, 365);
+
+    std::vector<std::vector<qsizetype>> groups;
+    for (const auto& [password, users] : expected)
+        if (users.size() > 1) groups.push_back(users);
+    std::vector<std::vector<qsizetype>> found = r.reused;
+    std::sort(groups.begin(), groups.end());
+    std::sort(found.begin(), found.end());
+    EXPECT_EQ(found, groups);
+    for (size_t i = 1; i < r.reused.size(); ++i) {
+        EXPECT_GE(r.reused[i - 1].size(), r.reused[i].size());
+        // Groups of one size keep the order in which their passwords first appear.
+        if (r.reused[i - 1].size() == r.reused[i].size()) {
+            EXPECT_LT(r.reused[i - 1][0], r.reused[i][0]);
+        }
+    }
+    EXPECT_EQ(r.empty.size(), size_t((3000 + 96) / 97));
 }
