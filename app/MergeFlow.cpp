@@ -3,8 +3,8 @@
 #include "DocumentWindow.h"
 
 #include "browsing/DocumentBrowser.h"
-#include "crypto/CryptoTexts.h"
 #include "document/MyDocument.h"
+#include "document/PasswordTexts.h"
 #include "foundation/FileBytes.h"
 
 #include <QFile>

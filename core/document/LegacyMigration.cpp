@@ -130,10 +130,7 @@ private:
         return doc_.myEncriptedArray.isArray() ? doc_.myEncriptedArray.toArray() : Array();
     }
 
-    std::int32_t stop(std::int32_t code) {
-        if (doc_.ui()) doc_.ui()->setDecryptProgressAnimating(false);
-        return code;
-    }
+    std::int32_t stop(std::int32_t code) { return code; }
 
     // Deciphers one field into `out`: a string, a number or bytes as the field's kind says.
     std::int32_t decipher(const Dictionary& entry, const Field& f, Value* out) {

@@ -8,7 +8,7 @@
 // Fields keep the names of the file format's document so that each rule reads the same here.
 
 #include "crypto/ZKCommonCrypto.h"
-#include "crypto/ZKCryptoDoc.h"
+#include "document/ZKCryptoDoc.h"
 #include "crypto/ZKCrypto.h"
 #include "document/LegacyMigration.h"
 #include "foundation/DocumentUi.h"
