@@ -149,10 +149,6 @@ int open(const QString& path, bool passwordStdin, MyDocument& doc, const Streams
     const auto password = askPassword(passwordStdin, "Master password: ", io);
     if (!password) return usage(io, QStringLiteral("no password given"));
     doc.plainPassword = *password;
-    // An old file's records are made by the list controllers; the verbs that show or change
-    // records bind their own afterwards.
-    std::optional<DocumentBrowser> converting;
-    if (!doc.recordControllers) converting.emplace(doc);
     if (LegacyMigration::groupOf(doc.docVersionRapresentation) && !ZKCrypto::availabilityError().isEmpty()) {
         print(io.err, QStringLiteral("qvane: %1\n").arg(ZKCrypto::availabilityError()));
         return kExitUnreadable;

@@ -99,9 +99,6 @@ public:
     std::unique_ptr<ZKCommonCrypto> myCommonCrypto;
     // The old files' engine, with the vector all of them share; Decript gives it the password.
     ZKCrypto myCryptoEngine{LegacyMigration::kInitVector, QString()};
-    // The list controllers that make and add categories and records when an old file is
-    // converted; whoever shows the document's records (the browser) sets itself here.
-    RecordControllers* recordControllers = nullptr;
     Value mySalt, myIV, myRCDataEncrypted, mySha1_RcData;  // data, or absent
     Value myEncryptedArrayData, myEncryptedCategoryArrayData, myEncryptedEmailArrayData,
         myEncryptedDocumentCreationDateData;
