@@ -2,22 +2,18 @@
 
 #include "DocumentKeys.h"
 #include "DocumentTexts.h"
+#include "GenerationReaders.h"
 #include "RecordModel.h"
 
 #include "crypto/SecretMemory.h"
 #include "foundation/KeyedArchive.h"
 #include "foundation/ZKAppSupportUtility.h"
 
-#include <algorithm>
-#include <iterator>
 #include <unordered_map>
 
 namespace qv {
 
 namespace {
-
-// Generations whose members are enciphered whole with the current engine.
-bool isCurrentGeneration(std::uint64_t n) { return n == 30000 || n == 40000 || n == MyDocument::kGenerationWritten; }
 
 Value dataOrAbsent(const std::optional<QByteArray>& d) { return d ? Value::data(*d) : Value(); }
 
@@ -312,75 +308,12 @@ MyDocument::ReadResult MyDocument::read(const QByteArray& data, QString* message
     myEncryptedCategoryArray = Value();
     myEncryptedDocumentCreationDateData = Value();
 
-    const std::uint64_t n = docVersionRapresentation;
-    if (isCurrentGeneration(n)) {
-        mySalt = d.value(keys::salt);
-        myIV = d.value(keys::IV);
-        myEncryptedArrayData = d.value(keys::dataArrayData);
-        myEncryptedCategoryArrayData = d.value(keys::catArrayData);
-        myEncryptedEmailArrayData = d.value(keys::emailArrayData);
-        myEncryptedDocumentCreationDateData = d.value(keys::documentCreationDateData);
-        myRCDataEncrypted = d.value(keys::rc);
-        mySha1_RcData = d.value(keys::sha1_rc);
-        const Value platform = d.value(keys::OSXPlatformDictionary);
-        if (platform.isDictionary()) {
-            useMyWinRect = true;
-            takePlatformDictionary(platform.toDictionary());
-        }
-        myiOSPlatformDictionary = d.value(keys::iOSPlatformDictionary);
-        moreDocDescription = texts::compatibleWithPhone;
-        YouCanSave = true;
-    } else {
-        // Older groups fall through from the widest to the plainest; see the group table.
-        static const std::uint64_t kWide[] = {2500,  2510,  2520,  2600,  2700,  2710,
-                                               2800,  20801, 20900, 20901, 21000};
-        const bool wide = std::find(std::begin(kWide), std::end(kWide), n) != std::end(kWide) ||
-                          (n >= 21100 && n <= 21110) || (n >= 21200 && n <= 21207);
-        const bool narrow = wide || n == 2400;
-        const bool framed = narrow || n == 2100 || n == 2200 || n == 2210 || n == 2300;
-        const bool withCategories = framed || n == 2000 || n == 2010 || n == 2020;
-        if (wide) {
-            savedPasswordTableWidth = d.value(keys::passwordTableWidth);
-            savedEmailTableWidth = d.value(keys::emailTableWidth);
-        }
-        if (narrow) {
-            savedCategoryTableWidth = d.value(keys::categoryTableWidth);
-            savedNameTableWidth = d.value(keys::nameTableWidth);
-            savedUrlTableWidth = d.value(keys::urlTableWidth);
-            // Deliberately into the fields without "saved", as the program always did.
-            accountTableWidth = d.value(keys::accountTableWidth);
-            userIDTableWidth = d.value(keys::userIDTableWidth);
-            useMyColumnWidth = true;
-        }
-        if (framed) {
-            // Read but never applied: useMyWinRect stays NO for old files.
-            myWinRectToUse = Rect{double(d.value(keys::windowRecX).toInt()), double(d.value(keys::windowRecY).toInt()),
-                                  double(d.value(keys::windowRecWidth).toInt()),
-                                  double(d.value(keys::windowRecHeight).toInt())};
-        }
-        if (withCategories) myEncryptedCategoryArray = d.value(keys::catArray);
-        myEncriptedArray = d.value(keys::dataArray);
-        moreDocDescription = texts::notCompatibleWithPhone;
-    }
+    GenerationReaders::read(*this, d, docVersionRapresentation);
     setIsEncrypted(true);
     // Reading never leaves the document edited (the original queued this on the main queue;
     // doing it at once has the same visible effect and needs no event loop).
     ZKCryptoDoc::updateChangeCount(kChangeCleared);
     return ReadResult::Taken;
-}
-
-void MyDocument::takePlatformDictionary(const Dictionary& p) {
-    myWinRectToUse = Rect{double(p.value(keys::windowRecX).toInt()), double(p.value(keys::windowRecY).toInt()),
-                          double(p.value(keys::windowRecWidth).toInt()), double(p.value(keys::windowRecHeight).toInt())};
-    startColumnSizes = p.value(keys::columnSizes);
-    startColumnVisibilities = p.value(keys::columnVisibilities);
-    splitLeftFrame = p.value(keys::splitLeftFrame).toRect();
-    splitRightFrame = p.value(keys::splitRightFrame).toRect();
-    const Value toolbar = p.value(keys::makeToolbarVisibleAtDecrypt);
-    makeToolbarVisibleAtDecrypt = toolbar.isAbsent() ? true : toolbar.toBool();
-    customTableSettings = p.value(keys::customTableSettings);
-    latestOrderedColumn = p.value(keys::latestOrderedColumn);
-    latestOrderedColumnAscending = p.value(keys::latestOrderedColumnAscending).toBool();
 }
 
 // ---------------------------------------------------------------------------------------------

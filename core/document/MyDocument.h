@@ -127,7 +127,6 @@ private:
     void markLockPending();
     bool lockPending_ = false;
     Dictionary buildPlatformDictionary(bool withToolbarState) const;
-    void takePlatformDictionary(const Dictionary& d);
     void makeCheckValues();
     void keepEngineForPassword();
 };
