@@ -75,11 +75,10 @@ DocumentWindow* DocumentController::openDocument(const QString& path) {
     }
     auto doc = std::make_unique<MyDocument>();
     auto* w = new DocumentWindow(std::move(doc), absolute, this);
-    QString error;
     bool read = false;
     QApplication::setOverrideCursor(Qt::WaitCursor);
     try {
-        read = w->document().readFromData(readWholeFile(f), QStringLiteral("qvane"), &error);
+        read = w->document().readFromData(readWholeFile(f), QStringLiteral("qvane")).ok();
     } catch (const std::bad_alloc&) {
         QApplication::restoreOverrideCursor();
         delete w;
@@ -158,8 +157,7 @@ bool DocumentController::writeAtomically(const QString& path, const QByteArray& 
 bool DocumentController::writeDocumentSafely(const QString& path, const QByteArray& bytes, const QString& password,
                                              QString* error) {
     MyDocument check;
-    QString why;
-    bool opens = check.read(bytes, &why) == MyDocument::ReadResult::Taken;
+    bool opens = check.read(bytes).ok();
     if (opens) {
         check.plainPassword = password;
         opens = check.Decript() == 0;
@@ -266,7 +264,7 @@ bool DocumentController::reloadClean(DocumentWindow* w) {
     QFile file(w->filePath());
     if (!file.open(QIODevice::ReadOnly)) return false;
     MyDocument fresh;
-    if (fresh.read(readWholeFile(file), nullptr) != MyDocument::ReadResult::Taken) return false;
+    if (!fresh.read(readWholeFile(file))) return false;
     DocumentBrowser converting(fresh);
     fresh.plainPassword = doc.plainPassword;
     // A new master password set on the other machine: the next save asks what to do.

@@ -131,15 +131,13 @@ int load(const QString& path, MyDocument& doc, const Streams& io) {
         print(io.err, QStringLiteral("qvane: cannot read %1: %2\n").arg(path, f.errorString()));
         return kExitUnreadable;
     }
-    QString message;
-    switch (doc.read(readWholeFile(f), &message)) {
-    case MyDocument::ReadResult::Taken: return kExitOk;
-    case MyDocument::ReadResult::TooNew:
+    const MyDocument::ReadStatus read = doc.read(readWholeFile(f));
+    if (read) return kExitOk;
+    if (read.kind() == MyDocument::ReadFailure::TooNew) {
         print(io.err, texts::tooNewMessage + QLatin1Char('\n') + texts::tooNewInformative + QLatin1Char('\n'));
         return kExitTooNew;
-    case MyDocument::ReadResult::Unreadable: break;
     }
-    print(io.err, QStringLiteral("qvane: %1 is not a Quorvane document (%2)\n").arg(path, message));
+    print(io.err, QStringLiteral("qvane: %1 is not a Quorvane document (%2)\n").arg(path, read.message()));
     return kExitUnreadable;
 }
 
@@ -238,7 +236,7 @@ void writeDocumentJson(JsonWriter& w, const MyDocument& doc) {
 int writeDocumentFile(const QString& path, const QByteArray& bytes, const QString& password, const Streams& io) {
     {
         MyDocument check;
-        bool opens = check.read(bytes, nullptr) == MyDocument::ReadResult::Taken;
+        bool opens = check.read(bytes).ok();
         if (opens) {
             check.plainPassword = password;
             opens = check.Decript() == 0;

@@ -98,7 +98,7 @@ void MyDocument::keepEngineForPassword() {
     makeCheckValues();
 }
 
-std::optional<QByteArray> MyDocument::dataOfType(const QString& /*type*/, QString* /*error*/) {
+std::optional<QByteArray> MyDocument::dataOfType(const QString& /*type*/) {
     if (!YouCanSave) return std::nullopt;
     keepEngineForPassword();
     if (!isEncrypted()) {
@@ -275,34 +275,28 @@ void MyDocument::lockAutomatically() {
 // ---------------------------------------------------------------------------------------------
 // Reading
 
-bool MyDocument::readFromData(const QByteArray& data, const QString& /*type*/, QString* error) {
-    QString message;
-    const ReadResult r = read(data, &message);
-    if (r == ReadResult::TooNew && ui())
+MyDocument::ReadStatus MyDocument::readFromData(const QByteArray& data, const QString& /*type*/) {
+    ReadStatus r = read(data);
+    if (!r && r.kind() == ReadFailure::TooNew && ui())
         ui()->runModal(Alert{texts::tooNewMessage, texts::tooNewInformative,
                             {texts::tooNewDownloadButton, texts::cancelButton}});
-    if (r != ReadResult::Taken && error) *error = message;
-    return r == ReadResult::Taken;
+    return r;
 }
 
-MyDocument::ReadResult MyDocument::read(const QByteArray& data, QString* message) {
+MyDocument::ReadStatus MyDocument::read(const QByteArray& data) {
     YouCanSave = false;
     if (ui()) ui()->setToolbarVisible(false);
     requiresMandatoryPassword = false;
 
     QString error;
     const auto root = KeyedUnarchiver::unarchiveObjectWithData(data, &error);
-    if (!root || !root->isDictionary()) {
-        if (message) *message = root ? QStringLiteral("The file is not a Quorvane document.") : error;
-        return ReadResult::Unreadable;
-    }
+    if (!root || !root->isDictionary())
+        return ReadStatus::failed(ReadFailure::Unreadable,
+                                  root ? QStringLiteral("The file is not a Quorvane document.") : error);
     const Dictionary d = root->toDictionary();
     docVersionRapresentation = d.value(keys::appversion).toUInt64();
     docReleaseString = ZKAppSupportUtility::calcReleaseString(std::int64_t(docVersionRapresentation));
-    if (docVersionRapresentation >= 40101) {
-        if (message) *message = texts::tooNewMessage;
-        return ReadResult::TooNew;
-    }
+    if (docVersionRapresentation > kGenerationWritten) return ReadStatus::failed(ReadFailure::TooNew, texts::tooNewMessage);
     convertFormatString = docVersionRapresentation == kGenerationWritten ? texts::currentFormat : texts::oldFormat;
     setIsEncrypted(true);
     myEncryptedCategoryArray = Value();
@@ -313,7 +307,7 @@ MyDocument::ReadResult MyDocument::read(const QByteArray& data, QString* message
     // Reading never leaves the document edited (the original queued this on the main queue;
     // doing it at once has the same visible effect and needs no event loop).
     ZKCryptoDoc::updateChangeCount(kChangeCleared);
-    return ReadResult::Taken;
+    return {};
 }
 
 // ---------------------------------------------------------------------------------------------

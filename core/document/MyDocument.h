@@ -12,6 +12,7 @@
 #include "crypto/ZKCrypto.h"
 #include "document/LegacyMigration.h"
 #include "foundation/DocumentUi.h"
+#include "foundation/Result.h"
 #include "foundation/Sender.h"
 #include "foundation/Value.h"
 
@@ -50,12 +51,16 @@ public:
     std::function<void()> onTablesInstalled;
 
     // ---- Container (file bytes) ----
-    enum class ReadResult { Taken, TooNew, Unreadable };
-    // The type arguments are ignored; there is one format.
-    std::optional<QByteArray> dataOfType(const QString& type, QString* error = nullptr);
-    bool readFromData(const QByteArray& data, const QString& type, QString* error = nullptr);
-    // As readFromData, telling a file too new apart from one that is not a document.
-    ReadResult read(const QByteArray& data, QString* message);
+    // Why a file was not taken: written by a newer release, or not a document at all.
+    enum class ReadFailure { TooNew, Unreadable };
+    using ReadStatus = Status<ReadFailure>;
+    // The type arguments are ignored; there is one format. Nothing while saving is off.
+    std::optional<QByteArray> dataOfType(const QString& type);
+    // As read; a file too new is also told to the user in the window's alert.
+    ReadStatus readFromData(const QByteArray& data, const QString& type);
+    // Takes a file's bytes into the document, locked, with the reader of the file's generation;
+    // a refusal carries the kind and a sentence saying why.
+    ReadStatus read(const QByteArray& data);
     // Nothing while the document is locked or has no password: such a save could not be
     // opened again.
     bool canAutosave() const { return isDecrypted() && !plainPassword.isEmpty(); }

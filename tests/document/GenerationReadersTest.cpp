@@ -87,16 +87,21 @@ TEST(GenerationReaders, EachFamilyTakesItsMembersAndNoOthers) {
 }
 
 TEST(GenerationReaders, ANewerOrAnUnreadableFileIsRefusedWithItsReason) {
+    using Failure = MyDocument::ReadFailure;
     MyDocument doc;
-    QString message;
-    EXPECT_EQ(doc.read(everyMember(40101), &message), MyDocument::ReadResult::TooNew);
-    EXPECT_EQ(message, texts::tooNewMessage);
+    const MyDocument::ReadStatus tooNew = doc.read(everyMember(40101));
+    ASSERT_FALSE(tooNew);
+    EXPECT_EQ(tooNew.kind(), Failure::TooNew);
+    EXPECT_EQ(tooNew.message(), texts::tooNewMessage);
     EXPECT_FALSE(doc.YouCanSave);
-    message.clear();
-    EXPECT_EQ(doc.read(*KeyedArchiver::archivedDataWithRootObject(Value("text")), &message),
-              MyDocument::ReadResult::Unreadable);
-    EXPECT_EQ(message, QStringLiteral("The file is not a Quorvane document."));
-    message.clear();
-    EXPECT_EQ(doc.read(QByteArray("not an archive"), &message), MyDocument::ReadResult::Unreadable);
-    EXPECT_FALSE(message.isEmpty());
+    const MyDocument::ReadStatus notADictionary = doc.read(*KeyedArchiver::archivedDataWithRootObject(Value("text")));
+    ASSERT_FALSE(notADictionary);
+    EXPECT_EQ(notADictionary.kind(), Failure::Unreadable);
+    EXPECT_EQ(notADictionary.message(), QStringLiteral("The file is not a Quorvane document."));
+    const MyDocument::ReadStatus notAnArchive = doc.read(QByteArray("not an archive"));
+    ASSERT_FALSE(notAnArchive);
+    EXPECT_EQ(notAnArchive.kind(), Failure::Unreadable);
+    EXPECT_FALSE(notAnArchive.message().isEmpty());
+    // The newest generation this release writes is taken.
+    EXPECT_TRUE(doc.read(everyMember(MyDocument::kGenerationWritten)));
 }
