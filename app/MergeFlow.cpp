@@ -137,7 +137,6 @@ bool MergeFlow::mergeInto(DocumentWindow* window, const QString& path, const Ask
         if (!read && read.kind() == MyDocument::ReadFailure::TooNew)
             return fail(QStringLiteral("It was made by a newer release of Quorvane."));
         if (!read) return fail(QStringLiteral("It is not a Quorvane document (%1).").arg(read.message()));
-        DocumentBrowser converting(*other);  // an old file's records are made by list controllers
         other->plainPassword = password;
         if (other->Decript() == 0) {
             other->decryptDone();
