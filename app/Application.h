@@ -13,7 +13,7 @@
 #include "passwordtools/PushAndPull.h"
 #include "shell/ZKUrlResolutor.h"
 
-#include "crypto/AutomaticLockTimer.h"
+#include "document/AutomaticLockTimer.h"
 #include "foundation/MainQueue.h"
 #include "foundation/UserDefaults.h"
 #include "shell/ApplicationUi.h"

@@ -223,7 +223,6 @@ bool DocumentController::reloadClean(DocumentWindow* w) {
     MyDocument& doc = w->document();
     MyDocument fresh;
     if (!DocumentFile::load(w->filePath(), fresh)) return false;
-    DocumentBrowser converting(fresh);
     // A new master password set on the other machine: the next save asks what to do.
     if (!DocumentFile::unlock(fresh, doc.plainPassword)) return false;
     fresh.wipePasswords();

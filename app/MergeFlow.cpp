@@ -3,9 +3,9 @@
 #include "DocumentWindow.h"
 
 #include "browsing/DocumentBrowser.h"
-#include "crypto/CryptoTexts.h"
 #include "document/MyDocument.h"
 #include "document/DocumentFile.h"
+#include "document/PasswordTexts.h"
 
 #include <QFileInfo>
 #include <QInputDialog>
@@ -131,13 +131,10 @@ bool MergeFlow::mergeInto(DocumentWindow* window, const QString& path, const Ask
     std::shared_ptr<MyDocument> other;
     for (;;) {
         other = std::make_shared<MyDocument>();
-        QString message;
-        switch (other->read(*bytes, &message)) {
-        case MyDocument::ReadResult::Taken: break;
-        case MyDocument::ReadResult::TooNew: return fail(QStringLiteral("It was made by a newer release of Quorvane."));
-        case MyDocument::ReadResult::Unreadable: return fail(QStringLiteral("It is not a Quorvane document (%1).").arg(message));
-        }
-        DocumentBrowser converting(*other);  // an old file's records are made by list controllers
+        const MyDocument::ReadStatus read = other->read(*bytes);
+        if (!read && read.kind() == MyDocument::ReadFailure::TooNew)
+            return fail(QStringLiteral("It was made by a newer release of Quorvane."));
+        if (!read) return fail(QStringLiteral("It is not a Quorvane document (%1).").arg(read.message()));
         const DocumentFileStatus opened = DocumentFile::unlock(*other, password);
         if (opened) break;
         if (opened.kind() != DocumentFileError::WrongPassword) return fail(opened.message());

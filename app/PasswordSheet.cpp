@@ -1,6 +1,6 @@
 #include "PasswordSheet.h"
 
-#include "crypto/ZKCryptoDoc.h"
+#include "document/ZKCryptoDoc.h"
 
 #include <QCheckBox>
 #include <QDialogButtonBox>

@@ -49,7 +49,7 @@ void BM_OpenDocument(benchmark::State& state) {
     const QByteArray file = *makeDocument(int(state.range(0)))->dataOfType(QString());
     for (auto _ : state) {
         auto doc = std::make_unique<MyDocument>();
-        doc->read(file, nullptr);
+        if (!doc->read(file)) state.SkipWithError("read failed");
         doc->plainPassword = QStringLiteral("correct horse");
         if (doc->Decript() != 0 || doc->myArray.count() != state.range(0)) state.SkipWithError("open failed");
         benchmark::DoNotOptimize(doc->myArray);
@@ -68,7 +68,7 @@ void BM_CloseDocument(benchmark::State& state) {
     for (auto _ : state) {
         state.PauseTiming();
         auto doc = std::make_unique<MyDocument>();
-        doc->read(file, nullptr);
+        if (!doc->read(file)) state.SkipWithError("read failed");
         doc->plainPassword = QStringLiteral("correct horse");
         if (doc->Decript() != 0) state.SkipWithError("open failed");
         state.ResumeTiming();
@@ -123,7 +123,7 @@ void BM_MemoryPer1000Records(benchmark::State& state) {
     for (auto _ : state) {
         const double before = heapInUseMB();
         MyDocument doc;
-        doc.read(file, nullptr);
+        if (!doc.read(file)) state.SkipWithError("read failed");
         doc.plainPassword = QStringLiteral("correct horse");
         if (doc.Decript() != 0) state.SkipWithError("open failed");
         perThousand = (heapInUseMB() - before) / (double(state.range(0)) / 1000.0);

@@ -146,10 +146,6 @@ int open(const QString& path, bool passwordStdin, MyDocument& doc, const Streams
     if (int s = load(path, doc, io)) return s;
     const auto password = askPassword(passwordStdin, "Master password: ", io);
     if (!password) return usage(io, QStringLiteral("no password given"));
-    // An old file's records are made by the list controllers; the verbs that show or change
-    // records bind their own afterwards.
-    std::optional<DocumentBrowser> converting;
-    if (!doc.recordControllers) converting.emplace(doc);
     const DocumentFileStatus opened = DocumentFile::unlock(doc, *password);
     if (opened) return kExitOk;
     if (opened.kind() == DocumentFileError::WrongPassword) {

@@ -44,16 +44,6 @@ DocumentBrowser::DocumentBrowser(MyDocument& doc) : doc_(doc) {
     categoriesForMenu_.avoidsEmptySelection = false;
     split_.configureForMainWindow();
     bindTables();
-    doc_.recordControllers = this;
-}
-
-DocumentBrowser::~DocumentBrowser() {
-    if (doc_.recordControllers == this) doc_.recordControllers = nullptr;
-}
-
-void DocumentBrowser::categoriesReplaced() {
-    categories_.setContent(doc_.myCategoryArray);
-    categoriesForMenu_.setContent(doc_.myCategoryArray);
 }
 
 void DocumentBrowser::setClock(std::function<double()> now) {

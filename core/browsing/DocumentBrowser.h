@@ -24,10 +24,9 @@
 
 namespace qv {
 
-class DocumentBrowser : private RecordControllers {
+class DocumentBrowser {
 public:
     explicit DocumentBrowser(MyDocument& doc);
-    ~DocumentBrowser() override;
     DocumentBrowser(const DocumentBrowser&) = delete;
     DocumentBrowser& operator=(const DocumentBrowser&) = delete;
 
@@ -136,14 +135,6 @@ public:
     bool deleteRowShouldBeEnabled(const Sender& = {}) const;
 
 private:
-    // The controllers as an old file's conversion uses them.
-    void categoriesReplaced() override;
-    Value newCategory() override { return categories_.newObject(); }
-    void addCategory(const Value& category) override { categories_.addObject(category); }
-    Value categoryWithTitle(const QString& title) override { return categories_.categoryWithTitle(title); }
-    Value newRecord() override { return records_.newObject(); }
-    void addRecord(const Value& record) override { records_.addObject(record); }
-
     void markEdited() { doc_.updateChangeCount(ZKCryptoDoc::kChangeDone); }
     void post(std::function<void()> step);
     void reload();

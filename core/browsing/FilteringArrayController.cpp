@@ -16,8 +16,7 @@ Value FilteringArrayController::newObject() {
 Value FilteringArrayController::catToAssignToNewObject() {
     if (!categories_->canRemove()) return categories_->addDefault();
     const Array selected = selectedObjects();
-    if (!selected.isEmpty()) return selected.at(selected.count() - 1).toDictionary().value(keys::categoryPtr);
-    return categories_->getLastCategory();
+    return RecordModel::categoryForNewRecord(categories_->content(), selected.value(selected.count() - 1));
 }
 
 Dictionary FilteringArrayController::duplicateRecord(const Dictionary& record) const {
@@ -41,37 +40,12 @@ void FilteringArrayController::addObjectAfterSelection(const Value& record) {
 }
 
 bool FilteringArrayController::assignCategory(const Value& category, const Value& record) {
-    Dictionary r = record.toDictionary();
-    const Value current = r.value(keys::categoryPtr);
-    Value k = category;
-    if (current.isIdenticalTo(k) && k.isDictionary() &&
-        k.toDictionary().value(keys::records).toArray().containsEqual(record))
-        return false;
-    if (!current.isAbsent()) removeRecordFromCategory(record);
-    if (k.isAbsent()) k = catToAssignToNewObject();
-    r.set(keys::categoryPtr, k);
-    Dictionary cat = k.toDictionary();
-    const Value list = cat.value(keys::records);
-    if (list.isArray()) {
-        list.toArray().append(record);
-    } else {
-        // A category without its list counts nothing; the record goes to a list kept nowhere.
-        cat.set(keys::cat_howManyUsingThis, Value::integer(0));
-    }
-    cat.set(keys::cat_howManyUsingThis, Value::unsignedInteger(std::uint64_t(cat.value(keys::records).toArray().count())));
-    return true;
+    return RecordModel::assignCategory(categories_->arrangedObjects(), category, record,
+                                       [this] { return catToAssignToNewObject(); });
 }
 
 bool FilteringArrayController::removeRecordFromCategory(const Value& record) {
-    const Value category = record.toDictionary().value(keys::categoryPtr);
-    if (!categories_->arrangedObjects().containsEqual(category) || category.isAbsent()) return true;
-    Dictionary cat = category.toDictionary();
-    Array list = cat.value(keys::records).toArray();
-    if (!list.containsEqual(record)) return true;
-    // Every equal entry goes, as a removal from a list by value does.
-    for (qsizetype i = list.count() - 1; i >= 0; --i)
-        if (list.at(i) == record) list.removeAt(i);
-    cat.set(keys::cat_howManyUsingThis, Value::unsignedInteger(std::uint64_t(list.count())));
+    RecordModel::removeFromCategory(categories_->arrangedObjects(), record);
     return true;
 }
 

@@ -27,9 +27,7 @@ Value ZKCategoryArrayController::addWithName(const QString& name) {
 }
 
 Value ZKCategoryArrayController::categoryWithTitle(const QString& title) const {
-    for (const Value& c : content())
-        if (c.toDictionary().value(keys::cat_category).stringRef() == title) return c;
-    return Value();
+    return RecordModel::categoryWithTitle(content(), title);
 }
 
 Value ZKCategoryArrayController::getCategoryWithUniqueID(std::int64_t uniqueID) const {
@@ -42,11 +40,7 @@ bool ZKCategoryArrayController::testForNewUniqueID(std::int64_t uniqueID) const 
     return getCategoryWithUniqueID(uniqueID).isAbsent();
 }
 
-std::int64_t ZKCategoryArrayController::newUniqueID() const {
-    std::int64_t id = 1;
-    while (!testForNewUniqueID(id)) ++id;
-    return id;
-}
+std::int64_t ZKCategoryArrayController::newUniqueID() const { return RecordModel::unusedCategoryID(content()); }
 
 bool ZKCategoryArrayController::incrementObj(const Value& category, std::int64_t by) {
     // Containment by value, as the arranged objects' own test does.
@@ -65,16 +59,11 @@ bool ZKCategoryArrayController::incrementObjUsingThisInCategoryWithUniqueID(std:
     return true;
 }
 
-Value ZKCategoryArrayController::getLastCategory() const { return content().value(content().count() - 1); }
+Value ZKCategoryArrayController::getLastCategory() const { return RecordModel::categoryForNewRecord(content(), Value()); }
 
+// Among the arranged categories, as it always looked.
 QString ZKCategoryArrayController::unusedCategoryNameWithPostfix(const QString& name) const {
-    if (testForUnusedString(name, keys::cat_category)) return name;
-    QString tried;
-    for (int i = 1; i <= 31999; ++i) {
-        tried = QStringLiteral("%1 %2").arg(name).arg(i);
-        if (testForUnusedString(tried, keys::cat_category)) break;
-    }
-    return tried;  // the last name tried, even when it is in use
+    return RecordModel::unusedCategoryTitle(arrangedObjects(), name);
 }
 
 bool ZKCategoryArrayController::testForUnusedString(const QString& string, const QString& key) const {

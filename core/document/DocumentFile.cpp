@@ -53,17 +53,15 @@ DocumentFileResult<QByteArray> readBytes(const QString& path) {
 DocumentFileStatus load(const QString& path, MyDocument& doc) {
     auto bytes = readBytes(path);
     if (!bytes) return bytes.failure();
-    QString message;
-    bool taken = false;
     try {
-        taken = doc.readFromData(*bytes, QStringLiteral("qvane"), &message);
+        const MyDocument::ReadStatus taken = doc.readFromData(*bytes, QStringLiteral("qvane"));
+        if (taken) return {};
+        if (taken.kind() == MyDocument::ReadFailure::TooNew)
+            return failed(DocumentFileError::TooNew, texts::tooNewMessage);
+        return failed(DocumentFileError::NotADocument, taken.message());
     } catch (const std::bad_alloc&) {
         return failed(DocumentFileError::OutOfMemory, kNoMemoryToRead);
     }
-    if (taken) return {};
-    if (doc.docVersionRapresentation > MyDocument::kGenerationWritten)
-        return failed(DocumentFileError::TooNew, texts::tooNewMessage);
-    return failed(DocumentFileError::NotADocument, message);
 }
 
 DocumentFileStatus unlock(MyDocument& doc, const QString& password) {
@@ -98,7 +96,7 @@ DocumentFileResult<QByteArray> encode(MyDocument& doc) {
 DocumentFileStatus checkReadsBack(const QByteArray& bytes, const QString& password) {
     try {
         MyDocument check;
-        bool opens = check.read(bytes, nullptr) == MyDocument::ReadResult::Taken;
+        bool opens = check.read(bytes).ok();
         if (opens) {
             check.plainPassword = password;
             opens = check.Decript() == 0;

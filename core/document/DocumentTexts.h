@@ -2,7 +2,7 @@
 
 // Texts of the document store shown to the user, exactly as the program has always shown them.
 
-#include "crypto/CryptoTexts.h"
+#include "document/PasswordTexts.h"
 
 #include <QString>
 

@@ -108,20 +108,22 @@ Value recordValue(const QString& key, const Value& plain) {
     return plain;
 }
 
+// The conversion builds the tables as the list controllers would when the user adds each
+// category and record in turn: records go to the end of the record table, categories to the end
+// of the category table, each through the record model's own rules.
 class Branch {
 public:
-    Branch(MyDocument& doc, RecordControllers& c, int group) : doc_(doc), c_(c), group_(group) {}
+    Branch(MyDocument& doc, int group) : doc_(doc), group_(group) {}
 
     std::int32_t run() {
         if (group_ == 1) return runGeneration1000();
         const Array old = doc_.myEncryptedCategoryArray.isArray() ? doc_.myEncryptedCategoryArray.toArray() : Array();
         doc_.myCategoryArray = Array();
         doc_.myCategoryArray.reserve(old.count());
-        c_.categoriesReplaced();
         for (const Value& entry : old)
-            if (const std::int32_t code = category(entry.toDictionary())) return stop(code);
+            if (const std::int32_t code = category(entry.toDictionary())) return code;
         for (const Value& entry : records())
-            if (const std::int32_t code = record(entry.toDictionary())) return stop(code);
+            if (const std::int32_t code = record(entry.toDictionary())) return code;
         return 0;
     }
 
@@ -130,9 +132,38 @@ private:
         return doc_.myEncriptedArray.isArray() ? doc_.myEncriptedArray.toArray() : Array();
     }
 
-    std::int32_t stop(std::int32_t code) {
-        if (doc_.ui()) doc_.ui()->setDecryptProgressAnimating(false);
-        return code;
+    // A category as a new one is made: "Generic" or the first free "Generic N", the next free id.
+    Value newCategory() const {
+        const Array& categories = doc_.myCategoryArray;
+        return Value(RecordModel::newCategory(RecordModel::unusedCategoryTitle(categories, texts::defaultCategoryName),
+                                              RecordModel::unusedCategoryID(categories)));
+    }
+
+    void addCategory(const Value& category) { doc_.myCategoryArray.append(category); }
+
+    // The category a new record gets. Without any category, a new one is added first, as the
+    // list controller adds one when none is selected; otherwise that of the record added last
+    // (the one selected), or the last category.
+    Value categoryForNewRecord() {
+        if (doc_.myCategoryArray.isEmpty()) {
+            const Value made = newCategory();
+            addCategory(made);
+            return made;
+        }
+        return RecordModel::categoryForNewRecord(doc_.myCategoryArray, doc_.myArray.value(doc_.myArray.count() - 1));
+    }
+
+    Value newRecord() {
+        Dictionary r = RecordModel::newRecord(doc_.conversionClock ? doc_.conversionClock() : nowSince2001());
+        r.set(keys::categoryPtr, categoryForNewRecord());
+        return Value(r);
+    }
+
+    // Counted in its category (placed in the one a new record gets when it has none), then added.
+    void addRecord(const Value& record) {
+        RecordModel::assignCategory(doc_.myCategoryArray, record.toDictionary().value(keys::categoryPtr), record,
+                                    [this] { return categoryForNewRecord(); });
+        doc_.myArray.append(record);
     }
 
     // Deciphers one field into `out`: a string, a number or bytes as the field's kind says.
@@ -169,24 +200,22 @@ private:
     }
 
     std::int32_t category(const Dictionary& entry) {
-        // The two oldest groups with categories make the category before deciphering; a failed one
-        // is made and left unadded.
-        const bool madeFirst = group_ == 2 || group_ == 3;
-        Value made = madeFirst ? c_.newCategory() : Value();
         Dictionary plain;
         for (const Field& f : categoryFields(group_)) {
             Value v;
             if (const std::int32_t code = decipher(entry, f, &v)) return code;
             plain.set(f.key, v);
         }
-        if (!madeFirst) made = c_.newCategory();
+        // Made once every field is deciphered; nothing is added between, so its title and id are
+        // the same as when the oldest groups made it before deciphering.
+        const Value made = newCategory();
         Dictionary cat = made.toDictionary();
         cat.set(keys::cat_category, plain.value(keys::cat_category));
         if (group_ != 2) {
             setColor(cat, keys::cat_backColor, plain.value(keys::cat_backColor));
             setColor(cat, keys::cat_textColor, plain.value(keys::cat_textColor));
         }
-        c_.addCategory(made);
+        addCategory(made);
         return 0;
     }
 
@@ -197,7 +226,7 @@ private:
             if (const std::int32_t code = decipher(entry, f, &v)) return code;
             plain.set(f.key, recordValue(f.key, v));
         }
-        const Value made = c_.newRecord();
+        const Value made = newRecord();
         Dictionary r = made.toDictionary();
         for (const QString* k : {&keys::account, &keys::name, &keys::note, &keys::password, &keys::url})
             r.set(*k, plain.value(*k));
@@ -211,8 +240,9 @@ private:
         if (group_ == 7) r.set(keys::usageCount, plain.value(keys::usageCount));
         // Found by title alone; no match removes the key, and adding then gives the record the
         // category a new record would get.
-        r.set(keys::categoryPtr, c_.categoryWithTitle(plain.value(keys::category).toString()));
-        c_.addRecord(made);
+        r.set(keys::categoryPtr,
+              RecordModel::categoryWithTitle(doc_.myCategoryArray, plain.value(keys::category).toString()));
+        addRecord(made);
         return 0;
     }
 
@@ -221,39 +251,36 @@ private:
         if (old.isEmpty()) return 0;
         doc_.myCategoryArray = Array();
         doc_.myCategoryArray.reserve(1);
-        c_.categoriesReplaced();
-        const Value generic = c_.newCategory();
+        const Value generic = newCategory();
         generic.toDictionary().set(keys::cat_category, Value(texts::defaultCategoryName));
-        c_.addCategory(generic);
+        addCategory(generic);
         for (qsizetype i = 0; i < old.count(); ++i) {
             const Dictionary entry = old.at(i).toDictionary();
             Dictionary plain;
             for (const Field& f : recordFields(1)) {
                 Value v;
-                if (const std::int32_t code = decipher(entry, f, &v)) return stop(code);
+                if (const std::int32_t code = decipher(entry, f, &v)) return code;
                 plain.set(f.key, v);
             }
-            // The record keeps the category that the controller gave it: the only one there is.
-            const Value made = c_.newRecord();
+            // The record keeps the category it was given: the only one there is.
+            const Value made = newRecord();
             Dictionary r = made.toDictionary();
             for (const QString* k : {&keys::account, &keys::name, &keys::note, &keys::password, &keys::url})
                 r.set(*k, plain.value(*k));
-            c_.addRecord(made);
+            addRecord(made);
         }
         return 0;
     }
 
     MyDocument& doc_;
-    RecordControllers& c_;
     int group_;
 };
 
 }  // namespace
 
 std::int32_t decript(MyDocument& doc, int group) {
-    if (!doc.recordControllers) return 1;
     doc.myCryptoEngine.setPassword(doc.plainPassword);
-    return Branch(doc, *doc.recordControllers, group).run();
+    return Branch(doc, group).run();
 }
 
 }  // namespace qv::LegacyMigration

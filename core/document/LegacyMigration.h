@@ -16,21 +16,6 @@ namespace qv {
 
 class MyDocument;
 
-// What the conversion needs of the document's list controllers: new categories and records are
-// made, and added, by the same controllers that the window uses, so that categories are numbered,
-// records counted and a record without a category placed exactly as when the user adds one.
-class RecordControllers {
-public:
-    virtual ~RecordControllers() = default;
-    // myCategoryArray was replaced: the category controllers take the new array as content.
-    virtual void categoriesReplaced() = 0;
-    virtual Value newCategory() = 0;
-    virtual void addCategory(const Value& category) = 0;
-    virtual Value categoryWithTitle(const QString& title) = 0;
-    virtual Value newRecord() = 0;
-    virtual void addRecord(const Value& record) = 0;
-};
-
 namespace LegacyMigration {
 
 // The old cipher's fixed vector, the same in every old document.
@@ -46,7 +31,8 @@ int groupOf(std::uint64_t generation);
 // Seconds since 2001 in the local time zone, or nothing when the text doesn't fit the pattern.
 std::optional<double> dateFromString(const QString& text);
 
-// Runs the group's branch on the document: 0, or the first failing field's code.
+// Runs the group's branch on the document: 0, or the first failing field's code. The records
+// and categories deciphered before a failure stay in the tables.
 std::int32_t decript(MyDocument& doc, int group);
 
 }  // namespace LegacyMigration

@@ -2,22 +2,18 @@
 
 #include "DocumentKeys.h"
 #include "DocumentTexts.h"
+#include "GenerationReaders.h"
 #include "RecordModel.h"
 
 #include "crypto/SecretMemory.h"
 #include "foundation/KeyedArchive.h"
 #include "foundation/ZKAppSupportUtility.h"
 
-#include <algorithm>
-#include <iterator>
 #include <unordered_map>
 
 namespace qv {
 
 namespace {
-
-// Generations whose members are enciphered whole with the current engine.
-bool isCurrentGeneration(std::uint64_t n) { return n == 30000 || n == 40000 || n == MyDocument::kGenerationWritten; }
 
 Value dataOrAbsent(const std::optional<QByteArray>& d) { return d ? Value::data(*d) : Value(); }
 
@@ -102,7 +98,7 @@ void MyDocument::keepEngineForPassword() {
     makeCheckValues();
 }
 
-std::optional<QByteArray> MyDocument::dataOfType(const QString& /*type*/, QString* /*error*/) {
+std::optional<QByteArray> MyDocument::dataOfType(const QString& /*type*/) {
     if (!YouCanSave) return std::nullopt;
     keepEngineForPassword();
     if (!isEncrypted()) {
@@ -279,118 +275,46 @@ void MyDocument::lockAutomatically() {
 // ---------------------------------------------------------------------------------------------
 // Reading
 
-bool MyDocument::readFromData(const QByteArray& data, const QString& /*type*/, QString* error) {
-    QString message;
-    const ReadResult r = read(data, &message);
-    if (r == ReadResult::TooNew && ui())
+MyDocument::ReadStatus MyDocument::readFromData(const QByteArray& data, const QString& /*type*/) {
+    ReadStatus r = read(data);
+    if (!r && r.kind() == ReadFailure::TooNew && ui())
         ui()->runModal(Alert{texts::tooNewMessage, texts::tooNewInformative,
                             {texts::tooNewDownloadButton, texts::cancelButton}});
-    if (r != ReadResult::Taken && error) *error = message;
-    return r == ReadResult::Taken;
+    return r;
 }
 
-MyDocument::ReadResult MyDocument::read(const QByteArray& data, QString* message) {
+MyDocument::ReadStatus MyDocument::read(const QByteArray& data) {
     YouCanSave = false;
     if (ui()) ui()->setToolbarVisible(false);
     requiresMandatoryPassword = false;
 
     QString error;
     const auto root = KeyedUnarchiver::unarchiveObjectWithData(data, &error);
-    if (!root || !root->isDictionary()) {
-        if (message) *message = root ? QStringLiteral("The file is not a Quorvane document.") : error;
-        return ReadResult::Unreadable;
-    }
+    if (!root || !root->isDictionary())
+        return ReadStatus::failed(ReadFailure::Unreadable,
+                                  root ? QStringLiteral("The file is not a Quorvane document.") : error);
     const Dictionary d = root->toDictionary();
     docVersionRapresentation = d.value(keys::appversion).toUInt64();
     docReleaseString = ZKAppSupportUtility::calcReleaseString(std::int64_t(docVersionRapresentation));
-    if (docVersionRapresentation >= 40101) {
-        if (message) *message = texts::tooNewMessage;
-        return ReadResult::TooNew;
-    }
+    if (docVersionRapresentation > kGenerationWritten) return ReadStatus::failed(ReadFailure::TooNew, texts::tooNewMessage);
     convertFormatString = docVersionRapresentation == kGenerationWritten ? texts::currentFormat : texts::oldFormat;
     setIsEncrypted(true);
     myEncryptedCategoryArray = Value();
     myEncryptedDocumentCreationDateData = Value();
 
-    const std::uint64_t n = docVersionRapresentation;
-    if (isCurrentGeneration(n)) {
-        mySalt = d.value(keys::salt);
-        myIV = d.value(keys::IV);
-        myEncryptedArrayData = d.value(keys::dataArrayData);
-        myEncryptedCategoryArrayData = d.value(keys::catArrayData);
-        myEncryptedEmailArrayData = d.value(keys::emailArrayData);
-        myEncryptedDocumentCreationDateData = d.value(keys::documentCreationDateData);
-        myRCDataEncrypted = d.value(keys::rc);
-        mySha1_RcData = d.value(keys::sha1_rc);
-        const Value platform = d.value(keys::OSXPlatformDictionary);
-        if (platform.isDictionary()) {
-            useMyWinRect = true;
-            takePlatformDictionary(platform.toDictionary());
-        }
-        myiOSPlatformDictionary = d.value(keys::iOSPlatformDictionary);
-        moreDocDescription = texts::compatibleWithPhone;
-        YouCanSave = true;
-    } else {
-        // Older groups fall through from the widest to the plainest; see the group table.
-        static const std::uint64_t kWide[] = {2500,  2510,  2520,  2600,  2700,  2710,
-                                               2800,  20801, 20900, 20901, 21000};
-        const bool wide = std::find(std::begin(kWide), std::end(kWide), n) != std::end(kWide) ||
-                          (n >= 21100 && n <= 21110) || (n >= 21200 && n <= 21207);
-        const bool narrow = wide || n == 2400;
-        const bool framed = narrow || n == 2100 || n == 2200 || n == 2210 || n == 2300;
-        const bool withCategories = framed || n == 2000 || n == 2010 || n == 2020;
-        if (wide) {
-            savedPasswordTableWidth = d.value(keys::passwordTableWidth);
-            savedEmailTableWidth = d.value(keys::emailTableWidth);
-        }
-        if (narrow) {
-            savedCategoryTableWidth = d.value(keys::categoryTableWidth);
-            savedNameTableWidth = d.value(keys::nameTableWidth);
-            savedUrlTableWidth = d.value(keys::urlTableWidth);
-            // Deliberately into the fields without "saved", as the program always did.
-            accountTableWidth = d.value(keys::accountTableWidth);
-            userIDTableWidth = d.value(keys::userIDTableWidth);
-            useMyColumnWidth = true;
-        }
-        if (framed) {
-            // Read but never applied: useMyWinRect stays NO for old files.
-            myWinRectToUse = Rect{double(d.value(keys::windowRecX).toInt()), double(d.value(keys::windowRecY).toInt()),
-                                  double(d.value(keys::windowRecWidth).toInt()),
-                                  double(d.value(keys::windowRecHeight).toInt())};
-        }
-        if (withCategories) myEncryptedCategoryArray = d.value(keys::catArray);
-        myEncriptedArray = d.value(keys::dataArray);
-        moreDocDescription = texts::notCompatibleWithPhone;
-    }
+    GenerationReaders::read(*this, d, docVersionRapresentation);
     setIsEncrypted(true);
     // Reading never leaves the document edited (the original queued this on the main queue;
     // doing it at once has the same visible effect and needs no event loop).
     ZKCryptoDoc::updateChangeCount(kChangeCleared);
-    return ReadResult::Taken;
-}
-
-void MyDocument::takePlatformDictionary(const Dictionary& p) {
-    myWinRectToUse = Rect{double(p.value(keys::windowRecX).toInt()), double(p.value(keys::windowRecY).toInt()),
-                          double(p.value(keys::windowRecWidth).toInt()), double(p.value(keys::windowRecHeight).toInt())};
-    startColumnSizes = p.value(keys::columnSizes);
-    startColumnVisibilities = p.value(keys::columnVisibilities);
-    splitLeftFrame = p.value(keys::splitLeftFrame).toRect();
-    splitRightFrame = p.value(keys::splitRightFrame).toRect();
-    const Value toolbar = p.value(keys::makeToolbarVisibleAtDecrypt);
-    makeToolbarVisibleAtDecrypt = toolbar.isAbsent() ? true : toolbar.toBool();
-    customTableSettings = p.value(keys::customTableSettings);
-    latestOrderedColumn = p.value(keys::latestOrderedColumn);
-    latestOrderedColumnAscending = p.value(keys::latestOrderedColumnAscending).toBool();
+    return {};
 }
 
 // ---------------------------------------------------------------------------------------------
 // Decryption
 
 std::int32_t MyDocument::Decript() {
-    if (ui()) {
-        ui()->setDecryptProgressAnimating(true);
-        ui()->setDetailViewCollapsed(false);
-    }
+    if (ui()) ui()->setDetailViewCollapsed(false);
     documentCreationDate = Value();
     if (docVersionRapresentation >= 30000) {
         myCommonCrypto = ZKCommonCrypto::initWithPassword(plainPassword);
@@ -406,15 +330,9 @@ std::int32_t MyDocument::Decript() {
     }
     if (!myCommonCrypto) return 1;
 
-    auto stopProgress = [this] {
-        if (ui()) ui()->setDecryptProgressAnimating(false);
-    };
     std::int32_t s = 0;
     auto p = myCommonCrypto->decrypt(myRCDataEncrypted.toData(), &s);
-    if (s != 0 || !p) {
-        stopProgress();
-        return s != 0 ? s : 1;
-    }
+    if (s != 0 || !p) return s != 0 ? s : 1;
     const bool checked = ZKCommonCrypto::dataSHA1(*p) == mySha1_RcData.toData() && mySha1_RcData.isData();
     secrets::wipe(*p);
     if (!checked) return 1;
@@ -434,10 +352,7 @@ std::int32_t MyDocument::Decript() {
         } else {
             plain = myCommonCrypto->decrypt(member.toData(), &s);
         }
-        if (s != 0 || !plain) {
-            stopProgress();
-            return s != 0 ? s : 1;
-        }
+        if (s != 0 || !plain) return s != 0 ? s : 1;
         const secrets::WipeOnExit wipePlain(*plain);
         member = Value();
         const auto v = KeyedUnarchiver::unarchiveObjectWithData(*plain);
@@ -508,7 +423,6 @@ std::int32_t MyDocument::decryptDone() {
     // This is what gives a converted old file its creation date.
     if (documentCreationDate.isAbsent()) documentCreationDate = Value::date(nowSince2001());
     if (ui()) {
-        ui()->setDecryptProgressAnimating(false);
         ui()->liftMaximumWindowSize();
         ui()->applyColumnSize(startColumnSizes);
         ui()->setColumnVisibilityCompactPlusCMA();

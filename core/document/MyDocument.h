@@ -8,10 +8,11 @@
 // Fields keep the names of the file format's document so that each rule reads the same here.
 
 #include "crypto/ZKCommonCrypto.h"
-#include "crypto/ZKCryptoDoc.h"
+#include "document/ZKCryptoDoc.h"
 #include "crypto/ZKCrypto.h"
 #include "document/DocumentWindowUi.h"
 #include "document/LegacyMigration.h"
+#include "foundation/Result.h"
 #include "foundation/Sender.h"
 #include "foundation/Value.h"
 
@@ -50,12 +51,16 @@ public:
     std::function<void()> onTablesInstalled;
 
     // ---- Container (file bytes) ----
-    enum class ReadResult { Taken, TooNew, Unreadable };
-    // The type arguments are ignored; there is one format.
-    std::optional<QByteArray> dataOfType(const QString& type, QString* error = nullptr);
-    bool readFromData(const QByteArray& data, const QString& type, QString* error = nullptr);
-    // As readFromData, telling a file too new apart from one that is not a document.
-    ReadResult read(const QByteArray& data, QString* message);
+    // Why a file was not taken: written by a newer release, or not a document at all.
+    enum class ReadFailure { TooNew, Unreadable };
+    using ReadStatus = Status<ReadFailure>;
+    // The type arguments are ignored; there is one format. Nothing while saving is off.
+    std::optional<QByteArray> dataOfType(const QString& type);
+    // As read; a file too new is also told to the user in the window's alert.
+    ReadStatus readFromData(const QByteArray& data, const QString& type);
+    // Takes a file's bytes into the document, locked, with the reader of the file's generation;
+    // a refusal carries the kind and a sentence saying why.
+    ReadStatus read(const QByteArray& data);
     // Nothing while the document is locked or has no password: such a save could not be
     // opened again.
     bool canAutosave() const { return isDecrypted() && !plainPassword.isEmpty(); }
@@ -94,14 +99,14 @@ public:
     Array myCategoryArray;
     Array emailArray;
     Value documentCreationDate;  // a date, or absent
+    // The time an old file's records are made at when it is converted; the system's clock unless
+    // a test sets one.
+    std::function<double()> conversionClock;
     std::uint64_t docVersionRapresentation = 0;
 
     std::unique_ptr<ZKCommonCrypto> myCommonCrypto;
     // The old files' engine, with the vector all of them share; Decript gives it the password.
     ZKCrypto myCryptoEngine{LegacyMigration::kInitVector, QString()};
-    // The list controllers that make and add categories and records when an old file is
-    // converted; whoever shows the document's records (the browser) sets itself here.
-    RecordControllers* recordControllers = nullptr;
     Value mySalt, myIV, myRCDataEncrypted, mySha1_RcData;  // data, or absent
     Value myEncryptedArrayData, myEncryptedCategoryArrayData, myEncryptedEmailArrayData,
         myEncryptedDocumentCreationDateData;
@@ -130,7 +135,6 @@ private:
     void markLockPending();
     bool lockPending_ = false;
     Dictionary buildPlatformDictionary(bool withToolbarState) const;
-    void takePlatformDictionary(const Dictionary& d);
     void makeCheckValues();
     void keepEngineForPassword();
 };

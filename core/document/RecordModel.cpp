@@ -73,6 +73,86 @@ Array keyArray() {
     return a;
 }
 
+std::int64_t unusedCategoryID(const Array& categories) {
+    std::int64_t id = 1;
+    for (;;) {
+        bool used = false;
+        for (const Value& c : categories)
+            if (c.toDictionary().value(keys::cat_uniqueID).toInt64() == id) {
+                used = true;
+                break;
+            }
+        if (!used) return id;
+        ++id;
+    }
+}
+
+namespace {
+
+bool titleIsFree(const Array& categories, const QString& title) {
+    const Value wanted(title);
+    for (const Value& c : categories)
+        if (c.toDictionary().value(keys::cat_category) == wanted) return false;
+    return true;
+}
+
+}  // namespace
+
+QString unusedCategoryTitle(const Array& categories, const QString& title) {
+    if (titleIsFree(categories, title)) return title;
+    QString tried;
+    for (int i = 1; i <= 31999; ++i) {
+        tried = QStringLiteral("%1 %2").arg(title).arg(i);
+        if (titleIsFree(categories, tried)) break;
+    }
+    return tried;
+}
+
+Value categoryWithTitle(const Array& categories, const QString& title) {
+    for (const Value& c : categories)
+        if (c.toDictionary().value(keys::cat_category).stringRef() == title) return c;
+    return Value();
+}
+
+Value categoryForNewRecord(const Array& categories, const Value& lastRecord) {
+    if (!lastRecord.isAbsent()) return lastRecord.toDictionary().value(keys::categoryPtr);
+    return categories.value(categories.count() - 1);
+}
+
+void removeFromCategory(const Array& categories, const Value& record) {
+    const Value category = record.toDictionary().value(keys::categoryPtr);
+    if (category.isAbsent() || !categories.containsEqual(category)) return;
+    Dictionary cat = category.toDictionary();
+    Array list = cat.value(keys::records).toArray();
+    if (!list.containsEqual(record)) return;
+    for (qsizetype i = list.count() - 1; i >= 0; --i)
+        if (list.at(i) == record) list.removeAt(i);
+    cat.set(keys::cat_howManyUsingThis, Value::unsignedInteger(std::uint64_t(list.count())));
+}
+
+bool assignCategory(const Array& categories, const Value& category, const Value& record,
+                    const std::function<Value()>& fallback) {
+    Dictionary r = record.toDictionary();
+    const Value current = r.value(keys::categoryPtr);
+    Value k = category;
+    if (current.isIdenticalTo(k) && k.isDictionary() &&
+        k.toDictionary().value(keys::records).toArray().containsEqual(record))
+        return false;
+    if (!current.isAbsent()) removeFromCategory(categories, record);
+    if (k.isAbsent()) k = fallback();
+    r.set(keys::categoryPtr, k);
+    Dictionary cat = k.toDictionary();
+    const Value list = cat.value(keys::records);
+    if (list.isArray()) {
+        list.toArray().append(record);
+    } else {
+        // A category without its list counts nothing; the record goes to a list kept nowhere.
+        cat.set(keys::cat_howManyUsingThis, Value::integer(0));
+    }
+    cat.set(keys::cat_howManyUsingThis, Value::unsignedInteger(std::uint64_t(cat.value(keys::records).toArray().count())));
+    return true;
+}
+
 }  // namespace RecordModel
 
 }  // namespace qv

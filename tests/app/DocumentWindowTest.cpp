@@ -10,7 +10,7 @@
 #include "HealthSheet.h"
 #include "CategoryView.h"
 
-#include "crypto/CryptoTexts.h"
+#include "document/PasswordTexts.h"
 #include "document/DocumentKeys.h"
 #include "document/RecordModel.h"
 #include "foundation/KeyedArchive.h"

@@ -128,3 +128,71 @@ TEST(LegacyMigration, DatePatternByUnicodeRules) {
     EXPECT_FALSE(LegacyMigration::dateFromString(QStringLiteral("2010-03-16 10:20:30 +0100")));
     EXPECT_FALSE(LegacyMigration::dateFromString(QString()));
 }
+
+namespace {
+
+struct Converted {
+    QStringList names, categoryOfEach, titles;
+    std::vector<std::int64_t> ids, counts;
+};
+
+// Opens `bytes` with nothing attached to the document (no window, no list controllers).
+Converted convertAlone(const QByteArray& bytes) {
+    MyDocument doc;
+    Converted out;
+    if (!doc.readFromData(bytes, QString())) return out;
+    doc.plainPassword = kPassword;
+    if (doc.Decript() != 0) return out;
+    doc.decryptDone();
+    out.names = names(doc.myArray, keys::name);
+    for (const Value& r : doc.myArray)
+        out.categoryOfEach << r.toDictionary().value(keys::categoryPtr).toDictionary().value(keys::cat_category).toString();
+    out.titles = names(doc.myCategoryArray, keys::cat_category);
+    for (const Value& c : doc.myCategoryArray) {
+        out.ids.push_back(c.toDictionary().value(keys::cat_uniqueID).toInt64());
+        out.counts.push_back(c.toDictionary().value(keys::cat_howManyUsingThis).toInt64());
+    }
+    return out;
+}
+
+}  // namespace
+
+TEST(LegacyMigration, OpensWithNothingAttachedAndPlacesRecordsAsTheListsWould) {
+    const QString home = QStringLiteral("Home"), work = QStringLiteral("Work"), generic = QStringLiteral("Generic");
+    OldFile f;
+    f.category(home);
+    f.category(work);
+    f.record(QStringLiteral("A"), work);
+    f.record(QStringLiteral("Lost"), QStringLiteral("Nowhere"));  // takes the category of the record before it
+    f.record(QStringLiteral("B"), home);
+    f.record(QStringLiteral("B"), home);  // equal to the one before: in the table twice, in its category once
+    const Converted c = convertAlone(f.bytes(21207));
+    EXPECT_EQ(c.names, (QStringList{QStringLiteral("A"), QStringLiteral("Lost"), QStringLiteral("B"), QStringLiteral("B")}));
+    EXPECT_EQ(c.categoryOfEach, (QStringList{work, work, home, home}));
+    EXPECT_EQ(c.titles, (QStringList{home, work}));
+    EXPECT_EQ(c.ids, (std::vector<std::int64_t>{1, 2}));
+    EXPECT_EQ(c.counts, (std::vector<std::int64_t>{1, 2}));
+
+    // The first record without a match, before any other: the last category.
+    OldFile first;
+    first.category(home);
+    first.category(work);
+    first.record(QStringLiteral("Lost"), QStringLiteral("Nowhere"));
+    EXPECT_EQ(convertAlone(first.bytes(2800)).categoryOfEach, QStringList{work});
+
+    // No category in the file: the first record makes "Generic", number 1, and every record goes there.
+    OldFile bare;
+    bare.record(QStringLiteral("A"), home);
+    bare.record(QStringLiteral("B"), generic);
+    const Converted b = convertAlone(bare.bytes(21207));
+    EXPECT_EQ(b.titles, QStringList{generic});
+    EXPECT_EQ(b.ids, std::vector<std::int64_t>{1});
+    EXPECT_EQ(b.categoryOfEach, (QStringList{generic, generic}));
+    EXPECT_EQ(b.counts, std::vector<std::int64_t>{2});
+
+    // The first generation has no categories at all: one "Generic" holds them.
+    const Converted g = convertAlone(bare.bytes(1000));
+    EXPECT_EQ(g.names, (QStringList{QStringLiteral("A"), QStringLiteral("B")}));
+    EXPECT_EQ(g.titles, QStringList{generic});
+    EXPECT_EQ(g.categoryOfEach, (QStringList{generic, generic}));
+}

@@ -34,9 +34,9 @@ struct Opened {
 Opened openAndSave(const QByteArray& bytes) {
     Opened o;
     MyDocument doc;
-    QString message;
-    if (doc.read(bytes, &message) != MyDocument::ReadResult::Taken) {
-        if (message.isEmpty()) std::abort();  // a refusal always says why
+    const MyDocument::ReadStatus read = doc.read(bytes);
+    if (!read) {
+        if (read.message().isEmpty()) std::abort();  // a refusal always says why
         return o;
     }
     o.read = true;

@@ -1,4 +1,4 @@
-#include "crypto/AutomaticLockTimer.h"
+#include "document/AutomaticLockTimer.h"
 #include "document/DocumentKeys.h"
 #include "document/DocumentTexts.h"
 #include "document/MyDocument.h"

@@ -1,10 +1,12 @@
-#include "crypto/CryptoTexts.h"
 #include "document/MyDocument.h"
+#include "document/PasswordTexts.h"
 
 #include "support/Fakes.h"
 #include "support/ManualQueue.h"
 
 #include <gtest/gtest.h>
+
+#include <new>
 
 using namespace qv;
 using Sheet = DocumentWindowUi::PasswordSheet;
@@ -133,4 +135,44 @@ TEST(SubmitPassword, EmptyWrongAndRight) {
     EXPECT_EQ(f.doc.validateUserInterfaceItem(QStringLiteral("printDocument:")), true);
     EXPECT_FALSE(f.doc.validateUserInterfaceItem(QStringLiteral("copy:")).has_value());
     EXPECT_FALSE(f.doc.closesWithoutAsking());
+}
+
+namespace {
+
+// A document whose deciphering runs out of memory, as a very large file can.
+class StarvedDocument : public MyDocument {
+public:
+    std::int32_t Decript() override { throw std::bad_alloc(); }
+};
+
+QStringList progressCalls(const QStringList& calls) { return calls.filter(QStringLiteral("progress")); }
+
+}  // namespace
+
+TEST(SubmitPassword, TheProgressRunsOncePerAttemptAndStopsHoweverItEnds) {
+    Fixture writer;
+    writer.doc.plainPassword = QStringLiteral("secret");
+    const QByteArray file = writer.doc.dataOfType(QString()).value();
+    const QStringList onceOnOnceOff{QStringLiteral("progress 1"), QStringLiteral("progress 0")};
+
+    Fixture f;
+    ASSERT_TRUE(f.doc.readFromData(file, QString()));
+    f.ui.calls.clear();
+    f.doc.submitPasswordToDecrypt(Sender{0, {}, QStringLiteral("guess"), -1});
+    EXPECT_EQ(progressCalls(f.ui.calls), onceOnOnceOff);
+    f.ui.calls.clear();
+    f.doc.submitPasswordToDecrypt(Sender{0, {}, QStringLiteral("secret"), -1});
+    EXPECT_EQ(progressCalls(f.ui.calls), onceOnOnceOff);
+    // Stopped before the window is laid out again for the open document.
+    EXPECT_LT(f.ui.calls.indexOf(QStringLiteral("progress 0")), f.ui.calls.indexOf(QStringLiteral("synkCategorySubMenu")));
+
+    test::FakeDocumentWindowUi ui;
+    StarvedDocument starved;
+    starved.setUi(&ui);
+    ASSERT_TRUE(starved.readFromData(file, QString()));
+    ui.calls.clear();
+    EXPECT_THROW(starved.submitPasswordToDecrypt(Sender{0, {}, QStringLiteral("secret"), -1}), std::bad_alloc);
+    EXPECT_EQ(progressCalls(ui.calls), onceOnOnceOff);
+    EXPECT_TRUE(starved.isEncrypted());
+    EXPECT_TRUE(ui.alerts.empty());
 }

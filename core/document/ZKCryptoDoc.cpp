@@ -1,9 +1,30 @@
 #include "ZKCryptoDoc.h"
 
-#include "CryptoTexts.h"
-#include "SecretMemory.h"
+#include "PasswordTexts.h"
+#include "crypto/SecretMemory.h"
 
 namespace qv {
+
+namespace {
+
+// The window's progress bar runs while a password is tried, and only then: it stops when the
+// attempt ends, however it ends, out of memory included, before the window is laid out again.
+class ProgressShown {
+public:
+    explicit ProgressShown(DocumentWindowUi* ui) : ui_(ui) {
+        if (ui_) ui_->setDecryptProgressAnimating(true);
+    }
+    ~ProgressShown() {
+        if (ui_) ui_->setDecryptProgressAnimating(false);
+    }
+    ProgressShown(const ProgressShown&) = delete;
+    ProgressShown& operator=(const ProgressShown&) = delete;
+
+private:
+    DocumentWindowUi* ui_;
+};
+
+}  // namespace
 
 void ZKCryptoDoc::updateChangeCount(int change) {
     const bool before = edited_;
@@ -29,15 +50,17 @@ void ZKCryptoDoc::submitPasswordToDecrypt(const Sender& sender) {
     if (plainPasswordInserted.isEmpty()) return;
     secrets::wipe(plainPassword);  // the last attempt, or the password being replaced
     plainPassword = plainPasswordInserted;
-    if (ui_) ui_->setDecryptProgressAnimating(true);
-    if (Decript() != 0) {
+    bool opened = false;
+    {
+        const ProgressShown progress(ui_);
+        opened = Decript() == 0;
+    }
+    if (!opened) {
         decryptFailed();
-        if (ui_) ui_->setDecryptProgressAnimating(false);
         // The wrong password stays in plainPassword until the next attempt.
         sheetAlert(Alert{texts::wrongPassword, texts::wrongPasswordInformative, {texts::ok}});
     } else {
         decryptDone();
-        if (ui_) ui_->setDecryptProgressAnimating(false);
         secrets::wipe(plainPasswordInserted);
         secrets::wipe(plainPasswordInsertedRetype);
         secrets::wipe(plainPasswordPrevious);
