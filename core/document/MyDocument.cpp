@@ -126,7 +126,8 @@ std::optional<QByteArray> MyDocument::dataOfType(const QString& /*type*/, QStrin
     if (!isEncrypted()) OSXPlatformDictionary = Value(buildPlatformDictionary(true));
     root.set(keys::OSXPlatformDictionary, OSXPlatformDictionary);
     root.set(keys::iOSPlatformDictionary, myiOSPlatformDictionary);
-    return KeyedArchiver::archivedDataWithRootObject(Value(root));
+    if (auto bytes = KeyedArchiver::archivedDataWithRootObject(Value(root))) return std::move(*bytes);
+    return std::nullopt;
 }
 
 Dictionary MyDocument::buildPlatformDictionary(bool withToolbarState) const {
@@ -218,7 +219,7 @@ void MyDocument::encryptData() {
     // A failed member is left out of the file, as it always was; the status is not looked at.
     // The plain archive is wiped once sealed.
     std::int32_t status = 0;
-    auto seal = [&](std::optional<QByteArray>& plain) {
+    auto seal = [&](Result<QByteArray>& plain) {
         if (!plain) return Value();
         const secrets::WipeOnExit wipePlain(*plain);
         return dataOrAbsent(myCommonCrypto->encryptInPlace(std::move(*plain), &status));
@@ -294,10 +295,9 @@ MyDocument::ReadResult MyDocument::read(const QByteArray& data, QString* message
     if (ui()) ui()->setToolbarVisible(false);
     requiresMandatoryPassword = false;
 
-    QString error;
-    const auto root = KeyedUnarchiver::unarchiveObjectWithData(data, &error);
+    const auto root = KeyedUnarchiver::unarchiveObjectWithData(data);
     if (!root || !root->isDictionary()) {
-        if (message) *message = root ? QStringLiteral("The file is not a Quorvane document.") : error;
+        if (message) *message = root ? QStringLiteral("The file is not a Quorvane document.") : root.message();
         return ReadResult::Unreadable;
     }
     const Dictionary d = root->toDictionary();

@@ -29,7 +29,7 @@ constexpr double kUnixTo2001 = double(kUnixSecondsAt2001);
 // Seconds from 0001-01-01, where KDBX 4 counts its times from, to 2001-01-01.
 constexpr double kYearOneTo2001 = 63113904000.0;
 
-Result malformed(const QString& error) { return Result{Status::Malformed, error, 0}; }
+Read malformed(const QString& error) { return Read::failed(Problem::Malformed, error); }
 
 void appendLine(QString& note, const QString& key, const QString& value) {
     if (value.isEmpty()) return;
@@ -107,21 +107,21 @@ private:
 
 // Reads a CSV file with `required` columns, making each row an entry through `make`.
 template <typename Make>
-Result readCsv(const QByteArray& data, const QStringList& required, Make make, const Sink& sink) {
+Read readCsv(const QByteArray& data, const QStringList& required, Make make, const Sink& sink) {
     const auto text = decodeUtf8(data);
     if (!text) return malformed(QStringLiteral("the file is not UTF-8 text"));
     CsvFile csv(*text);
     if (QString e = csv.readHeader(required); !e.isEmpty()) return malformed(e);
-    Result result;
+    qsizetype count = 0;
     while (csv.next()) {
         ForeignEntry e;
         if (QString problem = make(csv, e); !problem.isEmpty())
             return malformed(QStringLiteral("line %1: %2").arg(csv.line()).arg(problem));
         sink(std::move(e));
-        ++result.count;
+        ++count;
     }
     if (!csv.error().isEmpty()) return malformed(csv.error());
-    return result;
+    return count;
 }
 
 QStringList splitPath(const QString& path, QChar separator) {
@@ -131,7 +131,7 @@ QStringList splitPath(const QString& path, QChar separator) {
     return parts;
 }
 
-Result readKeePassCsv(const QByteArray& data, const Sink& sink) {
+Read readKeePassCsv(const QByteArray& data, const Sink& sink) {
     return readCsv(data, {QStringLiteral("title"), QStringLiteral("password")}, [](const CsvFile& csv, ForeignEntry& e) {
         // The group path starts at the root group, which is not a category.
         e.group = splitPath(csv.value(QStringLiteral("group")), QLatin1Char('/'));
@@ -149,7 +149,7 @@ Result readKeePassCsv(const QByteArray& data, const Sink& sink) {
     }, sink);
 }
 
-Result readBitwardenCsv(const QByteArray& data, const Sink& sink) {
+Read readBitwardenCsv(const QByteArray& data, const Sink& sink) {
     return readCsv(data, {QStringLiteral("name"), QStringLiteral("login_password"), QStringLiteral("type")},
                    [](const CsvFile& csv, ForeignEntry& e) {
         e.group = splitPath(csv.value(QStringLiteral("folder")), QLatin1Char('/'));
@@ -172,7 +172,7 @@ Result readBitwardenCsv(const QByteArray& data, const Sink& sink) {
     }, sink);
 }
 
-Result readChromeCsv(const QByteArray& data, const Sink& sink) {
+Read readChromeCsv(const QByteArray& data, const Sink& sink) {
     return readCsv(data, {QStringLiteral("name"), QStringLiteral("url"), QStringLiteral("username"), QStringLiteral("password")},
                    [](const CsvFile& csv, ForeignEntry& e) {
         e.url = csv.value(QStringLiteral("url"));
@@ -196,7 +196,7 @@ std::optional<double> fromMilliseconds(const QString& text, QString* problem, co
     return double(ms) / 1000.0 - kUnixTo2001;
 }
 
-Result readFirefoxCsv(const QByteArray& data, const Sink& sink) {
+Read readFirefoxCsv(const QByteArray& data, const Sink& sink) {
     return readCsv(data, {QStringLiteral("url"), QStringLiteral("username"), QStringLiteral("password")},
                    [](const CsvFile& csv, ForeignEntry& e) {
         e.url = csv.value(QStringLiteral("url"));
@@ -229,7 +229,7 @@ std::optional<Field> fieldOfHeader(const QString& h) {
     return it == names.constEnd() ? std::nullopt : std::optional<Field>(*it);
 }
 
-Result readAnyCsv(const QByteArray& data, const Sink& sink) {
+Read readAnyCsv(const QByteArray& data, const Sink& sink) {
     std::vector<std::optional<Field>> fields;
     return readCsv(data, {}, [&fields](const CsvFile& csv, ForeignEntry& e) {
         if (fields.empty()) {
@@ -276,7 +276,7 @@ QString jsonText(const QJsonValue& v) {
     return QString();
 }
 
-Result readBitwardenJson(const QByteArray& data, const Sink& sink) {
+Read readBitwardenJson(const QByteArray& data, const Sink& sink) {
     QJsonParseError parseError;
     const QJsonDocument doc = QJsonDocument::fromJson(data, &parseError);
     if (parseError.error != QJsonParseError::NoError)
@@ -294,7 +294,7 @@ Result readBitwardenJson(const QByteArray& data, const Sink& sink) {
         folders.insert(f.value(QStringLiteral("id")).toString(), splitPath(f.value(QStringLiteral("name")).toString(), QLatin1Char('/')));
     }
     const QJsonArray items = root.value(QStringLiteral("items")).toArray();
-    Result result;
+    qsizetype count = 0;
     for (qsizetype i = 0; i < items.size(); ++i) {
         if (!items.at(i).isObject()) return malformed(QStringLiteral("items[%1]: not an object").arg(i));
         const QJsonObject item = items.at(i).toObject();
@@ -332,9 +332,9 @@ Result readBitwardenJson(const QByteArray& data, const Sink& sink) {
         e.created = dateFromIso(item.value(QStringLiteral("creationDate")).toString());
         e.modified = dateFromIso(item.value(QStringLiteral("revisionDate")).toString());
         sink(std::move(e));
-        ++result.count;
+        ++count;
     }
-    return result;
+    return count;
 }
 
 // ---- KeePass XML ----
@@ -371,13 +371,13 @@ Tag tagOf(QStringView n) {
 
 }  // namespace
 
-Result readKeePassXml(const QByteArray& xmlBytes, const Sink& sink,
+Read readKeePassXml(const QByteArray& xmlBytes, const Sink& sink,
                       const std::function<QByteArray(const QByteArray&)>& unprotect) {
     // Handed over a piece at a time, as a database's inflated content is.
     static constexpr qsizetype kPiece = 1 << 20;
     qsizetype at = 0;
     return readKeePassXmlPieces(
-        [&xmlBytes, &at](QByteArray* piece) {
+        [&xmlBytes, &at](QByteArray* piece) -> Result<bool> {
             if (at >= xmlBytes.size()) return false;
             *piece = QByteArray::fromRawData(xmlBytes.constData() + at, std::min(kPiece, xmlBytes.size() - at));
             at += kPiece;
@@ -386,8 +386,8 @@ Result readKeePassXml(const QByteArray& xmlBytes, const Sink& sink,
         sink, unprotect);
 }
 
-Result readKeePassXmlPieces(const std::function<bool(QByteArray*)>& more, const Sink& sink,
-                            const std::function<QByteArray(const QByteArray&)>& unprotect) {
+Read readKeePassXmlPieces(const std::function<Result<bool>(QByteArray*)>& more, const Sink& sink,
+                          const std::function<QByteArray(const QByteArray&)>& unprotect) {
     QXmlStreamReader xml;
     std::vector<Tag> elements;  // open elements, outermost first
     QStringList groups;         // names of the open groups, the root group first
@@ -406,15 +406,21 @@ Result readKeePassXmlPieces(const std::function<bool(QByteArray*)>& more, const 
     bool captureProtected = false;
     std::size_t captureDepth = 0;
     QString text;
-    Result result;
+    qsizetype count = 0;
+    QString piecesFailure;
     auto where = [&] { return QStringLiteral("XML line %1, element <%2>").arg(xml.lineNumber()).arg(lastElement); };
     for (;;) {
         const auto token = xml.readNext();
         if (token == QXmlStreamReader::Invalid) {
             QByteArray piece;
-            if (xml.error() == QXmlStreamReader::PrematureEndOfDocumentError && more(&piece)) {
-                xml.addData(piece);
-                continue;
+            if (xml.error() == QXmlStreamReader::PrematureEndOfDocumentError) {
+                const auto got = more(&piece);
+                if (got && *got) {
+                    xml.addData(piece);
+                    continue;
+                }
+                // The pieces' own reason is the one to give, should the text then be cut short.
+                if (!got) piecesFailure = got.message();
             }
             break;
         }
@@ -514,7 +520,7 @@ Result readKeePassXmlPieces(const std::function<bool(QByteArray*)>& more, const 
                 extraLines.clear();
                 if (!inBin) {
                     sink(std::move(*entry));
-                    ++result.count;
+                    ++count;
                 }
                 entry.reset();
             } else if (tag == Tag::Group && !groups.isEmpty() && (parent == Tag::Root || parent == Tag::Group)) {
@@ -524,10 +530,11 @@ Result readKeePassXmlPieces(const std::function<bool(QByteArray*)>& more, const 
         }
     }
     if (xml.hasError()) {
+        if (!piecesFailure.isEmpty()) return malformed(piecesFailure);
         if (lastElement.isEmpty()) lastElement = xml.name().toString();
         return malformed(where() + QStringLiteral(": ") + xml.errorString());
     }
-    return result;
+    return count;
 }
 
 const QStringList& formatNames() {
@@ -579,13 +586,13 @@ QString detectFormat(const QByteArray& data) {
     return QString();
 }
 
-Result read(const QString& requested, const QByteArray& data, const QString& password, const Sink& sink) {
+Read read(const QString& requested, const QByteArray& data, const QString& password, const Sink& sink) {
     QString format = requested;
     if (format.isEmpty() || format == QLatin1String("auto")) {
         format = detectFormat(data);
         if (format.isEmpty())
-            return Result{Status::UnknownFormat,
-                          QStringLiteral("the file is none of the formats this program reads; name one with --from"), 0};
+            return Read::failed(Problem::UnknownFormat,
+                                QStringLiteral("the file is none of the formats this program reads; name one with --from"));
     }
     if (format == QLatin1String("keepass-xml")) return readKeePassXml(data, sink);
     if (format == QLatin1String("keepass-csv")) return readKeePassCsv(data, sink);
@@ -595,20 +602,18 @@ Result read(const QString& requested, const QByteArray& data, const QString& pas
     if (format == QLatin1String("firefox-csv")) return readFirefoxCsv(data, sink);
     if (format == QLatin1String("csv")) return readAnyCsv(data, sink);
     if (format == QLatin1String("kdbx")) {
-        Kdbx::Opened opened = Kdbx::open(data, password);
-        if (opened.status == Kdbx::Status::WrongPassword)
-            return Result{Status::WrongPassword, QStringLiteral("wrong password (or the database also needs a key file, "
-                                                                "which this program does not take)"), 0};
-        if (opened.status != Kdbx::Status::Ok) return malformed(opened.error);
-        Kdbx::InnerStream* stream = opened.stream.get();
-        Result r = readKeePassXmlPieces(opened.pieces, sink, [stream](const QByteArray& b) {
+        auto opened = Kdbx::open(data, password);
+        if (!opened && opened.kind() == Kdbx::Problem::WrongPassword)
+            return Read::failed(Problem::WrongPassword, QStringLiteral("wrong password (or the database also needs a key "
+                                                                       "file, which this program does not take)"));
+        if (!opened) return malformed(opened.message());
+        Kdbx::InnerStream* stream = opened->stream.get();
+        return readKeePassXmlPieces(opened->pieces, sink, [stream](const QByteArray& b) {
             return stream ? stream->apply(b) : b;
         });
-        if (r.status != Status::Ok && opened.pieceError && !opened.pieceError->isEmpty()) r.error = *opened.pieceError;
-        return r;
     }
-    return Result{Status::UnknownFormat, QStringLiteral("unknown format \"%1\"; the formats are %2 and auto")
-                                             .arg(format, formatNames().join(QStringLiteral(", "))), 0};
+    return Read::failed(Problem::UnknownFormat, QStringLiteral("unknown format \"%1\"; the formats are %2 and auto")
+                                                    .arg(format, formatNames().join(QStringLiteral(", "))));
 }
 
 std::optional<double> dateFromIso(const QString& text) {

@@ -293,26 +293,24 @@ std::optional<QString> ZKDataExportManager::chooseFile(FilePanel& panel, const s
     return panel.runSavePanel(options);
 }
 
-bool ZKDataExportManager::writeToFile(const QString& path, QString* error) {
+Status<> ZKDataExportManager::writeToFile(const QString& path) {
     QSaveFile file(path);
-    bool ok = openPrivately(file);
-    if (ok) {
+    Status<> written;
+    if (openPrivately(file)) {
         Utf8Writer out(file);
         produce([&out](QStringView piece) { out.put(piece); });
-        ok = out.finish();
-        if (!ok) {
+        if (!out.finish()) {
             file.cancelWriting();
-            if (error) *error = failureReason(file, out.failure());
+            written = Status<>::failed(0, failureReason(file, out.failure()));
         } else {
             errno = 0;
-            ok = file.commit();
-            if (!ok && error) *error = failureReason(file, errno);
+            if (!file.commit()) written = Status<>::failed(0, failureReason(file, errno));
         }
-    } else if (error) {
-        *error = file.errorString();
+    } else {
+        written = Status<>::failed(0, file.errorString());
     }
     didExport();
-    return ok;
+    return written;
 }
 
 QString ZKDataExportManager::suggestedNameFor(const QString& displayName) {

@@ -21,6 +21,16 @@ namespace {
 
 QString U(const char* s) { return QString::fromUtf8(s); }
 
+// What a failed result says, and what it is; nothing for a success.
+template <class R>
+std::string messageOf(const R& r) {
+    return r.ok() ? std::string() : r.message().toStdString();
+}
+template <class R>
+auto problemOf(const R& r) {
+    return r.ok() ? std::nullopt : std::optional(r.kind());
+}
+
 QByteArray sample(const char* name) {
     QFile f(QStringLiteral(QV_SAMPLES_DIR "/") + QLatin1String(name));
     EXPECT_TRUE(f.open(QIODevice::ReadOnly)) << name;
@@ -28,7 +38,7 @@ QByteArray sample(const char* name) {
 }
 
 struct Read {
-    ForeignImport::Result result;
+    ForeignImport::Read result = qsizetype(0);
     std::vector<ForeignEntry> entries;
 };
 
@@ -98,9 +108,9 @@ TEST(ForeignSamples, EachFormatReadsItsSample) {
         const QByteArray data = sample(c.file);
         EXPECT_EQ(ForeignImport::detectFormat(data), QLatin1String(c.format)) << c.file;
         const Read r = readAll(QStringLiteral("auto"), data);
-        EXPECT_EQ(r.result.status, ForeignImport::Status::Ok) << c.file << ": " << r.result.error.toStdString();
+        EXPECT_TRUE(r.result.ok()) << c.file << ": " << messageOf(r.result);
         EXPECT_EQ(qsizetype(r.entries.size()), c.count) << c.file;
-        EXPECT_EQ(r.result.count, c.count) << c.file;
+        EXPECT_EQ(r.result.ok() ? *r.result : -1, c.count) << c.file;
     }
 }
 
@@ -138,13 +148,13 @@ TEST(ForeignSamples, KeePassXmlInPiecesOfOneByteReadsTheSame) {
     Read pieces;
     qsizetype at = 0;
     pieces.result = ForeignImport::readKeePassXmlPieces(
-        [&](QByteArray* piece) {
+        [&](QByteArray* piece) -> Result<bool> {
             if (at >= xml.size()) return false;
             *piece = xml.mid(at++, 1);
             return true;
         },
         [&pieces](ForeignEntry&& e) { pieces.entries.push_back(std::move(e)); });
-    ASSERT_EQ(pieces.result.status, ForeignImport::Status::Ok) << pieces.result.error.toStdString();
+    ASSERT_TRUE(pieces.result.ok()) << messageOf(pieces.result);
     ASSERT_EQ(pieces.entries.size(), whole.entries.size());
     for (size_t i = 0; i < whole.entries.size(); ++i) {
         EXPECT_EQ(pieces.entries[i].title, whole.entries[i].title);
@@ -222,11 +232,11 @@ TEST(ForeignErrors, MalformedFilesNameTheLineOrElement) {
              Case{"kdbx", QByteArray::fromHex("03d9a29a67fb4bb50100030002"), "header"},
              Case{"csv", "Name,Password\n\xff\xfe,x\n", "UTF-8"}}) {
         const Read r = readAll(QLatin1String(c.format), c.data);
-        EXPECT_EQ(r.result.status, ForeignImport::Status::Malformed) << c.format << " " << c.data.toStdString();
-        EXPECT_TRUE(r.result.error.contains(QLatin1String(c.where)))
-            << c.format << ": " << r.result.error.toStdString() << " lacks " << c.where;
+        EXPECT_EQ(problemOf(r.result), ForeignImport::Problem::Malformed) << c.format << " " << c.data.toStdString();
+        EXPECT_TRUE(QString::fromStdString(messageOf(r.result)).contains(QLatin1String(c.where)))
+            << c.format << ": " << messageOf(r.result) << " lacks " << c.where;
     }
-    EXPECT_EQ(readAll(QStringLiteral("auto"), "just some words\n").result.status, ForeignImport::Status::UnknownFormat);
+    EXPECT_EQ(problemOf(readAll(QStringLiteral("auto"), "just some words\n").result), ForeignImport::Problem::UnknownFormat);
 }
 
 TEST(ForeignRecords, CategoriesOncePerPathRootEntriesAndExistingRecordsKeepTheirs) {
@@ -322,7 +332,7 @@ TEST(ForeignExport, EveryFormatRoundTripsAwkwardRecordsAndCategories) {
         DocumentBrowser into(target);
         ForeignRecordMaker maker;
         const auto result = ForeignImport::read(format, bytes, {}, [&maker](ForeignEntry&& e) { maker.add(std::move(e)); });
-        ASSERT_EQ(result.status, ForeignImport::Status::Ok) << format.toStdString() << ": " << result.error.toStdString();
+        ASSERT_TRUE(result.ok()) << format.toStdString() << ": " << messageOf(result);
         maker.commit(into);
         ASSERT_EQ(target.myArray.count(), source.myArray.count()) << format.toStdString();
         for (qsizetype i = 0; i < source.myArray.count(); ++i) {
@@ -345,22 +355,22 @@ TEST(Kdbx, KeyDerivationBeyondReasonIsRefusedNotWaitedOn) {
         "AgPZoppn+0u1AAAEAAIQAAAAMcHy5r9xQ1C+WAUhavxa/wMEAAAAAQAAAAQgAAAAWaiMCe2d2M8VGFHyd3Dq6KS/fplGhKb2P9AbzmZqbjIH"
         "EAAAADynwvIpnVD+iwutN68p39cLXQAAAAABQgUAAAAkVVVJRBAAAADJ2fOaYopEYL90DQjBik/qBQEAAABSCAAAAEAPAEIAAAAAQgEAAABT"
         "IAAAAOsFkf4ddmZLW7SV1C7WKyigVJBrqZhD4EJZ9aKjqvHnAAAEAAAADQoNCl6t//RiHcKlgZhpsBmaKVRNu/h7ySEeGPz2pw==").mid(1);
-    const Kdbx::Opened o = Kdbx::open(file, U("x"));
-    EXPECT_EQ(o.status, Kdbx::Status::Malformed);
-    EXPECT_TRUE(o.error.contains(U("1107300160"))) << o.error.toStdString();
+    const auto o = Kdbx::open(file, U("x"));
+    EXPECT_EQ(problemOf(o), Kdbx::Problem::Malformed);
+    EXPECT_TRUE(QString::fromStdString(messageOf(o)).contains(U("1107300160"))) << messageOf(o);
 }
 
 TEST(Kdbx, NotADatabaseOrCutShortIsMalformedNotACrash) {
     const QByteArray signature = QByteArray::fromHex("03d9a29a67fb4bb5");
     EXPECT_FALSE(Kdbx::hasSignature(QByteArray("<KeePassFile/>")));
-    EXPECT_EQ(Kdbx::open(QByteArray("plain text"), U("x")).status, Kdbx::Status::Malformed);
-    EXPECT_EQ(Kdbx::open(signature + QByteArray::fromHex("01000500"), U("x")).error.contains(U("5.1")), true);
+    EXPECT_EQ(problemOf(Kdbx::open(QByteArray("plain text"), U("x"))), Kdbx::Problem::Malformed);
+    EXPECT_EQ(QString::fromStdString(messageOf(Kdbx::open(signature + QByteArray::fromHex("01000500"), U("x")))).contains(U("5.1")), true);
     // Every prefix of a header is refused with a message, never read past its end.
     QByteArray header = signature + QByteArray::fromHex("01000300") + QByteArray::fromHex("021000") +
                         QByteArray::fromHex("31c1f2e6bf714350be5805216afc5aff") + QByteArray::fromHex("03040001000000");
     for (qsizetype cut = 8; cut <= header.size(); ++cut) {
-        const Kdbx::Opened o = Kdbx::open(header.left(cut), U("x"));
-        EXPECT_EQ(o.status, Kdbx::Status::Malformed) << cut;
-        EXPECT_FALSE(o.error.isEmpty());
+        const auto o = Kdbx::open(header.left(cut), U("x"));
+        EXPECT_EQ(problemOf(o), Kdbx::Problem::Malformed) << cut;
+        EXPECT_FALSE(messageOf(o).empty());
     }
 }
