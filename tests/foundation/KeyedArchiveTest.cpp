@@ -224,6 +224,28 @@ TEST(KeyedArchive, ALargeRewrittenArrayIsWrittenInTwoHalvesAndReadsBack) {
         back->toArray().at(23000).toDictionary().value(QStringLiteral("list")).toArray()));
 }
 
+TEST(KeyedArchive, WhatCannotBeArchivedIsRefusedWithTheReason) {
+    Array loop;
+    loop.append(Value(Dictionary{{QStringLiteral("self"), Value(loop)}}));
+    const auto looped = KeyedArchiver::archivedDataWithRootObject(Value(loop));
+    EXPECT_FALSE(looped);
+    EXPECT_EQ(test::failureText(looped), QStringLiteral("A container contains itself and cannot be archived."));
+    // The same through the rewrite that saving uses, the loop inside one record's copy.
+    const auto rewritten = KeyedArchiver::archivedArrayWithRewrittenElements(
+        loop, [](const Dictionary& record, std::vector<std::pair<const QString*, const Value*>>& entries, Value&) {
+            for (qsizetype i = 0; i < record.count(); ++i) entries.emplace_back(&record.keyAt(i), &record.valueAt(i));
+        });
+    EXPECT_FALSE(rewritten);
+    EXPECT_EQ(test::failureText(rewritten), QStringLiteral("A container contains itself and cannot be archived."));
+    loop.clear();  // break the cycle so the test does not leak it
+
+    Value deep = Value("bottom");
+    for (int i = 0; i < 600; ++i) deep = Value(Array{deep});
+    const auto tooDeep = KeyedArchiver::archivedDataWithRootObject(deep);
+    EXPECT_FALSE(tooDeep);
+    EXPECT_EQ(test::failureText(tooDeep), QStringLiteral("The value is nested too deeply to be archived."));
+}
+
 TEST(KeyedArchive, ReadsImmutableClassesAndPrivateSubclasses) {
     // An immutable string and data in object form, and a class the archive names by a private
     // subclass whose chain leads to a public one.

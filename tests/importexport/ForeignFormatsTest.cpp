@@ -7,6 +7,7 @@
 #include "document/DocumentKeys.h"
 #include "document/RecordModel.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -163,6 +164,44 @@ TEST(ForeignSamples, KeePassXmlInPiecesOfOneByteReadsTheSame) {
         EXPECT_EQ(pieces.entries[i].group, whole.entries[i].group);
         EXPECT_EQ(pieces.entries[i].created, whole.entries[i].created);
     }
+}
+
+TEST(ForeignSamples, PiecesThatBreakOffGiveTheirOwnReason) {
+    // Inflating a database's content can fail partway: the reason given is that failure, not the
+    // XML reader's complaint about a text cut short. Asked once the whole text is in, a failing
+    // source changes nothing.
+    const QByteArray xml = sample("keepass.xml");
+    auto readFailingFrom = [&xml](qsizetype failAt) {
+        Read r;
+        qsizetype at = 0;
+        r.result = ForeignImport::readKeePassXmlPieces(
+            [&](QByteArray* piece) -> Result<bool> {
+                if (at >= failAt) return Result<bool>::failed(0, U("the content's gzip stream is damaged"));
+                *piece = xml.mid(at, 64);
+                at += 64;
+                return true;
+            },
+            [&r](ForeignEntry&& e) { r.entries.push_back(std::move(e)); });
+        return r;
+    };
+    const Read cut = readFailingFrom(xml.size() / 2);
+    EXPECT_EQ(problemOf(cut.result), ForeignImport::Problem::Malformed);
+    EXPECT_EQ(messageOf(cut.result), "the content's gzip stream is damaged");
+    const Read whole = readFailingFrom(xml.size());
+    EXPECT_TRUE(whole.result.ok()) << messageOf(whole.result);
+    EXPECT_EQ(whole.entries.size(), 5u);
+}
+
+TEST(ForeignExportFile, AnUnknownFormatOrAPlaceThatCannotBeWrittenIsRefusedWithTheReason) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(U("out.csv"));
+    const auto unknown = ForeignExport::writeToFile(U("lastpass-csv"), Array(), path);
+    ASSERT_FALSE(unknown);
+    EXPECT_EQ(unknown.message(), U("unknown format \"lastpass-csv\""));
+    const auto nowhere = ForeignExport::writeToFile(U("csv"), Array(), dir.filePath(U("gone/out.csv")));
+    ASSERT_FALSE(nowhere);
+    EXPECT_FALSE(nowhere.message().isEmpty());
+    EXPECT_TRUE(QDir(dir.path()).isEmpty());  // nothing written, not even a part
 }
 
 TEST(ForeignSamples, VaultAndBrowserFieldsAndFolders) {
