@@ -68,27 +68,29 @@ class CsvFile {
 public:
     explicit CsvFile(const QString& text) : reader_(text) {}
 
-    // Reads the header; an error when a required column is missing.
-    QString readHeader(const QStringList& required) {
-        if (!reader_.next(&header_))
-            return reader_.error().isEmpty() ? QStringLiteral("line 1: the file is empty; a header row was expected") : reader_.error();
+    // Reads the header; a failure when a required column is missing.
+    Status<> readHeader(const QStringList& required) {
+        const auto header = reader_.next();
+        if (!header) return header.failure();
+        if (!*header) return Status<>::failed(0, QStringLiteral("line 1: the file is empty; a header row was expected"));
+        header_ = std::move(**header);
         for (qsizetype i = 0; i < header_.size(); ++i) index_.insert(header_[i].trimmed().toLower(), i);
         for (const QString& r : required)
             if (!index_.contains(r))
-                return QStringLiteral("line %1: the header has no \"%2\" column").arg(reader_.recordLine()).arg(r);
-        return QString();
+                return Status<>::failed(0, QStringLiteral("line %1: the header has no \"%2\" column").arg(reader_.recordLine()).arg(r));
+        return {};
     }
-    // The next row; false at the end or on an error, which error() then tells.
-    bool next() {
-        if (!reader_.next(&row_)) return false;
-        if (row_.size() != header_.size()) {
-            error_ = QStringLiteral("line %1: %2 fields where the header has %3")
-                         .arg(reader_.recordLine()).arg(row_.size()).arg(header_.size());
-            return false;
-        }
+    // The next row: true when there is one, false at the end, or what is wrong with it.
+    Result<bool> next() {
+        auto row = reader_.next();
+        if (!row) return row.failure();
+        if (!*row) return false;
+        row_ = std::move(**row);
+        if (row_.size() != header_.size())
+            return Result<bool>::failed(0, QStringLiteral("line %1: %2 fields where the header has %3")
+                                               .arg(reader_.recordLine()).arg(row_.size()).arg(header_.size()));
         return true;
     }
-    QString error() const { return error_.isEmpty() ? reader_.error() : error_; }
     QString value(const QString& column) const {
         const qsizetype i = index_.value(column, -1);
         return i >= 0 ? row_.at(i) : QString();
@@ -102,7 +104,6 @@ private:
     rfc4180::Reader reader_;
     QStringList header_, row_;
     QHash<QString, qsizetype> index_;
-    QString error_;
 };
 
 // Reads a CSV file with `required` columns, making each row an entry through `make`.
@@ -111,16 +112,18 @@ Read readCsv(const QByteArray& data, const QStringList& required, Make make, con
     const auto text = decodeUtf8(data);
     if (!text) return malformed(QStringLiteral("the file is not UTF-8 text"));
     CsvFile csv(*text);
-    if (QString e = csv.readHeader(required); !e.isEmpty()) return malformed(e);
+    if (const auto header = csv.readHeader(required); !header) return malformed(header.message());
     qsizetype count = 0;
-    while (csv.next()) {
+    for (;;) {
+        const auto row = csv.next();
+        if (!row) return malformed(row.message());
+        if (!*row) break;
         ForeignEntry e;
-        if (QString problem = make(csv, e); !problem.isEmpty())
-            return malformed(QStringLiteral("line %1: %2").arg(csv.line()).arg(problem));
+        if (const Status<> made = make(csv, e); !made)
+            return malformed(QStringLiteral("line %1: %2").arg(csv.line()).arg(made.message()));
         sink(std::move(e));
         ++count;
     }
-    if (!csv.error().isEmpty()) return malformed(csv.error());
     return count;
 }
 
@@ -132,7 +135,7 @@ QStringList splitPath(const QString& path, QChar separator) {
 }
 
 Read readKeePassCsv(const QByteArray& data, const Sink& sink) {
-    return readCsv(data, {QStringLiteral("title"), QStringLiteral("password")}, [](const CsvFile& csv, ForeignEntry& e) {
+    return readCsv(data, {QStringLiteral("title"), QStringLiteral("password")}, [](const CsvFile& csv, ForeignEntry& e) -> Status<> {
         // The group path starts at the root group, which is not a category.
         e.group = splitPath(csv.value(QStringLiteral("group")), QLatin1Char('/'));
         if (!e.group.isEmpty()) e.group.removeFirst();
@@ -145,13 +148,13 @@ Read readKeePassCsv(const QByteArray& data, const Sink& sink) {
         for (const char* k : {"account", "pin", "security", "email"}) takeKnownField(e, QLatin1String(k), csv.value(QLatin1String(k)));
         e.modified = dateFromIso(csv.value(QStringLiteral("last modified")));
         e.created = dateFromIso(csv.value(QStringLiteral("created")));
-        return QString();
+        return {};
     }, sink);
 }
 
 Read readBitwardenCsv(const QByteArray& data, const Sink& sink) {
     return readCsv(data, {QStringLiteral("name"), QStringLiteral("login_password"), QStringLiteral("type")},
-                   [](const CsvFile& csv, ForeignEntry& e) {
+                   [](const CsvFile& csv, ForeignEntry& e) -> Status<> {
         e.group = splitPath(csv.value(QStringLiteral("folder")), QLatin1Char('/'));
         e.title = csv.value(QStringLiteral("name"));
         e.notes = csv.value(QStringLiteral("notes"));
@@ -168,45 +171,50 @@ Read readBitwardenCsv(const QByteArray& data, const Sink& sink) {
         e.userName = csv.value(QStringLiteral("login_username"));
         e.password = csv.value(QStringLiteral("login_password"));
         appendLine(e.notes, QStringLiteral("TOTP"), csv.value(QStringLiteral("login_totp")));
-        return QString();
+        return {};
     }, sink);
 }
 
 Read readChromeCsv(const QByteArray& data, const Sink& sink) {
     return readCsv(data, {QStringLiteral("name"), QStringLiteral("url"), QStringLiteral("username"), QStringLiteral("password")},
-                   [](const CsvFile& csv, ForeignEntry& e) {
+                   [](const CsvFile& csv, ForeignEntry& e) -> Status<> {
         e.url = csv.value(QStringLiteral("url"));
         e.title = csv.value(QStringLiteral("name"));
         if (e.title.isEmpty()) e.title = hostOf(e.url);
         e.userName = csv.value(QStringLiteral("username"));
         e.password = csv.value(QStringLiteral("password"));
         e.notes = csv.has(QStringLiteral("note")) ? csv.value(QStringLiteral("note")) : csv.value(QStringLiteral("notes"));
-        return QString();
+        return {};
     }, sink);
 }
 
-std::optional<double> fromMilliseconds(const QString& text, QString* problem, const char* column) {
-    if (text.isEmpty()) return std::nullopt;
+// A time in milliseconds since 1970, nothing for an empty cell.
+Result<std::optional<double>> fromMilliseconds(const QString& text, const char* column) {
+    using Time = std::optional<double>;
+    if (text.isEmpty()) return Time();
     bool ok = false;
     const qint64 ms = text.toLongLong(&ok);
-    if (!ok) {
-        *problem = QStringLiteral("\"%1\" is not a time in milliseconds (column %2)").arg(text, QLatin1String(column));
-        return std::nullopt;
-    }
-    return double(ms) / 1000.0 - kUnixTo2001;
+    if (!ok)
+        return Result<Time>::failed(
+            0, QStringLiteral("\"%1\" is not a time in milliseconds (column %2)").arg(text, QLatin1String(column)));
+    return Time(double(ms) / 1000.0 - kUnixTo2001);
 }
 
 Read readFirefoxCsv(const QByteArray& data, const Sink& sink) {
     return readCsv(data, {QStringLiteral("url"), QStringLiteral("username"), QStringLiteral("password")},
-                   [](const CsvFile& csv, ForeignEntry& e) {
+                   [](const CsvFile& csv, ForeignEntry& e) -> Status<> {
         e.url = csv.value(QStringLiteral("url"));
         e.title = hostOf(e.url);
         e.userName = csv.value(QStringLiteral("username"));
         e.password = csv.value(QStringLiteral("password"));
-        QString problem;
-        e.created = fromMilliseconds(csv.value(QStringLiteral("timecreated")), &problem, "timeCreated");
-        e.modified = fromMilliseconds(csv.value(QStringLiteral("timepasswordchanged")), &problem, "timePasswordChanged");
-        return problem;
+        const auto created = fromMilliseconds(csv.value(QStringLiteral("timecreated")), "timeCreated");
+        const auto modified = fromMilliseconds(csv.value(QStringLiteral("timepasswordchanged")), "timePasswordChanged");
+        // Both wrong: the later column is the one named.
+        if (!modified) return modified.failure();
+        if (!created) return created.failure();
+        e.created = *created;
+        e.modified = *modified;
+        return {};
     }, sink);
 }
 
@@ -231,12 +239,12 @@ std::optional<Field> fieldOfHeader(const QString& h) {
 
 Read readAnyCsv(const QByteArray& data, const Sink& sink) {
     std::vector<std::optional<Field>> fields;
-    return readCsv(data, {}, [&fields](const CsvFile& csv, ForeignEntry& e) {
+    return readCsv(data, {}, [&fields](const CsvFile& csv, ForeignEntry& e) -> Status<> {
         if (fields.empty()) {
             for (const QString& h : csv.header()) fields.push_back(fieldOfHeader(h));
             if (std::none_of(fields.begin(), fields.end(), [](const auto& f) { return f.has_value(); }))
-                return QStringLiteral("no column of the header is named like a record field (Name, Title, Url, "
-                                      "User ID, Username, Password, Note, Category...)");
+                return Status<>::failed(0, QStringLiteral("no column of the header is named like a record field (Name, "
+                                                          "Title, Url, User ID, Username, Password, Note, Category...)"));
         }
         QStringList extra;
         for (qsizetype i = 0; i < csv.row().size(); ++i) {
@@ -259,7 +267,7 @@ Read readAnyCsv(const QByteArray& data, const Sink& sink) {
             }
         }
         for (const QString& x : extra) e.notes += (e.notes.isEmpty() ? QString() : QStringLiteral("\n")) + x;
-        return QString();
+        return {};
     }, sink);
 }
 
@@ -568,9 +576,10 @@ QString detectFormat(const QByteArray& data) {
     if (trimmed.startsWith('{')) return data.contains("\"items\"") ? QStringLiteral("bitwarden-json") : QString();
     // CSV: the header row's names, quotes taken off.
     const QString firstLine = QString::fromUtf8(head.left(head.indexOf('\n') < 0 ? head.size() : head.indexOf('\n'))).trimmed();
-    QStringList header;
     rfc4180::Reader reader(firstLine);
-    if (!reader.next(&header)) return QString();
+    const auto record = reader.next();
+    if (!record || !*record) return QString();
+    QStringList header = **record;
     for (QString& h : header) h = h.trimmed().toLower();
     auto hasAll = [&](std::initializer_list<const char*> names) {
         for (const char* n : names)

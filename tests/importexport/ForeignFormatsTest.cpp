@@ -64,35 +64,35 @@ QString categoryOf(const Value& record) {
 TEST(Rfc4180, QuotesSeparatorsLineBreaksAndMarks) {
     const QString text = QChar(0xFEFF) + U("a,\"b \"\"q\"\", c\",\r\n\"multi\nline\",,\"\"\r\n\r\nlast,x,y\n");
     rfc4180::Reader reader(text);
-    QStringList f;
-    ASSERT_TRUE(reader.next(&f));
-    EXPECT_EQ(f, (QStringList{U("a"), U("b \"q\", c"), QString()}));
-    ASSERT_TRUE(reader.next(&f));
-    EXPECT_EQ(f, (QStringList{U("multi\nline"), QString(), QString()}));
-    ASSERT_TRUE(reader.next(&f));  // the blank line is passed over, the line count is not
-    EXPECT_EQ(reader.recordLine(), 5);
-    EXPECT_EQ(f, (QStringList{U("last"), U("x"), U("y")}));
-    EXPECT_FALSE(reader.next(&f));
-    EXPECT_TRUE(reader.error().isEmpty());
+    // A record's fields; "<none>" for the end or a failure.
+    auto fieldsOf = [](const Result<rfc4180::Reader::Record>& record) {
+        return record.ok() && *record ? **record : QStringList{U("<none>")};
+    };
+    EXPECT_EQ(fieldsOf(reader.next()), (QStringList{U("a"), U("b \"q\", c"), QString()}));
+    EXPECT_EQ(fieldsOf(reader.next()), (QStringList{U("multi\nline"), QString(), QString()}));
+    EXPECT_EQ(fieldsOf(reader.next()), (QStringList{U("last"), U("x"), U("y")}));
+    EXPECT_EQ(reader.recordLine(), 5);  // the blank line is passed over, the line count is not
+    const auto end = reader.next();
+    ASSERT_TRUE(end.ok()) << messageOf(end);
+    EXPECT_FALSE(end->has_value());
 
-    // Errors name the line where the trouble is.
+    // Errors name the line where the trouble is, and stay.
     const QString unclosedText = U("a,b\nc,\"never\nclosed\n");  // the reader only views its text
     rfc4180::Reader unclosed(unclosedText);
-    ASSERT_TRUE(unclosed.next(&f));
-    EXPECT_FALSE(unclosed.next(&f));
-    EXPECT_TRUE(unclosed.error().startsWith(U("line 2:"))) << unclosed.error().toStdString();
+    EXPECT_EQ(fieldsOf(unclosed.next()), (QStringList{U("a"), U("b")}));
+    const auto neverClosed = unclosed.next();
+    EXPECT_TRUE(QString::fromStdString(messageOf(neverClosed)).startsWith(U("line 2:"))) << messageOf(neverClosed);
+    EXPECT_EQ(messageOf(unclosed.next()), messageOf(neverClosed));
     const QString strayText = U("a,b\nc,d\"e\n");
     rfc4180::Reader stray(strayText);
-    ASSERT_TRUE(stray.next(&f));
-    EXPECT_FALSE(stray.next(&f));
-    EXPECT_TRUE(stray.error().startsWith(U("line 2:")));
+    EXPECT_EQ(fieldsOf(stray.next()), (QStringList{U("a"), U("b")}));
+    EXPECT_TRUE(QString::fromStdString(messageOf(stray.next())).startsWith(U("line 2:")));
 
     // Written and read back unchanged, whatever the field holds.
     const QStringList awkward = {U("q\"uote"), U("com,ma"), U("cr\r\nlf"), U("tab\there"), QString(), U("日本🔑")};
     const QString line = rfc4180::joinRecord(awkward, false, U("\r\n"));
     rfc4180::Reader back(line);
-    ASSERT_TRUE(back.next(&f));
-    EXPECT_EQ(f, awkward);
+    EXPECT_EQ(fieldsOf(back.next()), awkward);
 }
 
 // Each sample has five entries or more, nested groups or folders, a multi-line note with quotes
@@ -276,6 +276,21 @@ TEST(ForeignErrors, MalformedFilesNameTheLineOrElement) {
             << c.format << ": " << messageOf(r.result) << " lacks " << c.where;
     }
     EXPECT_EQ(problemOf(readAll(QStringLiteral("auto"), "just some words\n").result), ForeignImport::Problem::UnknownFormat);
+}
+
+TEST(ForeignErrors, CsvMessagesAreTheWholeSentence) {
+    // The command line prints these as they are.
+    auto messageFor = [](const char* format, const QByteArray& data) { return messageOf(readAll(QLatin1String(format), data).result); };
+    EXPECT_EQ(messageFor("keepass-csv", ""), "line 1: the file is empty; a header row was expected");
+    EXPECT_EQ(messageFor("keepass-csv", "Title,Password\na,b\nc\n"), "line 3: 1 fields where the header has 2");
+    EXPECT_EQ(messageFor("keepass-csv", "Title,Name\n"), "line 1: the header has no \"password\" column");
+    // Firefox times: a bad cell is named by its column, the later column when both are bad.
+    const QByteArray header = "url,username,password,timeCreated,timePasswordChanged\n";
+    EXPECT_EQ(messageFor("firefox-csv", header + "https://a,b,c,soon,1\n"),
+              "line 2: \"soon\" is not a time in milliseconds (column timeCreated)");
+    EXPECT_EQ(messageFor("firefox-csv", header + "https://a,b,c,soon,later\n"),
+              "line 2: \"later\" is not a time in milliseconds (column timePasswordChanged)");
+    EXPECT_EQ(messageFor("firefox-csv", header + "https://a,b,c,,\n"), "");  // empty cells are no times, not errors
 }
 
 TEST(ForeignRecords, CategoriesOncePerPathRootEntriesAndExistingRecordsKeepTheirs) {
