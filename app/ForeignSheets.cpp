@@ -104,12 +104,12 @@ bool ForeignImportSheet::load() {
         password = *given;
     }
     ForeignRecordMaker maker;
-    const ForeignImport::Result r =
+    const ForeignImport::Read r =
         ForeignImport::read(format, data, password, [&maker](ForeignEntry&& e) { maker.add(std::move(e)); });
-    if (r.status != ForeignImport::Status::Ok) {
-        error_ = r.status == ForeignImport::Status::WrongPassword
+    if (!r) {
+        error_ = r.kind() == ForeignImport::Problem::WrongPassword
                      ? QStringLiteral("Wrong password, or the database also needs a key file, which this program does not take.")
-                     : QStringLiteral("The file cannot be imported as %1: %2").arg(ForeignImport::formatTitle(format), r.error);
+                     : QStringLiteral("The file cannot be imported as %1: %2").arg(ForeignImport::formatTitle(format), r.message());
         return false;
     }
     if (maker.count() == 0) {
@@ -158,9 +158,8 @@ bool exportForeign(QWidget* parent, FilePanel& panel, const Array& records, cons
     options.allowedExtensions = {extension};
     const auto path = panel.runSavePanel(options);
     if (!path) return false;
-    QString error;
-    if (!ForeignExport::writeToFile(format, records, *path, &error)) {
-        QMessageBox::warning(parent, QStringLiteral("Export"), QStringLiteral("The file could not be written.\n%1").arg(error));
+    if (const auto written = ForeignExport::writeToFile(format, records, *path); !written) {
+        QMessageBox::warning(parent, QStringLiteral("Export"), QStringLiteral("The file could not be written.\n%1").arg(written.message()));
         return false;
     }
     return true;

@@ -404,7 +404,11 @@ bool ExportSheet::exportTo(const QString& path) {
     QString error;
     ZKDataExportManager* m = &manager_;
     if (!withProgress(alertParent(this), QStringLiteral("Exporting\u2026"),
-                      [m, path, &ok, &error] { ok = m->writeToFile(path, &error); })) {
+                      [m, path, &ok, &error] {
+                          const auto written = m->writeToFile(path);
+                          ok = written.ok();
+                          if (!ok) error = written.message();
+                      })) {
         QMessageBox::warning(alertParent(this), QStringLiteral("Export"),
                              QStringLiteral("The export could not be finished: there is not enough memory. No file was "
                                             "written."));

@@ -249,7 +249,7 @@ qsizetype importOnce(const QString& format, const QString& path) {
     DocumentBrowser browser(doc);
     ForeignRecordMaker maker;
     const auto r = ForeignImport::read(format, data, kPassword, [&maker](ForeignEntry&& e) { maker.add(std::move(e)); });
-    if (r.status != ForeignImport::Status::Ok) return -1;
+    if (!r) return -1;
     maker.commit(browser);
     return doc.myArray.count();
 }
@@ -274,7 +274,7 @@ int measure(const QString& format, const QString& path) {
     {
         DocumentBrowser browser(*doc);
         ForeignRecordMaker maker;
-        ForeignImport::read(format, data, kPassword, [&maker](ForeignEntry&& e) { maker.add(std::move(e)); });
+        (void)ForeignImport::read(format, data, kPassword, [&maker](ForeignEntry&& e) { maker.add(std::move(e)); });
         data = QByteArray();
         maker.commit(browser);
     }

@@ -37,7 +37,7 @@ const QString& csvFile() {
         e.addAllToRight();
         e.fileFormatToSave = 2;
         e.useFieldNamesAsFirstRow = true;
-        e.writeToFile(p);
+        (void)e.writeToFile(p);
         return p;
     }();
     return path;

@@ -649,13 +649,12 @@ int runExport(const QStringList& args, const Streams& io) {
     if (preset) exporter.setCustomFields(preset);
     const QString tagsError = applyExportTags(exporter, p.values.value(QStringLiteral("--tags")));
     if (!tagsError.isEmpty()) return usage(io, tagsError);
-    QString error;
     if (toStdout) {
         print(io.out, exporter.exportText());
         return std::fflush(io.out) == 0 && !std::ferror(io.out) ? kExitOk : kExitCannotWrite;
     }
-    if (!exporter.writeToFile(out, &error)) {
-        print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(out, error));
+    if (const auto written = exporter.writeToFile(out); !written) {
+        print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(out, written.message()));
         return kExitCannotWrite;
     }
     return kExitOk;

@@ -99,16 +99,16 @@ int runForeignImport(const QStringList& args, const Streams& io) {
         password = *given;
     }
     ForeignRecordMaker maker;
-    const ForeignImport::Result r =
+    const ForeignImport::Read r =
         ForeignImport::read(format, data, password, [&maker](ForeignEntry&& e) { maker.add(std::move(e)); });
     password.fill(QLatin1Char('\0'));
     const QString unchanged = QStringLiteral("nothing imported, %1 was not changed").arg(o.positional[0]);
     int status = kExitOk;
-    if (r.status == ForeignImport::Status::WrongPassword) {
-        print(io.err, QStringLiteral("qvane: %1: %2; %3\n").arg(source, r.error, unchanged));
+    if (!r && r.kind() == ForeignImport::Problem::WrongPassword) {
+        print(io.err, QStringLiteral("qvane: %1: %2; %3\n").arg(source, r.message(), unchanged));
         status = kExitWrongPassword;
-    } else if (r.status != ForeignImport::Status::Ok) {
-        print(io.err, QStringLiteral("qvane: %1 (%2): %3; %4\n").arg(source, format, r.error, unchanged));
+    } else if (!r) {
+        print(io.err, QStringLiteral("qvane: %1 (%2): %3; %4\n").arg(source, format, r.message(), unchanged));
         status = kExitNothingImported;
     } else if (maker.count() == 0) {
         print(io.err, QStringLiteral("qvane: %1 (%2) holds no entries; %3\n").arg(source, format, unchanged));
@@ -138,13 +138,12 @@ int runForeignExport(const QStringList& args, const Streams& io) {
     MyDocument& doc = keptDocument();
     int status = openForVerb(o.positional[0], o.passwordStdin, doc, io);
     if (status == kExitOk) {
-        QString error;
-        if (ForeignExport::writeToFile(o.format, doc.myArray, o.out, &error)) {
+        if (const auto written = ForeignExport::writeToFile(o.format, doc.myArray, o.out)) {
             print(io.err, QStringLiteral("wrote %1 records to %2 (%3); the file holds every password in clear\n")
                               .arg(doc.myArray.count())
                               .arg(o.out, o.format));
         } else {
-            print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(o.out, error));
+            print(io.err, QStringLiteral("qvane: cannot write %1: %2\n").arg(o.out, written.message()));
             status = kExitCannotWrite;
         }
     }

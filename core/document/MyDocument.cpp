@@ -122,7 +122,8 @@ std::optional<QByteArray> MyDocument::dataOfType(const QString& /*type*/) {
     if (!isEncrypted()) OSXPlatformDictionary = Value(buildPlatformDictionary(true));
     root.set(keys::OSXPlatformDictionary, OSXPlatformDictionary);
     root.set(keys::iOSPlatformDictionary, myiOSPlatformDictionary);
-    return KeyedArchiver::archivedDataWithRootObject(Value(root));
+    if (auto bytes = KeyedArchiver::archivedDataWithRootObject(Value(root))) return std::move(*bytes);
+    return std::nullopt;
 }
 
 Dictionary MyDocument::buildPlatformDictionary(bool withToolbarState) const {
@@ -214,7 +215,7 @@ void MyDocument::encryptData() {
     // A failed member is left out of the file, as it always was; the status is not looked at.
     // The plain archive is wiped once sealed.
     std::int32_t status = 0;
-    auto seal = [&](std::optional<QByteArray>& plain) {
+    auto seal = [&](Result<QByteArray>& plain) {
         if (!plain) return Value();
         const secrets::WipeOnExit wipePlain(*plain);
         return dataOrAbsent(myCommonCrypto->encryptInPlace(std::move(*plain), &status));
@@ -288,11 +289,10 @@ MyDocument::ReadStatus MyDocument::read(const QByteArray& data) {
     if (ui()) ui()->setToolbarVisible(false);
     requiresMandatoryPassword = false;
 
-    QString error;
-    const auto root = KeyedUnarchiver::unarchiveObjectWithData(data, &error);
+    const auto root = KeyedUnarchiver::unarchiveObjectWithData(data);
     if (!root || !root->isDictionary())
         return ReadStatus::failed(ReadFailure::Unreadable,
-                                  root ? QStringLiteral("The file is not a Quorvane document.") : error);
+                                  root ? QStringLiteral("The file is not a Quorvane document.") : root.message());
     const Dictionary d = root->toDictionary();
     docVersionRapresentation = d.value(keys::appversion).toUInt64();
     docReleaseString = ZKAppSupportUtility::calcReleaseString(std::int64_t(docVersionRapresentation));

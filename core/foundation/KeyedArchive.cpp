@@ -174,11 +174,8 @@ private:
         w_.setDictionary(slot, keys, values, n);
     }
 
-    std::optional<std::uint64_t> encode(const Value& v, int depth, QString* error) {
-        if (depth > kMaxPropertyListDepth) {
-            if (error) *error = QStringLiteral("The value is nested too deeply to be archived.");
-            return std::nullopt;
-        }
+    std::optional<std::uint64_t> encode(const Value& v, int depth) {
+        if (depth > kMaxPropertyListDepth) return refuse(QStringLiteral("The value is nested too deeply to be archived."));
         switch (v.type()) {
         case Value::Type::Absent: return 0;
         case Value::Type::String:
@@ -216,17 +213,15 @@ private:
         case Value::Type::Array:
         case Value::Type::Dictionary: break;
         }
-        return encodeContainer(v, depth, error);
+        return encodeContainer(v, depth);
     }
 
-    std::optional<std::uint64_t> encodeContainer(const Value& v, int depth, QString* error) {
+    std::optional<std::uint64_t> encodeContainer(const Value& v, int depth) {
         const bool isArray = v.isArray();
         const void* id = isArray ? v.toArray().identity() : v.toDictionary().identity();
         if (auto it = containers_.constFind(id); it != containers_.cend()) return *it;
-        if (!inProgress_.insert(id).second) {
-            if (error) *error = QStringLiteral("A container contains itself and cannot be archived.");
-            return std::nullopt;
-        }
+        if (!inProgress_.insert(id).second)
+            return refuse(QStringLiteral("A container contains itself and cannot be archived."));
         const Ref slot = w_.reserve();
         const std::uint64_t uid = push(slot);
         if (isArray) {
@@ -234,7 +229,7 @@ private:
             std::vector<std::uint64_t> elements;
             elements.reserve(size_t(a.count()));
             for (const Value& e : a) {
-                auto u = encode(e, depth + 1, error);
+                auto u = encode(e, depth + 1);
                 if (!u) return std::nullopt;
                 elements.push_back(*u);
             }
@@ -243,7 +238,7 @@ private:
             const Dictionary d = v.toDictionary();
             if (!dictionaryBody(d.count(), [&d](qsizetype i) -> const QString& { return d.keyAt(i); },
                                 [&d](qsizetype i) -> const Value& { return d.valueAt(i); }, d.isImmutableClass(),
-                                slot, depth, error))
+                                slot, depth))
                 return std::nullopt;
         }
         inProgress_.erase(id);
@@ -252,8 +247,7 @@ private:
     }
 
     template <typename KeyAt, typename ValueAt>
-    bool dictionaryBody(qsizetype count, KeyAt keyAt, ValueAt valueAt, bool immutable, Ref slot, int depth,
-                        QString* error) {
+    bool dictionaryBody(qsizetype count, KeyAt keyAt, ValueAt valueAt, bool immutable, Ref slot, int depth) {
         // Lists reused from one dictionary to the next at the same depth (a deque keeps the
         // deeper ones in place while they are added).
         while (scratch_.size() <= size_t(depth)) scratch_.emplace_back();
@@ -285,7 +279,7 @@ private:
                 values.push_back(plain(w_.string(v.stringRef(), hashes[size_t(i)])));
                 continue;
             }
-            auto u = encode(v, depth + 1, error);
+            auto u = encode(v, depth + 1);
             if (!u) return false;
             values.push_back(*u);
         }
@@ -306,8 +300,7 @@ private:
     // The root is written as a new mutable array whose dictionaries are new copies with the
     // entries the rewrite gives: each element is its own object, as a fresh copy would be,
     // while what the entries hold is shared and uniqued as usual.
-    std::optional<std::uint64_t> encodeRewritten(const Array& a, const KeyedArchiver::ElementRewrite& rewrite,
-                                                 QString* error) {
+    std::optional<std::uint64_t> encodeRewritten(const Array& a, const KeyedArchiver::ElementRewrite& rewrite) {
         const Ref slot = w_.reserve();
         const std::uint64_t uid = push(slot);
         std::vector<std::uint64_t> elements;
@@ -319,7 +312,7 @@ private:
             Entries entries;
             Value extra;
             for (; done < to && !failed; ++done) {
-                auto u = encodeElement(a.at(done), rewrite, entries, extra, error);
+                auto u = encodeElement(a.at(done), rewrite, entries, extra);
                 if (!u) failed = true;
                 else elements.push_back(*u);
             }
@@ -354,22 +347,22 @@ private:
     using Entries = std::vector<std::pair<const QString*, const Value*>>;
 
     std::optional<std::uint64_t> encodeElement(const Value& e, const KeyedArchiver::ElementRewrite& rewrite,
-                                               Entries& entries, Value& extra, QString* error) {
+                                               Entries& entries, Value& extra) {
         const Dictionary* d = e.dictionaryIfAny();
-        if (!d) return encode(e, 1, error);
+        if (!d) return encode(e, 1);
         entries.clear();
         rewrite(*d, entries, extra);
-        return encodeCopy(*d, entries, error);
+        return encodeCopy(*d, entries);
     }
 
     // An element's copy, holding the entries its rewrite gave, as a dictionary of its own.
-    std::optional<std::uint64_t> encodeCopy(const Dictionary& element, const Entries& entries, QString* error) {
+    std::optional<std::uint64_t> encodeCopy(const Dictionary& element, const Entries& entries) {
         const Ref slot = w_.reserve();
         const std::uint64_t uid = push(slot);
         if (!dictionaryBody(qsizetype(entries.size()),
                             [&entries](qsizetype i) -> const QString& { return *entries[size_t(i)].first; },
                             [&entries](qsizetype i) -> const Value& { return *entries[size_t(i)].second; },
-                            element.isImmutableClass(), slot, 1, error))
+                            element.isImmutableClass(), slot, 1))
             return std::nullopt;
         return uid;
     }
@@ -393,7 +386,7 @@ private:
             rewrite(*d, entries, extra);
             for (const auto& entry : entries)
                 if (entry.second->isDictionary() || entry.second->isArray()) return false;
-            const auto uid = encodeCopy(*d, entries, nullptr);
+            const auto uid = encodeCopy(*d, entries);
             if (!uid) return false;
             elements.push_back(*uid);
         }
@@ -414,12 +407,11 @@ public:
         mutableData_.clear();
     }
 
-    std::optional<QByteArray> archive(const Value& root, QString* error,
-                                      const KeyedArchiver::ElementRewrite* rewrite = nullptr) {
+    Result<QByteArray> archive(const Value& root, const KeyedArchiver::ElementRewrite* rewrite = nullptr) {
         const Ref top = w_.reserve();
         objects_.push_back(w_.string(QStringLiteral("$null")));
-        auto rootUid = rewrite ? encodeRewritten(root.toArray(), *rewrite, error) : encode(root, 0, error);
-        if (!rootUid) return std::nullopt;
+        auto rootUid = rewrite ? encodeRewritten(root.toArray(), *rewrite) : encode(root, 0);
+        if (!rootUid) return Result<QByteArray>::failed(0, refusal_);
         finishMutableObjects();
         const Ref objectsArray = w_.reserve();
         const Ref topInner = w_.reserve();
@@ -435,6 +427,14 @@ public:
     }
 
 private:
+    // The reason the value cannot be archived, kept until archive() reports it; the encoding
+    // functions below only say that they gave up.
+    std::nullopt_t refuse(const QString& why) {
+        refusal_ = why;
+        return std::nullopt;
+    }
+
+    QString refusal_;
     BinaryPlistWriter w_;
     struct ClassCacheEntry {
         const char* base;
@@ -512,39 +512,42 @@ public:
     using Obj = BinaryPlistReader::Object;
     using Kind = BinaryPlistReader::Kind;
 
-    std::optional<Value> run(const QByteArray& data, QString* error) {
-        error_ = error;
-        QString plistError;
-        if (!r_.open(data, &plistError)) {
+    Result<Value> run(const QByteArray& data) {
+        const auto refused = [](const QString& why) { return Result<Value>::failed(0, why); };
+        const QString notAnArchive = QStringLiteral("The data is not a keyed archive.");
+        if (auto opened = r_.open(data); !opened) {
             // Not even a property list: say so plainly, keeping the detail for damaged lists.
-            return failed(data.startsWith("bplist") ? plistError
-                                                    : QStringLiteral("The data is not a keyed archive."));
+            return refused(data.startsWith("bplist") ? opened.message() : notAnArchive);
         }
-        Obj top;
-        if (!r_.object(r_.topObject(), &top, error) || top.kind != Kind::Dictionary)
-            return failed(QStringLiteral("The data is not a keyed archive."));
-        Obj archiver, version, topDict;
-        const auto archiverRef = r_.lookup(top, "$archiver");
-        const auto versionRef = r_.lookup(top, "$version");
-        const auto topRef = r_.lookup(top, "$top");
-        const auto objectsRef = r_.lookup(top, "$objects");
-        if (!archiverRef || !versionRef || !topRef || !objectsRef || !r_.object(*archiverRef, &archiver, nullptr) ||
-            !r_.stringEquals(archiver, archive::kArchiverName) || !r_.object(*versionRef, &version, nullptr) ||
-            version.kind != Kind::Integer)
-            return failed(QStringLiteral("The data is not a keyed archive."));
-        if (!r_.object(*objectsRef, &objects_, nullptr) || objects_.kind != Kind::Array)
-            return failed(damaged(QStringLiteral("\"$objects\" is not an array")));
-        if (!r_.object(*topRef, &topDict, nullptr) || topDict.kind != Kind::Dictionary)
-            return failed(damaged(QStringLiteral("\"$top\" is not a dictionary")));
-        const auto rootRef = r_.lookup(topDict, "root");
-        if (!rootRef) return failed(damaged(QStringLiteral("there is no root object")));
+        const auto top = r_.object(r_.topObject());
+        if (!top || top->kind != Kind::Dictionary) return refused(notAnArchive);
+        const auto archiverRef = r_.lookup(*top, "$archiver");
+        const auto versionRef = r_.lookup(*top, "$version");
+        const auto topRef = r_.lookup(*top, "$top");
+        const auto objectsRef = r_.lookup(*top, "$objects");
+        if (!archiverRef || !versionRef || !topRef || !objectsRef) return refused(notAnArchive);
+        const auto archiver = r_.object(*archiverRef);
+        if (!archiver || !r_.stringEquals(*archiver, archive::kArchiverName)) return refused(notAnArchive);
+        const auto version = r_.object(*versionRef);
+        if (!version || version->kind != Kind::Integer) return refused(notAnArchive);
+        const auto objects = r_.object(*objectsRef);
+        if (!objects || objects->kind != Kind::Array)
+            return refused(damaged(QStringLiteral("\"$objects\" is not an array")));
+        objects_ = *objects;
+        const auto topDict = r_.object(*topRef);
+        if (!topDict || topDict->kind != Kind::Dictionary)
+            return refused(damaged(QStringLiteral("\"$top\" is not a dictionary")));
+        const auto rootRef = r_.lookup(*topDict, "root");
+        if (!rootRef) return refused(damaged(QStringLiteral("there is no root object")));
         std::uint64_t rootUid;
-        if (!uidOf(*rootRef, &rootUid)) return std::nullopt;
+        if (!uidOf(*rootRef, &rootUid)) return refused(error_);
 
         shared_ = std::make_shared<SharedState>();
         shared_->state.assign(size_t(objects_.count), 0);
         countReferences(rootUid);
-        return decode(rootUid, 0);
+        auto root = decode(rootUid, 0);
+        if (!root) return refused(error_);
+        return std::move(*root);
     }
 
 private:
@@ -552,8 +555,10 @@ private:
         return QStringLiteral("The archive is damaged: %1.").arg(what);
     }
 
+    // The decoding functions below give up with nothing (or false); the first reason is kept
+    // here for run() to report.
     std::nullopt_t failed(const QString& text) {
-        if (error_) *error_ = text;
+        error_ = text;
         return std::nullopt;
     }
 
@@ -587,18 +592,17 @@ private:
             if (uid < objects_.count && counts[uid] < kReferredTwice) counts[uid] += kReferredOnce;
         };
         for (std::uint64_t i = from; i < to; ++i) {
-            Obj o;
-            if (!r.object(r.reference(objects_, i), &o, nullptr) || o.kind != Kind::Dictionary) continue;
-            for (std::uint64_t k = 0; k < o.count; ++k) {
-                Obj v;
-                if (!r.object(r.reference(o, o.count + k), &v, nullptr)) continue;
-                if (v.kind == Kind::Uid) {
-                    count(std::uint64_t(v.intBits));
-                } else if (v.kind == Kind::Array) {
-                    for (std::uint64_t e = 0; e < v.count; ++e) {
-                        Obj u;
-                        if (r.object(r.reference(v, e), &u, nullptr) && u.kind == Kind::Uid)
-                            count(std::uint64_t(u.intBits));
+            const auto o = r.object(r.reference(objects_, i));
+            if (!o || o->kind != Kind::Dictionary) continue;
+            for (std::uint64_t k = 0; k < o->count; ++k) {
+                const auto v = r.object(r.reference(*o, o->count + k));
+                if (!v) continue;
+                if (v->kind == Kind::Uid) {
+                    count(std::uint64_t(v->intBits));
+                } else if (v->kind == Kind::Array) {
+                    for (std::uint64_t e = 0; e < v->count; ++e) {
+                        const auto u = r.object(r.reference(*v, e));
+                        if (u && u->kind == Kind::Uid) count(std::uint64_t(u->intBits));
                     }
                 }
             }
@@ -607,19 +611,19 @@ private:
 
     bool uidOf(std::uint64_t plistRef, std::uint64_t* uid) {
         if (r_.uidAt(plistRef, uid)) return true;
-        Obj o;
-        QString e;
-        if (!r_.object(plistRef, &o, &e)) return failed(e), false;
-        if (o.kind != Kind::Uid) return failed(damaged(QStringLiteral("a reference is not a UID"))), false;
-        *uid = std::uint64_t(o.intBits);
+        const auto o = r_.object(plistRef);
+        if (!o) return failed(o.message()), false;
+        if (o->kind != Kind::Uid) return failed(damaged(QStringLiteral("a reference is not a UID"))), false;
+        *uid = std::uint64_t(o->intBits);
         return true;
     }
 
     bool archivedObject(std::uint64_t uid, Obj* o) {
         if (uid >= objects_.count)
             return failed(damaged(QStringLiteral("a reference points past the last archived object"))), false;
-        QString e;
-        if (!r_.object(r_.reference(objects_, uid), o, &e)) return failed(e), false;
+        auto read = r_.object(r_.reference(objects_, uid));
+        if (!read) return failed(read.message()), false;
+        *o = *read;
         return true;
     }
 
@@ -628,9 +632,9 @@ private:
         out->clear();
         const auto ref = r_.lookup(owner, key);
         if (!ref) return true;  // an empty collection may leave its list out
-        Obj arr;
-        QString e;
-        if (!r_.object(*ref, &arr, &e)) return failed(e), false;
+        const auto read = r_.object(*ref);
+        if (!read) return failed(read.message()), false;
+        const Obj& arr = *read;
         if (arr.kind != Kind::Array) return failed(damaged(QStringLiteral("\"%1\" is not an array").arg(QLatin1String(key)))), false;
         out->reserve(size_t(arr.count));
         for (std::uint64_t i = 0; i < arr.count; ++i) {
@@ -650,22 +654,23 @@ private:
             *info = *it;
             return true;
         }
-        Obj c, nameObj;
+        Obj c;
         if (!archivedObject(uid, &c)) return false;
         const auto nameRef = r_.lookup(c, "$classname");
-        if (c.kind != Kind::Dictionary || !nameRef || !r_.object(*nameRef, &nameObj, nullptr) ||
-            (nameObj.kind != Kind::AsciiString && nameObj.kind != Kind::Utf16String))
+        const auto nameObj = nameRef ? r_.object(*nameRef) : Result<Obj>::failed(0, QString());
+        if (c.kind != Kind::Dictionary || !nameObj ||
+            (nameObj->kind != Kind::AsciiString && nameObj->kind != Kind::Utf16String))
             return failed(damaged(QStringLiteral("a class record without a name"))), false;
-        ClassInfo ci = classifyName(r_.string(nameObj));
+        ClassInfo ci = classifyName(r_.string(*nameObj));
         // A private subclass is understood through the public class it names in "$classes".
         if (ci.kind == ClassKind::Unknown) {
-            Obj chain;
-            if (const auto chainRef = r_.lookup(c, "$classes");
-                chainRef && r_.object(*chainRef, &chain, nullptr) && chain.kind == Kind::Array) {
-                for (std::uint64_t i = 0; i < chain.count && ci.kind == ClassKind::Unknown; ++i) {
-                    Obj n;
-                    if (!r_.object(r_.reference(chain, i), &n, nullptr)) continue;
-                    const ClassInfo base = classifyName(r_.string(n));
+            const auto chainRef = r_.lookup(c, "$classes");
+            if (const auto chain = chainRef ? r_.object(*chainRef) : Result<Obj>::failed(0, QString());
+                chain && chain->kind == Kind::Array) {
+                for (std::uint64_t i = 0; i < chain->count && ci.kind == ClassKind::Unknown; ++i) {
+                    const auto n = r_.object(r_.reference(*chain, i));
+                    if (!n) continue;
+                    const ClassInfo base = classifyName(r_.string(*n));
                     if (base.kind != ClassKind::Unknown) {
                         ci.kind = base.kind;
                         ci.isMutable = base.isMutable;
@@ -757,9 +762,9 @@ private:
             if (!preparedBefore &&
                 ((state[uid] & kReferredTwice) != kReferredTwice || (state[uid] & (kDecoded | kBeingDecoded))))
                 continue;
-            Obj o;
-            if (!r_.object(r_.reference(objects_, uid), &o, nullptr)) continue;
-            auto v = plainObject(o);
+            const auto o = r_.object(r_.reference(objects_, uid));
+            if (!o) continue;
+            auto v = plainObject(*o);
             if (!v) continue;
             found.emplace_back(uid, std::move(*v));
             state[uid] |= kPrepared;
@@ -779,8 +784,6 @@ private:
         // Its own table of classes: a copy shared with this one's would be detached by both
         // threads at once.
         other.classMemo_ = QHash<std::uint64_t, ClassInfo>();
-        QString otherError;
-        other.error_ = &otherError;
         std::atomic<bool> stop{false};
         bool otherOk = false, ok = false;
         std::exception_ptr otherException, exception;
@@ -803,7 +806,7 @@ private:
         if (exception) std::rethrow_exception(exception);
         if (!ok) return false;
         if (otherException) std::rethrow_exception(otherException);
-        if (!otherOk) return failed(otherError), false;
+        if (!otherOk) return failed(other.error_), false;
         return true;
     }
 
@@ -837,7 +840,10 @@ private:
     bool field(const Obj& owner, const char* key, Obj* out) {
         const auto ref = r_.lookup(owner, key);
         if (!ref) return false;
-        return r_.object(*ref, out, nullptr);
+        const auto read = r_.object(*ref);
+        if (!read) return false;
+        *out = *read;
+        return true;
     }
 
     std::optional<Value> decodeObject(const Obj& o, int depth) {
@@ -966,24 +972,22 @@ private:
     };
     KeyCacheEntry keyCache_[64];
     QHash<std::uint64_t, ClassInfo> classMemo_;
-    QString* error_ = nullptr;
+    QString error_;
 };
 
 }  // namespace
 
-std::optional<QByteArray> KeyedArchiver::archivedDataWithRootObject(const Value& root, QString* error) {
+Result<QByteArray> KeyedArchiver::archivedDataWithRootObject(const Value& root) {
     Archiver a;
-    return a.archive(root, error);
+    return a.archive(root);
 }
 
-std::optional<QByteArray> KeyedArchiver::archivedArrayWithRewrittenElements(const Array& root,
-                                                                          const ElementRewrite& rewrite,
-                                                                          QString* error) {
+Result<QByteArray> KeyedArchiver::archivedArrayWithRewrittenElements(const Array& root, const ElementRewrite& rewrite) {
     bool twoThreads = false;
-    std::optional<QByteArray> bytes;
+    Result<QByteArray> bytes = QByteArray();
     {
         Archiver a;
-        bytes = a.archive(Value(root), error, &rewrite);
+        bytes = a.archive(Value(root), &rewrite);
         twoThreads = a.wroteInTwoHalves();
     }
     // The second half's tables came from the heap of its own thread, which the C library keeps
@@ -994,9 +998,9 @@ std::optional<QByteArray> KeyedArchiver::archivedArrayWithRewrittenElements(cons
     return bytes;
 }
 
-std::optional<Value> KeyedUnarchiver::unarchiveObjectWithData(const QByteArray& data, QString* error) {
+Result<Value> KeyedUnarchiver::unarchiveObjectWithData(const QByteArray& data) {
     Unarchiver u;
-    return u.run(data, error);
+    return u.run(data);
 }
 
 }  // namespace qv

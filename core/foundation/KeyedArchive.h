@@ -12,13 +12,13 @@
 // references, a reference past the end or a wrong type where a class expects another is refused
 // with a message.
 
+#include "Result.h"
 #include "Value.h"
 
 #include <QByteArray>
 #include <QString>
 
 #include <functional>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -33,8 +33,8 @@ class KeyedArchiver {
 public:
     // Dictionaries and arrays are written under their mutable class names unless they were read
     // as immutable; strings and data marked as mutable get their mutable object form.
-    // Fails (nullopt) only for a value that contains itself.
-    static std::optional<QByteArray> archivedDataWithRootObject(const Value& root, QString* error = nullptr);
+    // Fails only for a value that contains itself or is nested too deeply.
+    static Result<QByteArray> archivedDataWithRootObject(const Value& root);
 
     // Saving writes every record as a copy with a few keys changed. Instead of making a hundred
     // thousand copies first, the archiver asks the rewrite for each dictionary of the array what
@@ -48,15 +48,14 @@ public:
     using ElementRewrite =
         std::function<void(const Dictionary& element, std::vector<std::pair<const QString*, const Value*>>& entries,
                            Value& extra)>;
-    static std::optional<QByteArray> archivedArrayWithRewrittenElements(const Array& root, const ElementRewrite& rewrite,
-                                                                        QString* error = nullptr);
+    static Result<QByteArray> archivedArrayWithRewrittenElements(const Array& root, const ElementRewrite& rewrite);
 };
 
 class KeyedUnarchiver {
 public:
-    // The root object; absent when the root is the archive's null. nullopt and a message in
-    // `error` when the data is not a keyed archive or is damaged.
-    static std::optional<Value> unarchiveObjectWithData(const QByteArray& data, QString* error = nullptr);
+    // The root object; an absent value when the root is the archive's null. A failure with a
+    // message when the data is not a keyed archive or is damaged.
+    static Result<Value> unarchiveObjectWithData(const QByteArray& data);
 };
 
 }  // namespace qv

@@ -27,11 +27,6 @@ constexpr std::uint64_t kHeaderSize = 8;
 // Seconds between the Unix epoch and 2001-01-01 00:00:00 UTC, the origin of every date here.
 constexpr qint64 kEpoch2001 = kUnixSecondsAt2001;
 
-bool fail(QString* error, const QString& text) {
-    if (error) *error = text;
-    return false;
-}
-
 QString damaged(const QString& what) {
     return QStringLiteral("The property list is damaged: %1.").arg(what);
 }
@@ -41,13 +36,13 @@ QString damaged(const QString& what) {
 // ---------------------------------------------------------------------------------------------
 // Reader
 
-bool BinaryPlistReader::open(const QByteArray& bytes, QString* error) {
+Status<> BinaryPlistReader::open(const QByteArray& bytes) {
     keep_ = bytes;
     keyRefs_.clear();
     p_ = reinterpret_cast<const unsigned char*>(keep_.constData());
     size_ = std::uint64_t(keep_.size());
     if (size_ < kHeaderSize + kTrailerSize || std::memcmp(p_, kMagic, 8) != 0)
-        return fail(error, QStringLiteral("The data is not a binary property list."));
+        return Status<>::failed(0, QStringLiteral("The data is not a binary property list."));
     const std::uint64_t t = size_ - kTrailerSize;
     offsetSize_ = p_[t + 6];
     refSize_ = p_[t + 7];
@@ -56,15 +51,15 @@ bool BinaryPlistReader::open(const QByteArray& bytes, QString* error) {
     offsetTable_ = readUInt(t + 24, 8);
     auto validSize = [](int s) { return s == 1 || s == 2 || s == 4 || s == 8; };
     if (!validSize(offsetSize_) || !validSize(refSize_))
-        return fail(error, damaged(QStringLiteral("impossible offset or reference size")));
+        return Status<>::failed(0, damaged(QStringLiteral("impossible offset or reference size")));
     if (objectCount_ == 0 || topObject_ >= objectCount_)
-        return fail(error, damaged(QStringLiteral("no top object")));
+        return Status<>::failed(0, damaged(QStringLiteral("no top object")));
     if (offsetTable_ < kHeaderSize || offsetTable_ > t ||
         objectCount_ > (t - offsetTable_) / std::uint64_t(offsetSize_))
-        return fail(error, damaged(QStringLiteral("the offset table lies outside the data")));
+        return Status<>::failed(0, damaged(QStringLiteral("the offset table lies outside the data")));
     if (refSize_ < 8 && objectCount_ - 1 > (std::uint64_t(1) << (8 * refSize_)) - 1)
-        return fail(error, damaged(QStringLiteral("references too small for the object count")));
-    return true;
+        return Status<>::failed(0, damaged(QStringLiteral("references too small for the object count")));
+    return {};
 }
 
 std::uint64_t BinaryPlistReader::readUInt(std::uint64_t at, int size) const {
@@ -101,12 +96,13 @@ std::uint64_t BinaryPlistReader::reference(const Object& container, std::uint64_
     return readUInt(container.payload + i * std::uint64_t(refSize_), refSize_);
 }
 
-bool BinaryPlistReader::object(std::uint64_t ref, Object* out, QString* error) const {
-    if (ref >= objectCount_) return fail(error, damaged(QStringLiteral("a reference points past the last object")));
+Result<BinaryPlistReader::Object> BinaryPlistReader::object(std::uint64_t ref) const {
+    const auto broken = [](const QString& what) { return Result<Object>::failed(0, damaged(what)); };
+    if (ref >= objectCount_) return broken(QStringLiteral("a reference points past the last object"));
     const std::uint64_t at = readUInt(offsetTable_ + ref * std::uint64_t(offsetSize_), offsetSize_);
     // Objects live between the header and the offset table.
     const std::uint64_t end = offsetTable_;
-    if (at < kHeaderSize || at >= end) return fail(error, damaged(QStringLiteral("an object offset is out of range")));
+    if (at < kHeaderSize || at >= end) return broken(QStringLiteral("an object offset is out of range"));
     const unsigned marker = p_[at];
     const unsigned high = marker >> 4, low = marker & 0x0F;
     std::uint64_t pos = at + 1;
@@ -138,12 +134,12 @@ bool BinaryPlistReader::object(std::uint64_t ref, Object* out, QString* error) c
             o.kind = Kind::Boolean;
             o.boolValue = marker == 0x09;
         } else
-            return fail(error, damaged(QStringLiteral("unknown object marker 0x%1").arg(marker, 2, 16, QLatin1Char('0'))));
+            return broken(QStringLiteral("unknown object marker 0x%1").arg(marker, 2, 16, QLatin1Char('0')));
         break;
     case 0x1: {
-        if (low > 4) return fail(error, damaged(QStringLiteral("an integer of impossible width")));
+        if (low > 4) return broken(QStringLiteral("an integer of impossible width"));
         const int n = 1 << low;
-        if (!need(std::uint64_t(n))) return fail(error, damaged(QStringLiteral("a truncated integer")));
+        if (!need(std::uint64_t(n))) return broken(QStringLiteral("a truncated integer"));
         o.kind = Kind::Integer;
         if (n == 16) {
             // The 16-byte form holds the unsigned 64-bit values above the signed range; its high
@@ -155,7 +151,7 @@ bool BinaryPlistReader::object(std::uint64_t ref, Object* out, QString* error) c
             } else if (hi == ~std::uint64_t(0) && (lo >> 63)) {
                 o.intBits = std::int64_t(lo);
             } else {
-                return fail(error, damaged(QStringLiteral("an integer beyond 64 bits")));
+                return broken(QStringLiteral("an integer beyond 64 bits"));
             }
         } else {
             // 1, 2 and 4 bytes are unsigned, 8 bytes signed.
@@ -164,9 +160,9 @@ bool BinaryPlistReader::object(std::uint64_t ref, Object* out, QString* error) c
         break;
     }
     case 0x2: {
-        if (low != 2 && low != 3) return fail(error, damaged(QStringLiteral("a real of impossible width")));
+        if (low != 2 && low != 3) return broken(QStringLiteral("a real of impossible width"));
         const int n = 1 << low;
-        if (!need(std::uint64_t(n))) return fail(error, damaged(QStringLiteral("a truncated real")));
+        if (!need(std::uint64_t(n))) return broken(QStringLiteral("a truncated real"));
         o.kind = Kind::Real;
         o.is32 = n == 4;
         if (o.is32) {
@@ -181,7 +177,7 @@ bool BinaryPlistReader::object(std::uint64_t ref, Object* out, QString* error) c
         break;
     }
     case 0x3: {
-        if (marker != 0x33 || !need(8)) return fail(error, damaged(QStringLiteral("a malformed date")));
+        if (marker != 0x33 || !need(8)) return broken(QStringLiteral("a malformed date"));
         o.kind = Kind::Date;
         const std::uint64_t bits = readUInt(pos, 8);
         std::memcpy(&o.real, &bits, 8);
@@ -190,35 +186,34 @@ bool BinaryPlistReader::object(std::uint64_t ref, Object* out, QString* error) c
     case 0x4:
     case 0x5:
     case 0x6: {
-        if (!readCount(&o.count)) return fail(error, damaged(QStringLiteral("a malformed length")));
+        if (!readCount(&o.count)) return broken(QStringLiteral("a malformed length"));
         const std::uint64_t unit = high == 0x6 ? 2 : 1;
-        if (o.count > (end - pos) / unit) return fail(error, damaged(QStringLiteral("a string or data runs past the end")));
+        if (o.count > (end - pos) / unit) return broken(QStringLiteral("a string or data runs past the end"));
         o.kind = high == 0x4 ? Kind::Data : high == 0x5 ? Kind::AsciiString : Kind::Utf16String;
         o.payload = pos;
         break;
     }
     case 0x8: {
         const int n = int(low) + 1;
-        if (n != 1 && n != 2 && n != 4 && n != 8) return fail(error, damaged(QStringLiteral("a UID of impossible width")));
-        if (!need(std::uint64_t(n))) return fail(error, damaged(QStringLiteral("a truncated UID")));
+        if (n != 1 && n != 2 && n != 4 && n != 8) return broken(QStringLiteral("a UID of impossible width"));
+        if (!need(std::uint64_t(n))) return broken(QStringLiteral("a truncated UID"));
         o.kind = Kind::Uid;
         o.intBits = std::int64_t(readUInt(pos, n));
         break;
     }
     case 0xA:
     case 0xD: {
-        if (!readCount(&o.count)) return fail(error, damaged(QStringLiteral("a malformed length")));
+        if (!readCount(&o.count)) return broken(QStringLiteral("a malformed length"));
         const std::uint64_t perEntry = std::uint64_t(refSize_) * (high == 0xD ? 2 : 1);
-        if (o.count > (end - pos) / perEntry) return fail(error, damaged(QStringLiteral("a container runs past the end")));
+        if (o.count > (end - pos) / perEntry) return broken(QStringLiteral("a container runs past the end"));
         o.kind = high == 0xA ? Kind::Array : Kind::Dictionary;
         o.payload = pos;
         break;
     }
     default:
-        return fail(error, damaged(QStringLiteral("unsupported object marker 0x%1").arg(marker, 2, 16, QLatin1Char('0'))));
+        return broken(QStringLiteral("unsupported object marker 0x%1").arg(marker, 2, 16, QLatin1Char('0')));
     }
-    *out = o;
-    return true;
+    return o;
 }
 
 QString BinaryPlistReader::string(const Object& o) const {
@@ -271,10 +266,10 @@ std::optional<std::uint64_t> BinaryPlistReader::lookup(const Object& dictionary,
             if (reference(dictionary, i) == cached->ref) return reference(dictionary, dictionary.count + i);
     }
     for (std::uint64_t i = 0; i < dictionary.count; ++i) {
-        Object k;
         const std::uint64_t ref = reference(dictionary, i);
-        if (!object(ref, &k, nullptr)) continue;
-        if (stringEquals(k, key)) {
+        const auto k = object(ref);
+        if (!k) continue;
+        if (stringEquals(*k, key)) {
             if (cached) cached->ref = ref;
             else if (keyRefs_.size() < 16) keyRefs_.push_back(KeyRef{std::string(key), ref});
             return reference(dictionary, dictionary.count + i);
@@ -292,13 +287,11 @@ class GenericReader {
 public:
     explicit GenericReader(const BinaryPlistReader& r) : r_(r) {}
 
-    std::optional<Value> read(std::uint64_t ref, int depth, QString* error) {
-        if (depth > kMaxPropertyListDepth) {
-            fail(error, damaged(QStringLiteral("nesting too deep")));
-            return std::nullopt;
-        }
-        BinaryPlistReader::Object o;
-        if (!r_.object(ref, &o, error)) return std::nullopt;
+    Result<Value> read(std::uint64_t ref, int depth) {
+        if (depth > kMaxPropertyListDepth) return broken(QStringLiteral("nesting too deep"));
+        const auto object = r_.object(ref);
+        if (!object) return object.failure();
+        const BinaryPlistReader::Object& o = *object;
         using K = BinaryPlistReader::Kind;
         switch (o.kind) {
         case K::Null: return Value();
@@ -322,32 +315,27 @@ public:
         // references from multiplying into an exponential tree; a container reached again
         // while it is being read is a loop.
         if (auto it = done_.find(ref); it != done_.end()) return it->second;
-        if (!inProgress_.insert(ref).second) {
-            fail(error, damaged(QStringLiteral("a container contains itself")));
-            return std::nullopt;
-        }
+        if (!inProgress_.insert(ref).second) return broken(QStringLiteral("a container contains itself"));
         Value result;
         if (o.kind == K::Array) {
             Array a;
             a.reserve(qsizetype(o.count));
             for (std::uint64_t i = 0; i < o.count; ++i) {
-                auto v = read(r_.reference(o, i), depth + 1, error);
-                if (!v) return std::nullopt;
+                auto v = read(r_.reference(o, i), depth + 1);
+                if (!v) return v;
                 a.append(*v);
             }
             result = Value(a);
         } else {
             Dictionary d;
             for (std::uint64_t i = 0; i < o.count; ++i) {
-                BinaryPlistReader::Object k;
-                if (!r_.object(r_.reference(o, i), &k, error)) return std::nullopt;
-                if (k.kind != K::AsciiString && k.kind != K::Utf16String) {
-                    fail(error, damaged(QStringLiteral("a dictionary key that is not a string")));
-                    return std::nullopt;
-                }
-                auto v = read(r_.reference(o, o.count + i), depth + 1, error);
-                if (!v) return std::nullopt;
-                d.set(r_.string(k), *v);
+                const auto k = r_.object(r_.reference(o, i));
+                if (!k) return k.failure();
+                if (k->kind != K::AsciiString && k->kind != K::Utf16String)
+                    return broken(QStringLiteral("a dictionary key that is not a string"));
+                auto v = read(r_.reference(o, o.count + i), depth + 1);
+                if (!v) return v;
+                d.set(r_.string(*k), *v);
             }
             result = Value(d);
         }
@@ -357,6 +345,8 @@ public:
     }
 
 private:
+    static Result<Value> broken(const QString& what) { return Result<Value>::failed(0, damaged(what)); }
+
     const BinaryPlistReader& r_;
     std::unordered_map<std::uint64_t, Value> done_;
     std::unordered_set<std::uint64_t> inProgress_;
@@ -364,11 +354,11 @@ private:
 
 }  // namespace
 
-std::optional<Value> readBinaryPropertyList(const QByteArray& bytes, QString* error) {
+Result<Value> readBinaryPropertyList(const QByteArray& bytes) {
     BinaryPlistReader r;
-    if (!r.open(bytes, error)) return std::nullopt;
+    if (auto opened = r.open(bytes); !opened) return opened.failure();
     GenericReader g(r);
-    return g.read(r.topObject(), 0, error);
+    return g.read(r.topObject(), 0);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -380,26 +370,23 @@ class XmlReader {
 public:
     explicit XmlReader(const QByteArray& bytes) : x_(bytes) {}
 
-    std::optional<Value> read(QString* error) {
+    Result<Value> read() {
         // Skip to <plist>, then read its one child.
         while (!x_.atEnd()) {
             x_.readNext();
             if (x_.isStartElement()) {
-                if (x_.name() != QLatin1String("plist")) return bad(error, QStringLiteral("the root element is not <plist>"));
-                if (!nextElement()) return bad(error, QStringLiteral("<plist> is empty"));
-                auto v = element(0, error);
-                if (!v) return std::nullopt;
-                return v;
+                if (x_.name() != QLatin1String("plist")) return bad(QStringLiteral("the root element is not <plist>"));
+                if (!nextElement()) return bad(QStringLiteral("<plist> is empty"));
+                return element(0);
             }
         }
-        if (x_.hasError()) return bad(error, x_.errorString());
-        return bad(error, QStringLiteral("no <plist> element"));
+        if (x_.hasError()) return bad(x_.errorString());
+        return bad(QStringLiteral("no <plist> element"));
     }
 
 private:
-    std::optional<Value> bad(QString* error, const QString& what) {
-        if (error) *error = QStringLiteral("The XML property list is damaged: %1.").arg(what);
-        return std::nullopt;
+    static Result<Value> bad(const QString& what) {
+        return Result<Value>::failed(0, QStringLiteral("The XML property list is damaged: %1.").arg(what));
     }
 
     // Advances to the next start element inside the current one; false at its end.
@@ -412,21 +399,21 @@ private:
         return false;
     }
 
-    std::optional<Value> element(int depth, QString* error) {
-        if (depth > kMaxPropertyListDepth) return bad(error, QStringLiteral("nesting too deep"));
+    Result<Value> element(int depth) {
+        if (depth > kMaxPropertyListDepth) return bad(QStringLiteral("nesting too deep"));
         const QString name = x_.name().toString();
         if (name == QLatin1String("dict")) {
             Dictionary d;
             while (nextElement()) {
-                if (x_.name() != QLatin1String("key")) return bad(error, QStringLiteral("a <dict> entry without <key>"));
+                if (x_.name() != QLatin1String("key")) return bad(QStringLiteral("a <dict> entry without <key>"));
                 const QString key = x_.readElementText();
-                if (x_.hasError()) return bad(error, x_.errorString());
-                if (!nextElement()) return bad(error, QStringLiteral("a <key> without a value"));
-                auto v = element(depth + 1, error);
-                if (!v) return std::nullopt;
+                if (x_.hasError()) return bad(x_.errorString());
+                if (!nextElement()) return bad(QStringLiteral("a <key> without a value"));
+                auto v = element(depth + 1);
+                if (!v) return v;
                 d.set(key, *v);
             }
-            if (x_.hasError()) return bad(error, x_.errorString());
+            if (x_.hasError()) return bad(x_.errorString());
             // <dict><key>CF$UID</key><integer>n</integer></dict> is how UIDs are written here;
             // it stays a dictionary, as in the generic binary reading.
             return Value(d);
@@ -434,11 +421,11 @@ private:
         if (name == QLatin1String("array")) {
             Array a;
             while (nextElement()) {
-                auto v = element(depth + 1, error);
-                if (!v) return std::nullopt;
+                auto v = element(depth + 1);
+                if (!v) return v;
                 a.append(*v);
             }
-            if (x_.hasError()) return bad(error, x_.errorString());
+            if (x_.hasError()) return bad(x_.errorString());
             return Value(a);
         }
         if (name == QLatin1String("true") || name == QLatin1String("false")) {
@@ -447,7 +434,7 @@ private:
             return Value::boolean(b);
         }
         const QString text = x_.readElementText();
-        if (x_.hasError()) return bad(error, x_.errorString());
+        if (x_.hasError()) return bad(x_.errorString());
         if (name == QLatin1String("string")) return Value(text);
         if (name == QLatin1String("integer")) {
             const QString t = text.trimmed();
@@ -459,7 +446,7 @@ private:
                 const qulonglong v = t.toULongLong(&ok, 10);
                 if (ok) return Value::unsignedInteger(v);
             }
-            return bad(error, QStringLiteral("an <integer> that is not a number"));
+            return bad(QStringLiteral("an <integer> that is not a number"));
         }
         if (name == QLatin1String("real")) {
             bool ok = false;
@@ -469,7 +456,7 @@ private:
                 if (t == QLatin1String("nan")) return Value::real(std::nan(""));
                 if (t == QLatin1String("inf") || t == QLatin1String("+inf")) return Value::real(HUGE_VAL);
                 if (t == QLatin1String("-inf")) return Value::real(-HUGE_VAL);
-                return bad(error, QStringLiteral("a <real> that is not a number"));
+                return bad(QStringLiteral("a <real> that is not a number"));
             }
             return Value::real(v);
         }
@@ -477,16 +464,16 @@ private:
             QByteArray compact = text.toLatin1();
             compact.replace(' ', "").replace('\n', "").replace('\t', "").replace('\r', "");
             auto decoded = QByteArray::fromBase64Encoding(compact);
-            if (!decoded) return bad(error, QStringLiteral("<data> that is not base64"));
+            if (!decoded) return bad(QStringLiteral("<data> that is not base64"));
             return Value::data(*decoded);
         }
         if (name == QLatin1String("date")) {
             QDateTime dt = QDateTime::fromString(text.trimmed(), Qt::ISODate);
-            if (!dt.isValid()) return bad(error, QStringLiteral("a <date> that is not an ISO 8601 date"));
+            if (!dt.isValid()) return bad(QStringLiteral("a <date> that is not an ISO 8601 date"));
             dt.setTimeZone(QTimeZone::utc());  // a date without a zone is read as UTC
             return Value::date(double(dt.toSecsSinceEpoch() - kEpoch2001));
         }
-        return bad(error, QStringLiteral("an unknown element <%1>").arg(name));
+        return bad(QStringLiteral("an unknown element <%1>").arg(name));
     }
 
     QXmlStreamReader x_;
@@ -494,19 +481,18 @@ private:
 
 }  // namespace
 
-std::optional<Value> readXmlPropertyList(const QByteArray& bytes, QString* error) {
+Result<Value> readXmlPropertyList(const QByteArray& bytes) {
     XmlReader r(bytes);
-    return r.read(error);
+    return r.read();
 }
 
-std::optional<Value> readPropertyList(const QByteArray& bytes, QString* error) {
-    if (bytes.startsWith("bplist")) return readBinaryPropertyList(bytes, error);
+Result<Value> readPropertyList(const QByteArray& bytes) {
+    if (bytes.startsWith("bplist")) return readBinaryPropertyList(bytes);
     const QByteArray head = bytes.left(64).trimmed();
     if (head.startsWith("<?xml") || head.startsWith("<plist") || head.startsWith("<!DOCTYPE") ||
         head.startsWith("\xEF\xBB\xBF"))
-        return readXmlPropertyList(bytes, error);
-    if (error) *error = QStringLiteral("The data is not a property list.");
-    return std::nullopt;
+        return readXmlPropertyList(bytes);
+    return Result<Value>::failed(0, QStringLiteral("The data is not a property list."));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -967,18 +953,14 @@ namespace {
 
 class GenericWriter {
 public:
-    std::optional<BinaryPlistWriter::Ref> write(const Value& v, int depth, QString* error) {
-        if (depth > kMaxPropertyListDepth) {
-            fail(error, QStringLiteral("The value is nested too deeply for a property list."));
-            return std::nullopt;
-        }
+    using Written = Result<BinaryPlistWriter::Ref>;
+
+    Written write(const Value& v, int depth) {
+        if (depth > kMaxPropertyListDepth)
+            return Written::failed(0, QStringLiteral("The value is nested too deeply for a property list."));
         switch (v.type()) {
-        case Value::Type::Absent:
-            fail(error, QStringLiteral("An absent value has no property-list form."));
-            return std::nullopt;
-        case Value::Type::Rect:
-            fail(error, QStringLiteral("A rectangle has no property-list form."));
-            return std::nullopt;
+        case Value::Type::Absent: return Written::failed(0, QStringLiteral("An absent value has no property-list form."));
+        case Value::Type::Rect: return Written::failed(0, QStringLiteral("A rectangle has no property-list form."));
         case Value::Type::String: return w.string(v.stringRef());
         case Value::Type::Integer:
             return v.isUnsignedInteger() ? w.unsignedInteger(v.toUInt64()) : w.integer(v.toInt64());
@@ -990,10 +972,8 @@ public:
         case Value::Type::Dictionary: break;
         }
         const void* id = v.isArray() ? v.toArray().identity() : v.toDictionary().identity();
-        if (!inProgress_.insert(id).second) {
-            fail(error, QStringLiteral("A container contains itself and cannot be written."));
-            return std::nullopt;
-        }
+        if (!inProgress_.insert(id).second)
+            return Written::failed(0, QStringLiteral("A container contains itself and cannot be written."));
         BinaryPlistWriter::Ref ref;
         if (v.isArray()) {
             const Array a = v.toArray();
@@ -1001,8 +981,8 @@ public:
             std::vector<BinaryPlistWriter::Ref> elements;
             elements.reserve(size_t(a.count()));
             for (const Value& e : a) {
-                auto r = write(e, depth + 1, error);
-                if (!r) return std::nullopt;
+                auto r = write(e, depth + 1);
+                if (!r) return r;
                 elements.push_back(*r);
             }
             w.setArray(ref, elements);
@@ -1018,8 +998,8 @@ public:
             values.reserve(size_t(d.count()));
             for (qsizetype i = 0; i < d.count(); ++i) keys.push_back(w.string(d.keyAt(i)));
             for (qsizetype i = 0; i < d.count(); ++i) {
-                auto r = write(d.valueAt(i), depth + 1, error);
-                if (!r) return std::nullopt;
+                auto r = write(d.valueAt(i), depth + 1);
+                if (!r) return r;
                 values.push_back(*r);
             }
             w.setDictionary(ref, keys, values);
@@ -1036,10 +1016,10 @@ private:
 
 }  // namespace
 
-std::optional<QByteArray> writeBinaryPropertyList(const Value& root, QString* error) {
+Result<QByteArray> writeBinaryPropertyList(const Value& root) {
     GenericWriter g;
-    auto top = g.write(root, 0, error);
-    if (!top) return std::nullopt;
+    auto top = g.write(root, 0);
+    if (!top) return top.failure();
     return g.w.finish(*top);
 }
 

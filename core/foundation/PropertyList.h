@@ -6,6 +6,7 @@
 // Generic conversion to and from Value represents a UID, which only keyed archives use, as a
 // dictionary with the single key "CF$UID", the way the XML form spells it.
 
+#include "Result.h"
 #include "Value.h"
 
 #include <QByteArray>
@@ -21,12 +22,12 @@
 namespace qv {
 
 // Either form, told apart by its first bytes.
-std::optional<Value> readPropertyList(const QByteArray& bytes, QString* error);
-std::optional<Value> readBinaryPropertyList(const QByteArray& bytes, QString* error);
-std::optional<Value> readXmlPropertyList(const QByteArray& bytes, QString* error);
+Result<Value> readPropertyList(const QByteArray& bytes);
+Result<Value> readBinaryPropertyList(const QByteArray& bytes);
+Result<Value> readXmlPropertyList(const QByteArray& bytes);
 
 // Rectangles and absent values have no property-list form and are refused.
-std::optional<QByteArray> writeBinaryPropertyList(const Value& root, QString* error);
+Result<QByteArray> writeBinaryPropertyList(const Value& root);
 
 // Nesting deeper than this is refused by every reader, so damaged or hostile input cannot
 // exhaust the stack.
@@ -62,12 +63,13 @@ public:
         std::uint64_t payload = 0; // offset of the bytes or of the references
     };
 
-    bool open(const QByteArray& bytes, QString* error);
+    Status<> open(const QByteArray& bytes);
 
     std::uint64_t objectCount() const { return objectCount_; }
     std::uint64_t topObject() const { return topObject_; }
 
-    bool object(std::uint64_t ref, Object* out, QString* error) const;
+    // The object at `ref`, or why it cannot be read.
+    Result<Object> object(std::uint64_t ref) const;
     // The i-th reference of an array, or of a dictionary (keys first, then values).
     std::uint64_t reference(const Object& container, std::uint64_t i) const;
 

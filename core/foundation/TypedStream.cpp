@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <optional>
 #include <variant>
 #include <vector>
 
@@ -34,7 +35,7 @@ constexpr unsigned char kInt16 = 0x81, kInt32 = 0x82, kReal = 0x83, kNew = 0x84,
 constexpr int kMaxDepth = 16;
 constexpr int kMaxValues = 4096;
 
-struct Failure {
+struct Refusal {
     QString why;
 };
 
@@ -49,13 +50,13 @@ public:
 
     void header() {
         const unsigned char version = byte();
-        if (version != 3 && version != 4) throw Failure{QStringLiteral("not an old archive (streamer version %1)").arg(version)};
+        if (version != 3 && version != 4) throw Refusal{QStringLiteral("not an old archive (streamer version %1)").arg(version)};
         const qint64 n = integer();
-        if (n != 11) throw Failure{QStringLiteral("not an old archive (no signature)")};
+        if (n != 11) throw Refusal{QStringLiteral("not an old archive (no signature)")};
         const QByteArray sig = bytes(11);
         if (sig == "streamtyped") bigEndian_ = false;
         else if (sig == "typedstream") bigEndian_ = true;
-        else throw Failure{QStringLiteral("not an old archive (signature)")};
+        else throw Refusal{QStringLiteral("not an old archive (signature)")};
         (void)integer();  // the system version
     }
 
@@ -63,9 +64,9 @@ public:
     QString rootObject(std::vector<double>* values) {
         values_ = values;
         const auto type = sharedString();
-        if (!type || *type != "@") throw Failure{QStringLiteral("the archive does not start with an object")};
+        if (!type || *type != "@") throw Refusal{QStringLiteral("the archive does not start with an object")};
         const int index = object(0);
-        if (index < 0) throw Failure{QStringLiteral("the archive holds nothing")};
+        if (index < 0) throw Refusal{QStringLiteral("the archive holds nothing")};
         return classNameOf(index);
     }
 
@@ -81,15 +82,15 @@ public:
 
 private:
     unsigned char byte() {
-        if (pos_ >= data_.size()) throw Failure{QStringLiteral("the archive ends too early")};
+        if (pos_ >= data_.size()) throw Refusal{QStringLiteral("the archive ends too early")};
         return static_cast<unsigned char>(data_[pos_++]);
     }
     unsigned char peek() const {
-        if (pos_ >= data_.size()) throw Failure{QStringLiteral("the archive ends too early")};
+        if (pos_ >= data_.size()) throw Refusal{QStringLiteral("the archive ends too early")};
         return static_cast<unsigned char>(data_[pos_]);
     }
     QByteArray bytes(qint64 n) {
-        if (n < 0 || n > data_.size() - pos_) throw Failure{QStringLiteral("a length runs past the end")};
+        if (n < 0 || n > data_.size() - pos_) throw Refusal{QStringLiteral("a length runs past the end")};
         const QByteArray out = data_.mid(pos_, n);
         pos_ += n;
         return out;
@@ -140,20 +141,20 @@ private:
         }
         if (b >= kFirstReference) {
             const int i = b - kFirstReference;
-            if (i >= strings_.size()) throw Failure{QStringLiteral("a string reference points nowhere")};
+            if (i >= strings_.size()) throw Refusal{QStringLiteral("a string reference points nowhere")};
             return strings_[i];
         }
-        throw Failure{QStringLiteral("a string was expected")};
+        throw Refusal{QStringLiteral("a string was expected")};
     }
 
     // Index of the class in classes_, or -1 for nil.
     int classRef(int depth) {
-        if (depth > kMaxDepth) throw Failure{QStringLiteral("classes nest too deep")};
+        if (depth > kMaxDepth) throw Refusal{QStringLiteral("classes nest too deep")};
         const unsigned char b = byte();
         if (b == kNil) return -1;
         if (b == kNew) {
             const auto name = sharedString();
-            if (!name) throw Failure{QStringLiteral("a class has no name")};
+            if (!name) throw Refusal{QStringLiteral("a class has no name")};
             (void)integer();  // class version
             const int c = int(classes_.size());
             classes_.push_back({QString::fromLatin1(*name), -1});
@@ -163,28 +164,28 @@ private:
         }
         if (b >= kFirstReference) {
             const size_t i = b - kFirstReference;
-            if (i >= table_.size() || !table_[i].isClass) throw Failure{QStringLiteral("a class reference points nowhere")};
+            if (i >= table_.size() || !table_[i].isClass) throw Refusal{QStringLiteral("a class reference points nowhere")};
             return table_[i].index;
         }
-        throw Failure{QStringLiteral("a class was expected")};
+        throw Refusal{QStringLiteral("a class was expected")};
     }
 
     // Index of the object in the object list, or -1 for nil.
     int object(int depth) {
-        if (depth > kMaxDepth) throw Failure{QStringLiteral("objects nest too deep")};
+        if (depth > kMaxDepth) throw Refusal{QStringLiteral("objects nest too deep")};
         const unsigned char b = byte();
         if (b == kNil) return -1;
         if (b >= kFirstReference) {
             const size_t i = b - kFirstReference;
-            if (i >= table_.size() || table_[i].isClass) throw Failure{QStringLiteral("an object reference points nowhere")};
+            if (i >= table_.size() || table_[i].isClass) throw Refusal{QStringLiteral("an object reference points nowhere")};
             return table_[i].index;
         }
-        if (b != kNew) throw Failure{QStringLiteral("an object was expected")};
+        if (b != kNew) throw Refusal{QStringLiteral("an object was expected")};
         const int o = int(objectClass_.size());
         objectClass_.append(-1);
         table_.push_back({false, o});
         const int c = classRef(depth + 1);
-        if (c < 0) throw Failure{QStringLiteral("an object has no class")};
+        if (c < 0) throw Refusal{QStringLiteral("an object has no class")};
         objectClass_[o] = c;
         while (peek() != kEnd) group(depth + 1);
         ++pos_;
@@ -193,7 +194,7 @@ private:
 
     void group(int depth) {
         const auto type = sharedString();
-        if (!type || type->isEmpty()) throw Failure{QStringLiteral("a value has no type")};
+        if (!type || type->isEmpty()) throw Refusal{QStringLiteral("a value has no type")};
         for (char t : *type) {
             switch (t) {
             case 'c': case 'C': case 's': case 'S': case 'i': case 'I': case 'l': case 'L': case 'q': case 'Q':
@@ -205,13 +206,13 @@ private:
             case '#': (void)classRef(depth + 1); break;
             case '*': (void)sharedString(); break;
             case '+': (void)bytes(integer()); break;
-            default: throw Failure{QStringLiteral("the value type '%1' is not one a colour uses").arg(QLatin1Char(t))};
+            default: throw Refusal{QStringLiteral("the value type '%1' is not one a colour uses").arg(QLatin1Char(t))};
             }
         }
     }
     void push(double v) {
         if (values_ && depth0()) {
-            if (values_->size() >= size_t(kMaxValues)) throw Failure{QStringLiteral("too many values")};
+            if (values_->size() >= size_t(kMaxValues)) throw Refusal{QStringLiteral("too many values")};
             values_->push_back(v);
         }
     }
@@ -239,11 +240,8 @@ private:
 
 }  // namespace
 
-std::optional<Color> decodeColor(const QByteArray& data, QString* error) {
-    auto fail = [error](const QString& why) -> std::optional<Color> {
-        if (error) *error = why;
-        return std::nullopt;
-    };
+Result<Color> decodeColor(const QByteArray& data) {
+    auto fail = [](const QString& why) { return Result<Color>::failed(0, why); };
     try {
         Reader reader(data);
         reader.header();
@@ -271,7 +269,7 @@ std::optional<Color> decodeColor(const QByteArray& data, QString* error) {
         }
         default: return fail(QStringLiteral("colour space %1 has no RGB components").arg(space));
         }
-    } catch (const Failure& f) {
+    } catch (const Refusal& f) {
         return fail(f.why);
     }
 }

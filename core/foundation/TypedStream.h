@@ -4,10 +4,10 @@
 // release 3.0 stored category colours. It reads exactly one thing, a colour object, and refuses
 // anything else with a message; every length and reference is checked against the bytes there.
 
+#include "Result.h"
+
 #include <QByteArray>
 #include <QString>
-
-#include <optional>
 
 namespace qv::TypedStream {
 
@@ -17,7 +17,7 @@ struct Color {
 
 // The four RGB components of an archived colour. RGB colours give their components as stored,
 // grey colours give the grey in all three, CMYK colours are converted the plain way. Named and
-// pattern colours, and anything that is not a colour, give nothing and a reason in `error`.
-std::optional<Color> decodeColor(const QByteArray& data, QString* error = nullptr);
+// pattern colours, and anything that is not a colour, fail with the reason.
+Result<Color> decodeColor(const QByteArray& data);
 
 }  // namespace qv::TypedStream

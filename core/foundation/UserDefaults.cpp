@@ -32,7 +32,7 @@ Value SettingsUserDefaults::stored(const QString& key) const {
     if (v.typeId() == QMetaType::QByteArray) {
         const QByteArray b = v.toByteArray();
         if (b.startsWith(kPlistPrefix)) {
-            if (auto parsed = readBinaryPropertyList(b, nullptr)) return *parsed;
+            if (auto parsed = readBinaryPropertyList(b)) return *parsed;
         }
         return Value::data(b);
     }
@@ -66,7 +66,7 @@ void SettingsUserDefaults::store(const QString& key, const Value& value) {
         break;
     default: break;
     }
-    if (auto bytes = writeBinaryPropertyList(value, nullptr)) settings_->setValue(key, *bytes);
+    if (auto bytes = writeBinaryPropertyList(value)) settings_->setValue(key, *bytes);
 }
 
 }  // namespace qv

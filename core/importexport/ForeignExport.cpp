@@ -154,20 +154,17 @@ QByteArray exportBytes(const QString& format, const Array& records) {
     return QByteArray();
 }
 
-bool writeToFile(const QString& format, const Array& records, const QString& path, QString* error) {
-    if (!formatNames().contains(format)) {
-        if (error) *error = QStringLiteral("unknown format \"%1\"").arg(format);
-        return false;
-    }
+Status<> writeToFile(const QString& format, const Array& records, const QString& path) {
+    if (!formatNames().contains(format)) return Status<>::failed(0, QStringLiteral("unknown format \"%1\"").arg(format));
     const QByteArray bytes = exportBytes(format, records);
     QSaveFile out(path);
     if (!out.open(QIODevice::WriteOnly) || !out.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner) ||
         out.write(bytes) != bytes.size() || !out.commit()) {
-        if (error) *error = out.errorString();
+        const QString reason = out.errorString();
         out.cancelWriting();
-        return false;
+        return Status<>::failed(0, reason);
     }
-    return true;
+    return {};
 }
 
 }  // namespace qv::ForeignExport

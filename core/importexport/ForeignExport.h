@@ -4,6 +4,7 @@
 // hosted vault imports, and an RFC 4180 CSV headed by this program's field titles. Every
 // password leaves in clear, so the file is made readable by its owner only.
 
+#include "foundation/Result.h"
 #include "foundation/Value.h"
 
 #include <QByteArray>
@@ -18,7 +19,7 @@ QString fileExtension(const QString& format);
 
 // The whole file for `records` (dictionaries with categoryPtr); empty for an unknown format.
 QByteArray exportBytes(const QString& format, const Array& records);
-// Written beside the target and renamed over it, mode 0600. False with a reason on failure.
-bool writeToFile(const QString& format, const Array& records, const QString& path, QString* error = nullptr);
+// Written beside the target and renamed over it, mode 0600. A failure gives the reason.
+Status<> writeToFile(const QString& format, const Array& records, const QString& path);
 
 }  // namespace qv::ForeignExport

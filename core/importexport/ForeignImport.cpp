@@ -29,7 +29,7 @@ constexpr double kUnixTo2001 = double(kUnixSecondsAt2001);
 // Seconds from 0001-01-01, where KDBX 4 counts its times from, to 2001-01-01.
 constexpr double kYearOneTo2001 = 63113904000.0;
 
-Result malformed(const QString& error) { return Result{Status::Malformed, error, 0}; }
+Read malformed(const QString& error) { return Read::failed(Problem::Malformed, error); }
 
 void appendLine(QString& note, const QString& key, const QString& value) {
     if (value.isEmpty()) return;
@@ -68,27 +68,29 @@ class CsvFile {
 public:
     explicit CsvFile(const QString& text) : reader_(text) {}
 
-    // Reads the header; an error when a required column is missing.
-    QString readHeader(const QStringList& required) {
-        if (!reader_.next(&header_))
-            return reader_.error().isEmpty() ? QStringLiteral("line 1: the file is empty; a header row was expected") : reader_.error();
+    // Reads the header; a failure when a required column is missing.
+    Status<> readHeader(const QStringList& required) {
+        const auto header = reader_.next();
+        if (!header) return header.failure();
+        if (!*header) return Status<>::failed(0, QStringLiteral("line 1: the file is empty; a header row was expected"));
+        header_ = std::move(**header);
         for (qsizetype i = 0; i < header_.size(); ++i) index_.insert(header_[i].trimmed().toLower(), i);
         for (const QString& r : required)
             if (!index_.contains(r))
-                return QStringLiteral("line %1: the header has no \"%2\" column").arg(reader_.recordLine()).arg(r);
-        return QString();
+                return Status<>::failed(0, QStringLiteral("line %1: the header has no \"%2\" column").arg(reader_.recordLine()).arg(r));
+        return {};
     }
-    // The next row; false at the end or on an error, which error() then tells.
-    bool next() {
-        if (!reader_.next(&row_)) return false;
-        if (row_.size() != header_.size()) {
-            error_ = QStringLiteral("line %1: %2 fields where the header has %3")
-                         .arg(reader_.recordLine()).arg(row_.size()).arg(header_.size());
-            return false;
-        }
+    // The next row: true when there is one, false at the end, or what is wrong with it.
+    Result<bool> next() {
+        auto row = reader_.next();
+        if (!row) return row.failure();
+        if (!*row) return false;
+        row_ = std::move(**row);
+        if (row_.size() != header_.size())
+            return Result<bool>::failed(0, QStringLiteral("line %1: %2 fields where the header has %3")
+                                               .arg(reader_.recordLine()).arg(row_.size()).arg(header_.size()));
         return true;
     }
-    QString error() const { return error_.isEmpty() ? reader_.error() : error_; }
     QString value(const QString& column) const {
         const qsizetype i = index_.value(column, -1);
         return i >= 0 ? row_.at(i) : QString();
@@ -102,26 +104,27 @@ private:
     rfc4180::Reader reader_;
     QStringList header_, row_;
     QHash<QString, qsizetype> index_;
-    QString error_;
 };
 
 // Reads a CSV file with `required` columns, making each row an entry through `make`.
 template <typename Make>
-Result readCsv(const QByteArray& data, const QStringList& required, Make make, const Sink& sink) {
+Read readCsv(const QByteArray& data, const QStringList& required, Make make, const Sink& sink) {
     const auto text = decodeUtf8(data);
     if (!text) return malformed(QStringLiteral("the file is not UTF-8 text"));
     CsvFile csv(*text);
-    if (QString e = csv.readHeader(required); !e.isEmpty()) return malformed(e);
-    Result result;
-    while (csv.next()) {
+    if (const auto header = csv.readHeader(required); !header) return malformed(header.message());
+    qsizetype count = 0;
+    for (;;) {
+        const auto row = csv.next();
+        if (!row) return malformed(row.message());
+        if (!*row) break;
         ForeignEntry e;
-        if (QString problem = make(csv, e); !problem.isEmpty())
-            return malformed(QStringLiteral("line %1: %2").arg(csv.line()).arg(problem));
+        if (const Status<> made = make(csv, e); !made)
+            return malformed(QStringLiteral("line %1: %2").arg(csv.line()).arg(made.message()));
         sink(std::move(e));
-        ++result.count;
+        ++count;
     }
-    if (!csv.error().isEmpty()) return malformed(csv.error());
-    return result;
+    return count;
 }
 
 QStringList splitPath(const QString& path, QChar separator) {
@@ -131,8 +134,8 @@ QStringList splitPath(const QString& path, QChar separator) {
     return parts;
 }
 
-Result readKeePassCsv(const QByteArray& data, const Sink& sink) {
-    return readCsv(data, {QStringLiteral("title"), QStringLiteral("password")}, [](const CsvFile& csv, ForeignEntry& e) {
+Read readKeePassCsv(const QByteArray& data, const Sink& sink) {
+    return readCsv(data, {QStringLiteral("title"), QStringLiteral("password")}, [](const CsvFile& csv, ForeignEntry& e) -> Status<> {
         // The group path starts at the root group, which is not a category.
         e.group = splitPath(csv.value(QStringLiteral("group")), QLatin1Char('/'));
         if (!e.group.isEmpty()) e.group.removeFirst();
@@ -145,13 +148,13 @@ Result readKeePassCsv(const QByteArray& data, const Sink& sink) {
         for (const char* k : {"account", "pin", "security", "email"}) takeKnownField(e, QLatin1String(k), csv.value(QLatin1String(k)));
         e.modified = dateFromIso(csv.value(QStringLiteral("last modified")));
         e.created = dateFromIso(csv.value(QStringLiteral("created")));
-        return QString();
+        return {};
     }, sink);
 }
 
-Result readBitwardenCsv(const QByteArray& data, const Sink& sink) {
+Read readBitwardenCsv(const QByteArray& data, const Sink& sink) {
     return readCsv(data, {QStringLiteral("name"), QStringLiteral("login_password"), QStringLiteral("type")},
-                   [](const CsvFile& csv, ForeignEntry& e) {
+                   [](const CsvFile& csv, ForeignEntry& e) -> Status<> {
         e.group = splitPath(csv.value(QStringLiteral("folder")), QLatin1Char('/'));
         e.title = csv.value(QStringLiteral("name"));
         e.notes = csv.value(QStringLiteral("notes"));
@@ -168,45 +171,50 @@ Result readBitwardenCsv(const QByteArray& data, const Sink& sink) {
         e.userName = csv.value(QStringLiteral("login_username"));
         e.password = csv.value(QStringLiteral("login_password"));
         appendLine(e.notes, QStringLiteral("TOTP"), csv.value(QStringLiteral("login_totp")));
-        return QString();
+        return {};
     }, sink);
 }
 
-Result readChromeCsv(const QByteArray& data, const Sink& sink) {
+Read readChromeCsv(const QByteArray& data, const Sink& sink) {
     return readCsv(data, {QStringLiteral("name"), QStringLiteral("url"), QStringLiteral("username"), QStringLiteral("password")},
-                   [](const CsvFile& csv, ForeignEntry& e) {
+                   [](const CsvFile& csv, ForeignEntry& e) -> Status<> {
         e.url = csv.value(QStringLiteral("url"));
         e.title = csv.value(QStringLiteral("name"));
         if (e.title.isEmpty()) e.title = hostOf(e.url);
         e.userName = csv.value(QStringLiteral("username"));
         e.password = csv.value(QStringLiteral("password"));
         e.notes = csv.has(QStringLiteral("note")) ? csv.value(QStringLiteral("note")) : csv.value(QStringLiteral("notes"));
-        return QString();
+        return {};
     }, sink);
 }
 
-std::optional<double> fromMilliseconds(const QString& text, QString* problem, const char* column) {
-    if (text.isEmpty()) return std::nullopt;
+// A time in milliseconds since 1970, nothing for an empty cell.
+Result<std::optional<double>> fromMilliseconds(const QString& text, const char* column) {
+    using Time = std::optional<double>;
+    if (text.isEmpty()) return Time();
     bool ok = false;
     const qint64 ms = text.toLongLong(&ok);
-    if (!ok) {
-        *problem = QStringLiteral("\"%1\" is not a time in milliseconds (column %2)").arg(text, QLatin1String(column));
-        return std::nullopt;
-    }
-    return double(ms) / 1000.0 - kUnixTo2001;
+    if (!ok)
+        return Result<Time>::failed(
+            0, QStringLiteral("\"%1\" is not a time in milliseconds (column %2)").arg(text, QLatin1String(column)));
+    return Time(double(ms) / 1000.0 - kUnixTo2001);
 }
 
-Result readFirefoxCsv(const QByteArray& data, const Sink& sink) {
+Read readFirefoxCsv(const QByteArray& data, const Sink& sink) {
     return readCsv(data, {QStringLiteral("url"), QStringLiteral("username"), QStringLiteral("password")},
-                   [](const CsvFile& csv, ForeignEntry& e) {
+                   [](const CsvFile& csv, ForeignEntry& e) -> Status<> {
         e.url = csv.value(QStringLiteral("url"));
         e.title = hostOf(e.url);
         e.userName = csv.value(QStringLiteral("username"));
         e.password = csv.value(QStringLiteral("password"));
-        QString problem;
-        e.created = fromMilliseconds(csv.value(QStringLiteral("timecreated")), &problem, "timeCreated");
-        e.modified = fromMilliseconds(csv.value(QStringLiteral("timepasswordchanged")), &problem, "timePasswordChanged");
-        return problem;
+        const auto created = fromMilliseconds(csv.value(QStringLiteral("timecreated")), "timeCreated");
+        const auto modified = fromMilliseconds(csv.value(QStringLiteral("timepasswordchanged")), "timePasswordChanged");
+        // Both wrong: the later column is the one named.
+        if (!modified) return modified.failure();
+        if (!created) return created.failure();
+        e.created = *created;
+        e.modified = *modified;
+        return {};
     }, sink);
 }
 
@@ -229,14 +237,14 @@ std::optional<Field> fieldOfHeader(const QString& h) {
     return it == names.constEnd() ? std::nullopt : std::optional<Field>(*it);
 }
 
-Result readAnyCsv(const QByteArray& data, const Sink& sink) {
+Read readAnyCsv(const QByteArray& data, const Sink& sink) {
     std::vector<std::optional<Field>> fields;
-    return readCsv(data, {}, [&fields](const CsvFile& csv, ForeignEntry& e) {
+    return readCsv(data, {}, [&fields](const CsvFile& csv, ForeignEntry& e) -> Status<> {
         if (fields.empty()) {
             for (const QString& h : csv.header()) fields.push_back(fieldOfHeader(h));
             if (std::none_of(fields.begin(), fields.end(), [](const auto& f) { return f.has_value(); }))
-                return QStringLiteral("no column of the header is named like a record field (Name, Title, Url, "
-                                      "User ID, Username, Password, Note, Category...)");
+                return Status<>::failed(0, QStringLiteral("no column of the header is named like a record field (Name, "
+                                                          "Title, Url, User ID, Username, Password, Note, Category...)"));
         }
         QStringList extra;
         for (qsizetype i = 0; i < csv.row().size(); ++i) {
@@ -259,7 +267,7 @@ Result readAnyCsv(const QByteArray& data, const Sink& sink) {
             }
         }
         for (const QString& x : extra) e.notes += (e.notes.isEmpty() ? QString() : QStringLiteral("\n")) + x;
-        return QString();
+        return {};
     }, sink);
 }
 
@@ -276,7 +284,7 @@ QString jsonText(const QJsonValue& v) {
     return QString();
 }
 
-Result readBitwardenJson(const QByteArray& data, const Sink& sink) {
+Read readBitwardenJson(const QByteArray& data, const Sink& sink) {
     QJsonParseError parseError;
     const QJsonDocument doc = QJsonDocument::fromJson(data, &parseError);
     if (parseError.error != QJsonParseError::NoError)
@@ -294,7 +302,7 @@ Result readBitwardenJson(const QByteArray& data, const Sink& sink) {
         folders.insert(f.value(QStringLiteral("id")).toString(), splitPath(f.value(QStringLiteral("name")).toString(), QLatin1Char('/')));
     }
     const QJsonArray items = root.value(QStringLiteral("items")).toArray();
-    Result result;
+    qsizetype count = 0;
     for (qsizetype i = 0; i < items.size(); ++i) {
         if (!items.at(i).isObject()) return malformed(QStringLiteral("items[%1]: not an object").arg(i));
         const QJsonObject item = items.at(i).toObject();
@@ -332,9 +340,9 @@ Result readBitwardenJson(const QByteArray& data, const Sink& sink) {
         e.created = dateFromIso(item.value(QStringLiteral("creationDate")).toString());
         e.modified = dateFromIso(item.value(QStringLiteral("revisionDate")).toString());
         sink(std::move(e));
-        ++result.count;
+        ++count;
     }
-    return result;
+    return count;
 }
 
 // ---- KeePass XML ----
@@ -371,13 +379,13 @@ Tag tagOf(QStringView n) {
 
 }  // namespace
 
-Result readKeePassXml(const QByteArray& xmlBytes, const Sink& sink,
+Read readKeePassXml(const QByteArray& xmlBytes, const Sink& sink,
                       const std::function<QByteArray(const QByteArray&)>& unprotect) {
     // Handed over a piece at a time, as a database's inflated content is.
     static constexpr qsizetype kPiece = 1 << 20;
     qsizetype at = 0;
     return readKeePassXmlPieces(
-        [&xmlBytes, &at](QByteArray* piece) {
+        [&xmlBytes, &at](QByteArray* piece) -> Result<bool> {
             if (at >= xmlBytes.size()) return false;
             *piece = QByteArray::fromRawData(xmlBytes.constData() + at, std::min(kPiece, xmlBytes.size() - at));
             at += kPiece;
@@ -386,8 +394,8 @@ Result readKeePassXml(const QByteArray& xmlBytes, const Sink& sink,
         sink, unprotect);
 }
 
-Result readKeePassXmlPieces(const std::function<bool(QByteArray*)>& more, const Sink& sink,
-                            const std::function<QByteArray(const QByteArray&)>& unprotect) {
+Read readKeePassXmlPieces(const std::function<Result<bool>(QByteArray*)>& more, const Sink& sink,
+                          const std::function<QByteArray(const QByteArray&)>& unprotect) {
     QXmlStreamReader xml;
     std::vector<Tag> elements;  // open elements, outermost first
     QStringList groups;         // names of the open groups, the root group first
@@ -406,15 +414,21 @@ Result readKeePassXmlPieces(const std::function<bool(QByteArray*)>& more, const 
     bool captureProtected = false;
     std::size_t captureDepth = 0;
     QString text;
-    Result result;
+    qsizetype count = 0;
+    QString piecesFailure;
     auto where = [&] { return QStringLiteral("XML line %1, element <%2>").arg(xml.lineNumber()).arg(lastElement); };
     for (;;) {
         const auto token = xml.readNext();
         if (token == QXmlStreamReader::Invalid) {
             QByteArray piece;
-            if (xml.error() == QXmlStreamReader::PrematureEndOfDocumentError && more(&piece)) {
-                xml.addData(piece);
-                continue;
+            if (xml.error() == QXmlStreamReader::PrematureEndOfDocumentError) {
+                const auto got = more(&piece);
+                if (got && *got) {
+                    xml.addData(piece);
+                    continue;
+                }
+                // The pieces' own reason is the one to give, should the text then be cut short.
+                if (!got) piecesFailure = got.message();
             }
             break;
         }
@@ -514,7 +528,7 @@ Result readKeePassXmlPieces(const std::function<bool(QByteArray*)>& more, const 
                 extraLines.clear();
                 if (!inBin) {
                     sink(std::move(*entry));
-                    ++result.count;
+                    ++count;
                 }
                 entry.reset();
             } else if (tag == Tag::Group && !groups.isEmpty() && (parent == Tag::Root || parent == Tag::Group)) {
@@ -524,10 +538,11 @@ Result readKeePassXmlPieces(const std::function<bool(QByteArray*)>& more, const 
         }
     }
     if (xml.hasError()) {
+        if (!piecesFailure.isEmpty()) return malformed(piecesFailure);
         if (lastElement.isEmpty()) lastElement = xml.name().toString();
         return malformed(where() + QStringLiteral(": ") + xml.errorString());
     }
-    return result;
+    return count;
 }
 
 const QStringList& formatNames() {
@@ -561,9 +576,10 @@ QString detectFormat(const QByteArray& data) {
     if (trimmed.startsWith('{')) return data.contains("\"items\"") ? QStringLiteral("bitwarden-json") : QString();
     // CSV: the header row's names, quotes taken off.
     const QString firstLine = QString::fromUtf8(head.left(head.indexOf('\n') < 0 ? head.size() : head.indexOf('\n'))).trimmed();
-    QStringList header;
     rfc4180::Reader reader(firstLine);
-    if (!reader.next(&header)) return QString();
+    const auto record = reader.next();
+    if (!record || !*record) return QString();
+    QStringList header = **record;
     for (QString& h : header) h = h.trimmed().toLower();
     auto hasAll = [&](std::initializer_list<const char*> names) {
         for (const char* n : names)
@@ -579,13 +595,13 @@ QString detectFormat(const QByteArray& data) {
     return QString();
 }
 
-Result read(const QString& requested, const QByteArray& data, const QString& password, const Sink& sink) {
+Read read(const QString& requested, const QByteArray& data, const QString& password, const Sink& sink) {
     QString format = requested;
     if (format.isEmpty() || format == QLatin1String("auto")) {
         format = detectFormat(data);
         if (format.isEmpty())
-            return Result{Status::UnknownFormat,
-                          QStringLiteral("the file is none of the formats this program reads; name one with --from"), 0};
+            return Read::failed(Problem::UnknownFormat,
+                                QStringLiteral("the file is none of the formats this program reads; name one with --from"));
     }
     if (format == QLatin1String("keepass-xml")) return readKeePassXml(data, sink);
     if (format == QLatin1String("keepass-csv")) return readKeePassCsv(data, sink);
@@ -595,20 +611,18 @@ Result read(const QString& requested, const QByteArray& data, const QString& pas
     if (format == QLatin1String("firefox-csv")) return readFirefoxCsv(data, sink);
     if (format == QLatin1String("csv")) return readAnyCsv(data, sink);
     if (format == QLatin1String("kdbx")) {
-        Kdbx::Opened opened = Kdbx::open(data, password);
-        if (opened.status == Kdbx::Status::WrongPassword)
-            return Result{Status::WrongPassword, QStringLiteral("wrong password (or the database also needs a key file, "
-                                                                "which this program does not take)"), 0};
-        if (opened.status != Kdbx::Status::Ok) return malformed(opened.error);
-        Kdbx::InnerStream* stream = opened.stream.get();
-        Result r = readKeePassXmlPieces(opened.pieces, sink, [stream](const QByteArray& b) {
+        auto opened = Kdbx::open(data, password);
+        if (!opened && opened.kind() == Kdbx::Problem::WrongPassword)
+            return Read::failed(Problem::WrongPassword, QStringLiteral("wrong password (or the database also needs a key "
+                                                                       "file, which this program does not take)"));
+        if (!opened) return malformed(opened.message());
+        Kdbx::InnerStream* stream = opened->stream.get();
+        return readKeePassXmlPieces(opened->pieces, sink, [stream](const QByteArray& b) {
             return stream ? stream->apply(b) : b;
         });
-        if (r.status != Status::Ok && opened.pieceError && !opened.pieceError->isEmpty()) r.error = *opened.pieceError;
-        return r;
     }
-    return Result{Status::UnknownFormat, QStringLiteral("unknown format \"%1\"; the formats are %2 and auto")
-                                             .arg(format, formatNames().join(QStringLiteral(", "))), 0};
+    return Read::failed(Problem::UnknownFormat, QStringLiteral("unknown format \"%1\"; the formats are %2 and auto")
+                                                    .arg(format, formatNames().join(QStringLiteral(", "))));
 }
 
 std::optional<double> dateFromIso(const QString& text) {

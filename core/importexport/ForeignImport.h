@@ -5,6 +5,7 @@
 // exports and any CSV with a header row. Each format has its reader; read() dispatches on the
 // format's name. Nothing here touches a document until ForeignRecordMaker::commit().
 
+#include "foundation/Result.h"
 #include "foundation/Value.h"
 
 #include <QByteArray>
@@ -38,29 +39,26 @@ QString formatTitle(const QString& format);
 // cannot tell.
 QString detectFormat(const QByteArray& data);
 
-enum class Status { Ok, Malformed, WrongPassword, NeedsPassword, UnknownFormat };
-struct Result {
-    Status status = Status::Ok;
-    QString error;  // names the line or element
-    qsizetype count = 0;
-};
+enum class Problem { Malformed, WrongPassword, NeedsPassword, UnknownFormat };
+// How many entries went to the sink, or what is wrong; the message names the line or element.
+using Read = Result<qsizetype, Problem>;
 
 // Reads `data` as `format` ("auto" or one of formatNames()), handing every entry to `sink` in
 // file order. `password` is used by kdbx only. On any error some entries may already have gone to
 // the sink; the caller drops them.
-Result read(const QString& format, const QByteArray& data, const QString& password,
-            const std::function<void(ForeignEntry&&)>& sink);
+Read read(const QString& format, const QByteArray& data, const QString& password,
+          const std::function<void(ForeignEntry&&)>& sink);
 
 // Entries from text (the XML of KeePass 2 and its peers); `unprotect` turns a value marked
 // Protected="True" into clear text (a database's inner stream); an export has none.
-Result readKeePassXml(const QByteArray& xml, const std::function<void(ForeignEntry&&)>& sink,
-                      const std::function<QByteArray(const QByteArray&)>& unprotect = {});
+Read readKeePassXml(const QByteArray& xml, const std::function<void(ForeignEntry&&)>& sink,
+                    const std::function<QByteArray(const QByteArray&)>& unprotect = {});
 
-// The same, the XML handed over in pieces by `more` (false once there are no more), so that a
-// database's content need never be whole in memory.
-Result readKeePassXmlPieces(const std::function<bool(QByteArray*)>& more,
-                            const std::function<void(ForeignEntry&&)>& sink,
-                            const std::function<QByteArray(const QByteArray&)>& unprotect = {});
+// The same, the XML handed over in pieces by `more` (false once there are no more, a failure
+// when the pieces could not be had), so that a database's content need never be whole in memory.
+Read readKeePassXmlPieces(const std::function<Result<bool>(QByteArray*)>& more,
+                          const std::function<void(ForeignEntry&&)>& sink,
+                          const std::function<QByteArray(const QByteArray&)>& unprotect = {});
 
 // Dates as the formats write them.
 std::optional<double> dateFromIso(const QString& text);

@@ -328,11 +328,13 @@ private:
     qsizetype at_ = 0;
 };
 
-Opened failure(Status s, const QString& error) {
-    Opened o;
-    o.status = s;
-    o.error = error;
-    return o;
+Result<Opened, Problem> failure(Problem p, const QString& error) { return Result<Opened, Problem>::failed(p, error); }
+
+// The next piece of the content; false at its end, a failure when inflating failed there.
+Result<bool> nextPiece(Content& content, QByteArray* piece) {
+    if (content.next(piece)) return true;
+    if (content.failed()) return Result<bool>::failed(0, QStringLiteral("the content's gzip stream is damaged"));
+    return false;
 }
 
 }  // namespace
@@ -345,13 +347,13 @@ QByteArray salsa20(const QByteArray& key32, const QByteArray& nonce8, const QByt
     return Salsa20(key32, nonce8).apply(data);
 }
 
-Opened open(const QByteArray& file, const QString& password) {
-    if (!hasSignature(file)) return failure(Status::Malformed, QStringLiteral("not a KeePass 2 database (no KDBX signature)"));
+Result<Opened, Problem> open(const QByteArray& file, const QString& password) {
+    if (!hasSignature(file)) return failure(Problem::Malformed, QStringLiteral("not a KeePass 2 database (no KDBX signature)"));
     Cursor c(file, 8);
     const quint32 version = *c.u32();
     const int major = int(version >> 16), minor = int(version & 0xFFFF);
     if (major != 3 && major != 4)
-        return failure(Status::Malformed, QStringLiteral("KDBX %1.%2 is not a version this program reads (3.1 and 4 are)")
+        return failure(Problem::Malformed, QStringLiteral("KDBX %1.%2 is not a version this program reads (3.1 and 4 are)")
                                               .arg(major).arg(minor));
     QByteArray cipherId, masterSeed, iv, transformSeed, protectedStreamKey, streamStart, kdfParams;
     quint64 transformRounds = 0;
@@ -364,7 +366,7 @@ Opened open(const QByteArray& file, const QString& password) {
             if (const auto small = c.u16()) size = *small;
         }
         const auto data = size ? c.bytes(qsizetype(*size)) : std::nullopt;
-        if (!data) return failure(Status::Malformed, QStringLiteral("the header ends before its end field"));
+        if (!data) return failure(Problem::Malformed, QStringLiteral("the header ends before its end field"));
         switch (*id) {
         case 0: break;
         case 2: cipherId = *data; break;
@@ -383,28 +385,28 @@ Opened open(const QByteArray& file, const QString& password) {
     }
     const qsizetype headerEnd = c.pos();
     if (cipherId == kCipherTwofish)
-        return failure(Status::Malformed, QStringLiteral("the database is enciphered with Twofish, which this program does not read"));
+        return failure(Problem::Malformed, QStringLiteral("the database is enciphered with Twofish, which this program does not read"));
     if (cipherId != kCipherAes256 && cipherId != kCipherChaCha20)
-        return failure(Status::Malformed, QStringLiteral("the header names an unknown cipher"));
-    if (compression > 1) return failure(Status::Malformed, QStringLiteral("the header names an unknown compression"));
-    if (masterSeed.size() != 32) return failure(Status::Malformed, QStringLiteral("the header's master seed is not 32 bytes"));
+        return failure(Problem::Malformed, QStringLiteral("the header names an unknown cipher"));
+    if (compression > 1) return failure(Problem::Malformed, QStringLiteral("the header names an unknown compression"));
+    if (masterSeed.size() != 32) return failure(Problem::Malformed, QStringLiteral("the header's master seed is not 32 bytes"));
 
     const QByteArray composite = sha256(sha256(password.toUtf8()));
     std::optional<QByteArray> transformed;
     if (major == 3) {
         if (transformRounds > kMaxAesRounds)
-            return failure(Status::Malformed, QStringLiteral("the header asks for %1 key rounds, more than any database uses").arg(transformRounds));
+            return failure(Problem::Malformed, QStringLiteral("the header asks for %1 key rounds, more than any database uses").arg(transformRounds));
         transformed = aesKdf(composite, transformSeed, transformRounds);
     } else {
         const auto params = variantDictionary(kdfParams);
         if (!params || !params->contains(QStringLiteral("$UUID")))
-            return failure(Status::Malformed, QStringLiteral("the key derivation parameters cannot be read"));
+            return failure(Problem::Malformed, QStringLiteral("the key derivation parameters cannot be read"));
         const QByteArray kdf = params->value(QStringLiteral("$UUID")).bytes;
         const QByteArray salt = params->value(QStringLiteral("S")).bytes;
         if (kdf == kKdfAes || kdf == kKdfAesOld) {
             const quint64 rounds = params->value(QStringLiteral("R")).number();
             if (rounds > kMaxAesRounds)
-                return failure(Status::Malformed, QStringLiteral("the header asks for %1 key rounds, more than any database uses").arg(rounds));
+                return failure(Problem::Malformed, QStringLiteral("the header asks for %1 key rounds, more than any database uses").arg(rounds));
             transformed = aesKdf(composite, salt, rounds);
         } else if (kdf == kKdfArgon2d || kdf == kKdfArgon2id) {
             const quint64 memory = params->value(QStringLiteral("M")).number();
@@ -413,7 +415,7 @@ Opened open(const QByteArray& file, const QString& password) {
             const quint64 argonVersion = params->value(QStringLiteral("V")).number();
             if (memory > kMaxArgonMemory || iterations > kMaxArgonIterations || lanes == 0 || lanes > 256 ||
                 memory * iterations > kMaxArgonWork)
-                return failure(Status::Malformed, QStringLiteral("the Argon2 parameters are beyond what this program will run "
+                return failure(Problem::Malformed, QStringLiteral("the Argon2 parameters are beyond what this program will run "
                                                                  "(memory %1 bytes, %2 iterations, %3 lanes)")
                                                       .arg(memory).arg(iterations).arg(lanes));
             QByteArray out(32, '\0');
@@ -422,14 +424,14 @@ Opened open(const QByteArray& file, const QString& password) {
                                        nullptr, 0, kdf == kKdfArgon2d ? Argon2_d : Argon2_id,
                                        argonVersion == 0x10 ? ARGON2_VERSION_10 : ARGON2_VERSION_13);
             if (rc != ARGON2_OK)
-                return failure(Status::Malformed, QStringLiteral("Argon2 refused the header's parameters: %1")
+                return failure(Problem::Malformed, QStringLiteral("Argon2 refused the header's parameters: %1")
                                                       .arg(QString::fromUtf8(argon2_error_message(rc))));
             transformed = out;
         } else {
-            return failure(Status::Malformed, QStringLiteral("the header names an unknown key derivation"));
+            return failure(Problem::Malformed, QStringLiteral("the header names an unknown key derivation"));
         }
     }
-    if (!transformed) return failure(Status::Malformed, QStringLiteral("the key derivation seed is not 32 bytes"));
+    if (!transformed) return failure(Problem::Malformed, QStringLiteral("the key derivation seed is not 32 bytes"));
     const QByteArray key = sha256(masterSeed + *transformed);
 
     QByteArray payload;
@@ -437,27 +439,27 @@ Opened open(const QByteArray& file, const QString& password) {
     if (major == 4) {
         const auto hash = c.bytes(32);
         const auto hmac = hash ? c.bytes(32) : std::nullopt;
-        if (!hmac) return failure(Status::Malformed, QStringLiteral("the file ends inside its header"));
+        if (!hmac) return failure(Problem::Malformed, QStringLiteral("the file ends inside its header"));
         if (*hash != sha256(file.left(headerEnd)))
-            return failure(Status::Malformed, QStringLiteral("the header's checksum does not match: the file is damaged"));
+            return failure(Problem::Malformed, QStringLiteral("the header's checksum does not match: the file is damaged"));
         const QByteArray hmacKey = sha512(masterSeed + *transformed + QByteArray(1, '\x01'));
         if (hmacSha256(sha512(le64(~0ull) + hmacKey), file.left(headerEnd)) != *hmac)
-            return failure(Status::WrongPassword, QString());
+            return failure(Problem::WrongPassword, QString());
         QByteArray encrypted;
         for (quint64 index = 0;; ++index) {
             const auto blockHmac = c.bytes(32);
             const auto size = blockHmac ? c.u32() : std::nullopt;
             const auto data = size && *size < 0x80000000u ? c.bytes(qsizetype(*size)) : std::nullopt;
-            if (!data) return failure(Status::Malformed, QStringLiteral("block %1 is cut short").arg(index));
+            if (!data) return failure(Problem::Malformed, QStringLiteral("block %1 is cut short").arg(index));
             QByteArray sizeBytes(4, '\0');
             qToLittleEndian(*size, sizeBytes.data());
             if (hmacSha256(sha512(le64(index) + hmacKey), le64(index) + sizeBytes + *data) != *blockHmac)
-                return failure(Status::Malformed, QStringLiteral("block %1 fails its integrity check: the file is damaged").arg(index));
+                return failure(Problem::Malformed, QStringLiteral("block %1 fails its integrity check: the file is damaged").arg(index));
             if (data->isEmpty()) break;
             encrypted += *data;
         }
         auto plain = decrypt(cipherId, key, iv, encrypted);
-        if (!plain) return failure(Status::Malformed, QStringLiteral("the content cannot be deciphered: the file is damaged"));
+        if (!plain) return failure(Problem::Malformed, QStringLiteral("the content cannot be deciphered: the file is damaged"));
         encrypted.clear();
         auto content = std::make_shared<Content>(std::move(*plain), compression == 1);
         quint32 streamId = 0;
@@ -478,39 +480,27 @@ Opened open(const QByteArray& file, const QString& password) {
             if (id == 2) streamKey = data;
         }
         if (!headerEnded)
-            return failure(Status::Malformed, content->failed() ? QStringLiteral("the content's gzip stream is damaged")
+            return failure(Problem::Malformed, content->failed() ? QStringLiteral("the content's gzip stream is damaged")
                                                                 : QStringLiteral("the inner header is cut short"));
-        opened.pieceError = std::make_shared<QString>();
         opened.stream = innerStream(streamId, streamKey);
-        auto error = opened.pieceError;
-        opened.pieces = [content, error](QByteArray* piece) {
-            const bool more = content->next(piece);
-            if (!more && content->failed()) *error = QStringLiteral("the content's gzip stream is damaged");
-            return more;
-        };
+        opened.pieces = [content](QByteArray* piece) { return nextPiece(*content, piece); };
     } else {
         auto plain = decrypt(cipherId, key, iv, file.mid(headerEnd));
-        if (!plain || streamStart.size() != 32 || !plain->startsWith(streamStart)) return failure(Status::WrongPassword, QString());
+        if (!plain || streamStart.size() != 32 || !plain->startsWith(streamStart)) return failure(Problem::WrongPassword, QString());
         Cursor blocks(*plain, 32);
         for (quint32 index = 0;; ++index) {
             const auto blockIndex = blocks.u32();
             const auto hash = blockIndex ? blocks.bytes(32) : std::nullopt;
             const auto size = hash ? blocks.u32() : std::nullopt;
             const auto data = size && *size < 0x80000000u ? blocks.bytes(qsizetype(*size)) : std::nullopt;
-            if (!data) return failure(Status::Malformed, QStringLiteral("block %1 is cut short").arg(index));
+            if (!data) return failure(Problem::Malformed, QStringLiteral("block %1 is cut short").arg(index));
             if (data->isEmpty()) break;
             if (*blockIndex != index || sha256(*data) != *hash)
-                return failure(Status::Malformed, QStringLiteral("block %1 fails its integrity check: the file is damaged").arg(index));
+                return failure(Problem::Malformed, QStringLiteral("block %1 fails its integrity check: the file is damaged").arg(index));
             payload += *data;
         }
         auto content = std::make_shared<Content>(std::move(payload), compression == 1);
-        opened.pieceError = std::make_shared<QString>();
-        auto error = opened.pieceError;
-        opened.pieces = [content, error](QByteArray* piece) {
-            const bool more = content->next(piece);
-            if (!more && content->failed()) *error = QStringLiteral("the content's gzip stream is damaged");
-            return more;
-        };
+        opened.pieces = [content](QByteArray* piece) { return nextPiece(*content, piece); };
         opened.stream = innerStream(innerId, protectedStreamKey);
     }
     return opened;

@@ -5,6 +5,8 @@
 // gzip or plain. What comes out is the database's XML and the inner stream that reveals its
 // protected values; reading the XML is the job of the KeePass XML reader.
 
+#include "foundation/Result.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -22,19 +24,17 @@ public:
     virtual QByteArray apply(const QByteArray& data) = 0;
 };
 
-enum class Status { Ok, Malformed, WrongPassword };
+enum class Problem { Malformed, WrongPassword };
 
 struct Opened {
-    Status status = Status::Ok;
-    QString error;
     // The database's XML, a piece at a time (inflated as it is asked for); false once there is
-    // no more. When inflating fails on the way, `pieceError` says so.
-    std::function<bool(QByteArray*)> pieces;
-    std::shared_ptr<QString> pieceError;
+    // no more, a failure when inflating fails on the way.
+    std::function<Result<bool>(QByteArray*)> pieces;
     std::unique_ptr<InnerStream> stream;  // absent when the database protects nothing
 };
 
-Opened open(const QByteArray& file, const QString& password);
+// The database opened, or why not (a wrong password has no message of its own).
+Result<Opened, Problem> open(const QByteArray& file, const QString& password);
 
 // Salsa20 keystream XOR (20 rounds, 64-bit nonce): the inner stream of KDBX 3.1 files, which
 // OpenSSL does not provide. Exposed for its test.

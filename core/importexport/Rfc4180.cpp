@@ -6,15 +6,21 @@ Reader::Reader(QStringView text) : text_(text) {
     if (text_.startsWith(QChar(0xFEFF))) pos_ = 1;
 }
 
-bool Reader::next(QStringList* fields) {
-    fields->clear();
+Result<Reader::Record> Reader::malformed(const QString& why) {
+    error_ = why;
+    return Result<Record>::failed(0, why);
+}
+
+Result<Reader::Record> Reader::next() {
+    QStringList fields;
     const qsizetype n = text_.size();
     // Blank lines between records carry nothing.
     while (pos_ < n && (text_[pos_] == QLatin1Char('\n') || text_[pos_] == QLatin1Char('\r'))) {
         if (text_[pos_] == QLatin1Char('\n')) ++line_;
         ++pos_;
     }
-    if (pos_ >= n || !error_.isEmpty()) return false;
+    if (!error_.isEmpty()) return Result<Record>::failed(0, error_);
+    if (pos_ >= n) return Record();
     recordLine_ = line_;
     QString field;
     for (;;) {
@@ -23,8 +29,7 @@ bool Reader::next(QStringList* fields) {
             ++pos_;
             for (;;) {
                 if (pos_ >= n) {
-                    error_ = QStringLiteral("line %1: a quoted field opened on this line is never closed").arg(openedOn);
-                    return false;
+                    return malformed(QStringLiteral("line %1: a quoted field opened on this line is never closed").arg(openedOn));
                 }
                 const QChar c = text_[pos_++];
                 if (c == QLatin1Char('"')) {
@@ -40,29 +45,27 @@ bool Reader::next(QStringList* fields) {
             }
             if (pos_ < n && text_[pos_] != QLatin1Char(',') && text_[pos_] != QLatin1Char('\n') &&
                 text_[pos_] != QLatin1Char('\r')) {
-                error_ = QStringLiteral("line %1: text after the closing quote of field %2").arg(line_).arg(fields->size() + 1);
-                return false;
+                return malformed(QStringLiteral("line %1: text after the closing quote of field %2").arg(line_).arg(fields.size() + 1));
             }
         } else {
             const qsizetype start = pos_;
             while (pos_ < n && text_[pos_] != QLatin1Char(',') && text_[pos_] != QLatin1Char('\n') &&
                    text_[pos_] != QLatin1Char('\r')) {
                 if (text_[pos_] == QLatin1Char('"')) {
-                    error_ = QStringLiteral("line %1: a quote inside unquoted field %2").arg(line_).arg(fields->size() + 1);
-                    return false;
+                    return malformed(QStringLiteral("line %1: a quote inside unquoted field %2").arg(line_).arg(fields.size() + 1));
                 }
                 ++pos_;
             }
             field = text_.mid(start, pos_ - start).toString();
         }
-        fields->append(std::move(field));
+        fields.append(std::move(field));
         field = QString();
-        if (pos_ >= n) return true;
+        if (pos_ >= n) return Record(std::move(fields));
         const QChar c = text_[pos_++];
         if (c == QLatin1Char(',')) continue;
         if (c == QLatin1Char('\r') && pos_ < n && text_[pos_] == QLatin1Char('\n')) ++pos_;
         ++line_;
-        return true;
+        return Record(std::move(fields));
     }
 }
 

@@ -5,9 +5,13 @@
 // mark. Used by the imports and exports of other password managers' files; the tab, comma and
 // semicolon import of the record grid keeps its own splitter.
 
+#include "foundation/Result.h"
+
 #include <QString>
 #include <QStringList>
 #include <QStringView>
+
+#include <optional>
 
 namespace qv::rfc4180 {
 
@@ -18,20 +22,21 @@ public:
     // A text that would be gone before the reader is done with it is refused at compile time.
     explicit Reader(QString&& text) = delete;
 
-    // The next record's fields. False at the end of the text or on an error (see error()). A
-    // blank line is skipped.
-    bool next(QStringList* fields);
+    using Record = std::optional<QStringList>;
+    // The next record's fields, nothing at the end of the text, or a failure naming the line
+    // when the text is malformed (and again at every later call). A blank line is skipped.
+    Result<Record> next();
     // The line (from 1) where the record last returned began.
     qsizetype recordLine() const { return recordLine_; }
-    // Empty unless the text is malformed; then it names the line.
-    const QString& error() const { return error_; }
 
 private:
     QStringView text_;
     qsizetype pos_ = 0;
     qsizetype line_ = 1;
     qsizetype recordLine_ = 0;
-    QString error_;
+    QString error_;  // once malformed, every later call says so
+
+    Result<Record> malformed(const QString& why);
 };
 
 // A field quoted when it must be (or always), quotes doubled.

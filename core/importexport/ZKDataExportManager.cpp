@@ -137,7 +137,7 @@ QString cleaned(QString s, int format) {
 // may arrive in two pieces.
 class Utf8Writer {
 public:
-    explicit Utf8Writer(QIODevice& file) : file_(file), buffer_(1 << 18, Qt::Uninitialized) {}
+    explicit Utf8Writer(QSaveFile& file) : file_(file), buffer_(1 << 18, Qt::Uninitialized) {}
 
     void put(QStringView piece) {
         for (const QChar c : piece) {
@@ -171,14 +171,15 @@ public:
             }
         }
     }
-    // The system's error number of the write that failed, 0 when none did.
-    int failure() const { return failure_; }
-    // False when a write failed.
-    bool finish() {
+    // Writes what is left. When any write failed, the file is given up (nothing replaces the
+    // target) and the failure holds the system's reason.
+    Status<> finish() {
         if (high_) byte('?');
         high_ = 0;
         flush();
-        return ok_;
+        if (ok_) return {};
+        file_.cancelWriting();
+        return Status<>::failed(0, failureReason(file_, failure_));
     }
 
 private:
@@ -191,7 +192,7 @@ private:
         }
         used_ = 0;
     }
-    QIODevice& file_;
+    QSaveFile& file_;
     QByteArray buffer_;
     qsizetype used_ = 0;
     char32_t high_ = 0;
@@ -293,26 +294,22 @@ std::optional<QString> ZKDataExportManager::chooseFile(FilePanel& panel, const s
     return panel.runSavePanel(options);
 }
 
-bool ZKDataExportManager::writeToFile(const QString& path, QString* error) {
+Status<> ZKDataExportManager::writeToFile(const QString& path) {
     QSaveFile file(path);
-    bool ok = openPrivately(file);
-    if (ok) {
+    Status<> written;
+    if (openPrivately(file)) {
         Utf8Writer out(file);
         produce([&out](QStringView piece) { out.put(piece); });
-        ok = out.finish();
-        if (!ok) {
-            file.cancelWriting();
-            if (error) *error = failureReason(file, out.failure());
-        } else {
+        written = out.finish();
+        if (written) {
             errno = 0;
-            ok = file.commit();
-            if (!ok && error) *error = failureReason(file, errno);
+            if (!file.commit()) written = Status<>::failed(0, failureReason(file, errno));
         }
-    } else if (error) {
-        *error = file.errorString();
+    } else {
+        written = Status<>::failed(0, file.errorString());
     }
     didExport();
-    return ok;
+    return written;
 }
 
 QString ZKDataExportManager::suggestedNameFor(const QString& displayName) {

@@ -6,6 +6,7 @@
 // its target and renamed over it once complete.
 
 #include "foundation/FilePanel.h"
+#include "foundation/Result.h"
 #include "foundation/Value.h"
 
 #include <QString>
@@ -45,8 +46,9 @@ public:
     // (`endSheet`), then the panel, offering the format's one extension. nullopt when the user
     // cancelled the panel, which ends the export with nothing written.
     std::optional<QString> chooseFile(FilePanel& panel, const std::function<void()>& endSheet = {});
-    // Written atomically, UTF-8 without a mark. False when the file could not be written.
-    bool writeToFile(const QString& path, QString* error = nullptr);
+    // Written atomically, UTF-8 without a mark. A failure gives the reason the file could not
+    // be written.
+    Status<> writeToFile(const QString& path);
     // "<name> Export", without a trailing ".qvane".
     static QString suggestedNameFor(const QString& displayName);
 

@@ -146,7 +146,7 @@ void ZKPhoneHome::tryMirror(int index, std::function<void(std::optional<Dictiona
         // A mirror that does not answer and one that answers with something unreadable are
         // the same: the next one is asked.
         if (bytes) {
-            const auto root = readPropertyList(*bytes, nullptr);
+            const auto root = readPropertyList(*bytes);
             if (root && root->isDictionary()) {
                 done(root->toDictionary());
                 return;

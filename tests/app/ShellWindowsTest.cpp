@@ -245,7 +245,7 @@ TEST(UpdateCheck, FetchesFromTheFirstMirrorThatAnswersOverHttp) {
     // The binary form is read as well; a damaged feed is just a mirror that did not answer.
     Dictionary feed;
     feed.set(QStringLiteral("LRA"), Value::integer(50000));
-    server.body = *writeBinaryPropertyList(Value(feed), nullptr);
+    server.body = *writeBinaryPropertyList(Value(feed));
     ASSERT_TRUE(check());
     EXPECT_TRUE(alerts[0].informativeText.contains(QStringLiteral("Latest available release is: 5.0")));
     server.body = server.body.left(20);

@@ -1,6 +1,7 @@
 #include "foundation/KeyedArchive.h"
 #include "foundation/PropertyList.h"
 
+#include "support/ResultText.h"
 #include "support/SampleValues.h"
 
 #include <QtEndian>
@@ -15,10 +16,9 @@ using namespace qv;
 namespace {
 
 QByteArray archived(const Value& v) {
-    QString error;
-    auto bytes = KeyedArchiver::archivedDataWithRootObject(v, &error);
-    EXPECT_TRUE(bytes) << error.toStdString();
-    return bytes.value_or(QByteArray());
+    auto bytes = KeyedArchiver::archivedDataWithRootObject(v);
+    EXPECT_TRUE(bytes) << test::failureText(bytes).toStdString();
+    return bytes ? *bytes : QByteArray();
 }
 
 Value uid(quint64 n) { return Value(Dictionary{{QStringLiteral("CF$UID"), Value::unsignedInteger(n)}}); }
@@ -35,20 +35,17 @@ QByteArray handArchive(const Array& objects, quint64 root = 1) {
                    {QStringLiteral("$archiver"), Value("NSKeyedArchiver")},
                    {QStringLiteral("$top"), Value(Dictionary{{QStringLiteral("root"), uid(root)}})},
                    {QStringLiteral("$objects"), Value(objects)}};
-    return writeBinaryPropertyList(Value(top), nullptr).value();
+    return writeBinaryPropertyList(Value(top)).value();
 }
 
-std::optional<Value> unarchive(const QByteArray& bytes, QString* error = nullptr) {
-    return KeyedUnarchiver::unarchiveObjectWithData(bytes, error);
-}
+Result<Value> unarchive(const QByteArray& bytes) { return KeyedUnarchiver::unarchiveObjectWithData(bytes); }
 
 }  // namespace
 
 TEST(KeyedArchive, EveryKindRoundTripsExactly) {
     const Value tree = test::everyKindTree(true);
-    QString error;
-    auto back = unarchive(archived(tree), &error);
-    ASSERT_TRUE(back) << error.toStdString();
+    auto back = unarchive(archived(tree));
+    ASSERT_TRUE(back) << test::failureText(back).toStdString();
     test::expectStrictlyEqual(tree, *back);
     // Archiving what was read gives the same bytes again.
     EXPECT_EQ(archived(*back), archived(tree));
@@ -78,7 +75,7 @@ TEST(KeyedArchive, ClassNamesAndMutabilitySurvive) {
 
     // The layout: the published top keys in order, and class records naming the chain. Version,
     // archiver name and "$null" first are checked by the independent reader in plist_interop.py.
-    auto plist = readBinaryPropertyList(bytes, nullptr);
+    auto plist = readBinaryPropertyList(bytes);
     ASSERT_TRUE(plist);
     const Dictionary top = plist->toDictionary();
     EXPECT_EQ(top.keys(), (QStringList{QStringLiteral("$version"), QStringLiteral("$archiver"), QStringLiteral("$top"),
@@ -109,7 +106,7 @@ TEST(KeyedArchive, SharedObjectsStaySharedAndStringsAreStoredOnce) {
     for (int i = 0; i < 1000; ++i)
         records.append(Value(Dictionary{{QStringLiteral("name"), Value("same name")}, {QStringLiteral("cat"), Value(category)}}));
     const QByteArray bytes = archived(Value(records));
-    const Array objects = readBinaryPropertyList(bytes, nullptr)->toDictionary().value(QStringLiteral("$objects")).toArray();
+    const Array objects = readBinaryPropertyList(bytes)->toDictionary().value(QStringLiteral("$objects")).toArray();
     // $null, the array, 1000 records, "name", "cat", "same name", the one category, its key and
     // value, one class record for every dictionary and one for the array.
     EXPECT_EQ(objects.count(), 1010);
@@ -153,12 +150,13 @@ TEST(KeyedArchive, ALargeArrayDecodedOnTwoThreadsIsTheSame) {
     };
     QByteArray damaged = bytes;
     breakString(damaged, "Record 20001", '\x70');
-    QString error;
-    EXPECT_FALSE(unarchive(damaged, &error));
-    EXPECT_TRUE(error.contains(QLatin1String("0x70"))) << error.toStdString();
+    auto refused = unarchive(damaged);
+    EXPECT_FALSE(refused);
+    EXPECT_TRUE(test::failureText(refused).contains(QLatin1String("0x70"))) << test::failureText(refused).toStdString();
     breakString(damaged, "Record 3", '\x0f');
-    EXPECT_FALSE(unarchive(damaged, &error));
-    EXPECT_TRUE(error.contains(QLatin1String("0x0f"))) << error.toStdString();
+    refused = unarchive(damaged);
+    EXPECT_FALSE(refused);
+    EXPECT_TRUE(test::failureText(refused).contains(QLatin1String("0x0f"))) << test::failureText(refused).toStdString();
 }
 
 TEST(KeyedArchive, ALargeRewrittenArrayIsWrittenInTwoHalvesAndReadsBack) {
@@ -202,9 +200,8 @@ TEST(KeyedArchive, ALargeRewrittenArrayIsWrittenInTwoHalvesAndReadsBack) {
     };
 
     const Array records = makeRecords(24000);
-    QString error;
-    const auto bytes = KeyedArchiver::archivedArrayWithRewrittenElements(records, rewrite, &error);
-    ASSERT_TRUE(bytes) << error.toStdString();
+    const auto bytes = KeyedArchiver::archivedArrayWithRewrittenElements(records, rewrite);
+    ASSERT_TRUE(bytes) << test::failureText(bytes).toStdString();
     auto back = unarchive(*bytes);
     ASSERT_TRUE(back);
     test::expectStrictlyEqual(expectedCopies(records), *back);
@@ -217,7 +214,7 @@ TEST(KeyedArchive, ALargeRewrittenArrayIsWrittenInTwoHalvesAndReadsBack) {
     const Array list{Value("a"), Value("b")};
     withShared.at(5).toDictionary().set(QStringLiteral("list"), Value(list));
     withShared.at(23000).toDictionary().set(QStringLiteral("list"), Value(list));
-    const auto whole = KeyedArchiver::archivedArrayWithRewrittenElements(withShared, rewrite, &error);
+    const auto whole = KeyedArchiver::archivedArrayWithRewrittenElements(withShared, rewrite);
     ASSERT_TRUE(whole);
     back = unarchive(*whole);
     ASSERT_TRUE(back);
@@ -225,6 +222,28 @@ TEST(KeyedArchive, ALargeRewrittenArrayIsWrittenInTwoHalvesAndReadsBack) {
     EXPECT_EQ(occurrences(*whole, QByteArray("\x54" "1234")), 1);
     EXPECT_TRUE(back->toArray().at(5).toDictionary().value(QStringLiteral("list")).toArray().isSameObject(
         back->toArray().at(23000).toDictionary().value(QStringLiteral("list")).toArray()));
+}
+
+TEST(KeyedArchive, WhatCannotBeArchivedIsRefusedWithTheReason) {
+    Array loop;
+    loop.append(Value(Dictionary{{QStringLiteral("self"), Value(loop)}}));
+    const auto looped = KeyedArchiver::archivedDataWithRootObject(Value(loop));
+    EXPECT_FALSE(looped);
+    EXPECT_EQ(test::failureText(looped), QStringLiteral("A container contains itself and cannot be archived."));
+    // The same through the rewrite that saving uses, the loop inside one record's copy.
+    const auto rewritten = KeyedArchiver::archivedArrayWithRewrittenElements(
+        loop, [](const Dictionary& record, std::vector<std::pair<const QString*, const Value*>>& entries, Value&) {
+            for (qsizetype i = 0; i < record.count(); ++i) entries.emplace_back(&record.keyAt(i), &record.valueAt(i));
+        });
+    EXPECT_FALSE(rewritten);
+    EXPECT_EQ(test::failureText(rewritten), QStringLiteral("A container contains itself and cannot be archived."));
+    loop.clear();  // break the cycle so the test does not leak it
+
+    Value deep = Value("bottom");
+    for (int i = 0; i < 600; ++i) deep = Value(Array{deep});
+    const auto tooDeep = KeyedArchiver::archivedDataWithRootObject(deep);
+    EXPECT_FALSE(tooDeep);
+    EXPECT_EQ(test::failureText(tooDeep), QStringLiteral("The value is nested too deeply to be archived."));
 }
 
 TEST(KeyedArchive, ReadsImmutableClassesAndPrivateSubclasses) {
@@ -241,9 +260,8 @@ TEST(KeyedArchive, ReadsImmutableClassesAndPrivateSubclasses) {
                   Value(Dictionary{{QStringLiteral("NS.time"), Value::integer(60)}, {QStringLiteral("$class"), uid(7)}}),
                   classRecord("NSDate", {"NSDate", "NSObject"}),
                   classRecord("__NSDictionaryI", {"__NSDictionaryI", "NSDictionary", "NSObject"})};
-    QString error;
-    auto v = unarchive(handArchive(objects), &error);
-    ASSERT_TRUE(v) << error.toStdString();
+    auto v = unarchive(handArchive(objects));
+    ASSERT_TRUE(v) << test::failureText(v).toStdString();
     const Dictionary d = v->toDictionary();
     EXPECT_TRUE(d.isImmutableClass());
     EXPECT_EQ(d.value(QStringLiteral("s")).toString(), QStringLiteral("text"));
@@ -280,34 +298,34 @@ TEST(KeyedArchiveDamage, LoopsDanglingReferencesAndWrongTypesAreRefused) {
          "kind"},
     };
     for (const Case& c : cases) {
-        QString error;
-        EXPECT_FALSE(unarchive(handArchive(c.objects), &error)) << c.what;
+        const auto read = unarchive(handArchive(c.objects));
+        EXPECT_FALSE(read) << c.what;
+        const QString error = test::failureText(read);
         EXPECT_TRUE(error.contains(QLatin1String(c.expect))) << c.what << ": " << error.toStdString();
     }
 
-    QString error;
-    EXPECT_FALSE(unarchive(QByteArrayLiteral("definitely not an archive"), &error));
-    EXPECT_EQ(error, QStringLiteral("The data is not a keyed archive."));
+    const auto text = unarchive(QByteArrayLiteral("definitely not an archive"));
+    EXPECT_FALSE(text);
+    EXPECT_EQ(test::failureText(text), QStringLiteral("The data is not a keyed archive."));
     // A property list that is not an archive.
-    EXPECT_FALSE(unarchive(writeBinaryPropertyList(Value(Array{Value("x")}), nullptr).value(), &error));
-    EXPECT_EQ(error, QStringLiteral("The data is not a keyed archive."));
+    const auto list = unarchive(writeBinaryPropertyList(Value(Array{Value("x")})).value());
+    EXPECT_FALSE(list);
+    EXPECT_EQ(test::failureText(list), QStringLiteral("The data is not a keyed archive."));
 }
 
 TEST(KeyedArchiveDamage, TruncationAndCorruptionNeverCrash) {
     const QByteArray good = archived(test::everyKindTree(true));
     for (qsizetype n = 0; n < good.size(); n += 3) {
-        QString error;
-        if (!unarchive(good.left(n), &error)) {
-            EXPECT_FALSE(error.isEmpty());
+        if (const auto read = unarchive(good.left(n)); !read) {
+            EXPECT_FALSE(read.message().isEmpty());
         }
     }
     std::mt19937 rng(2026);
     for (int round = 0; round < 3000; ++round) {
         QByteArray bad = good;
         for (int i = 0; i < 3; ++i) bad[qsizetype(rng() % quint32(bad.size()))] = char(rng() & 0xFF);
-        QString error;
-        if (!unarchive(bad, &error)) {
-            EXPECT_FALSE(error.isEmpty());
+        if (const auto read = unarchive(bad); !read) {
+            EXPECT_FALSE(read.message().isEmpty());
         }
     }
 }

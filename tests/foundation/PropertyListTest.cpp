@@ -1,5 +1,6 @@
 #include "foundation/PropertyList.h"
 
+#include "support/ResultText.h"
 #include "support/SampleValues.h"
 
 #include <gtest/gtest.h>
@@ -11,10 +12,9 @@ using namespace qv;
 namespace {
 
 QByteArray binary(const Value& v) {
-    QString error;
-    auto bytes = writeBinaryPropertyList(v, &error);
-    EXPECT_TRUE(bytes.has_value()) << error.toStdString();
-    return bytes.value_or(QByteArray());
+    auto bytes = writeBinaryPropertyList(v);
+    EXPECT_TRUE(bytes.ok()) << test::failureText(bytes).toStdString();
+    return bytes ? *bytes : QByteArray();
 }
 
 struct Trailer {
@@ -52,9 +52,8 @@ QByteArray handMade(const QByteArray& objects, const QList<int>& offsets, int si
 
 TEST(BinaryPropertyList, EveryKindRoundTripsExactly) {
     const Value tree = test::everyKindTree(false);
-    QString error;
-    auto back = readBinaryPropertyList(binary(tree), &error);
-    ASSERT_TRUE(back) << error.toStdString();
+    auto back = readBinaryPropertyList(binary(tree));
+    ASSERT_TRUE(back) << test::failureText(back).toStdString();
     test::expectStrictlyEqual(tree, *back);
 }
 
@@ -67,7 +66,7 @@ TEST(BinaryPropertyList, LargeDataSharesTheBufferReadYetStaysItsOwn) {
     QByteArray file = binary(Value(Array{Value::data(small), Value::data(large)}));
     const char* const fileStart = file.constData();
 
-    auto back = readBinaryPropertyList(file, nullptr);
+    auto back = readBinaryPropertyList(file);
     ASSERT_TRUE(back);
     QByteArray readLarge = back->toArray().at(1).toData();
     EXPECT_EQ(back->toArray().at(0).toData(), small);
@@ -77,7 +76,7 @@ TEST(BinaryPropertyList, LargeDataSharesTheBufferReadYetStaysItsOwn) {
     // Writing to the file's buffer or to the block leaves the other as it was.
     file.fill('x');
     EXPECT_EQ(back->toArray().at(1).toData(), large);
-    back.reset();
+    *back = Value();
     file = QByteArray();
     const char* const where = readLarge.constData();
     readLarge[0] = '!';  // now the buffer's only holder: changed where it lies
@@ -87,7 +86,7 @@ TEST(BinaryPropertyList, LargeDataSharesTheBufferReadYetStaysItsOwn) {
 
     // Bytes the reader does not own (a view of someone else's memory) are copied as before.
     const QByteArray again = binary(Value(Array{Value::data(large)}));
-    auto fromView = readBinaryPropertyList(QByteArray::fromRawData(again.constData(), again.size()), nullptr);
+    auto fromView = readBinaryPropertyList(QByteArray::fromRawData(again.constData(), again.size()));
     ASSERT_TRUE(fromView);
     const QByteArray copied = fromView->toArray().at(0).toData();
     EXPECT_EQ(copied, large);
@@ -116,7 +115,7 @@ TEST(BinaryPropertyList, SizesFollowTheCountsAsThePublishedWriterChoosesThem) {
     EXPECT_EQ(t.refSize, 4);
     EXPECT_EQ(t.offsetSize, 4);
     EXPECT_EQ(t.top, 0u);
-    auto back = readBinaryPropertyList(bytes, nullptr);
+    auto back = readBinaryPropertyList(bytes);
     ASSERT_TRUE(back);
     EXPECT_EQ(back->toArray().at(69999).toString(), QStringLiteral("s69999"));
 }
@@ -142,7 +141,7 @@ TEST(BinaryPropertyList, EqualScalarsAreStoredOnceContainersNever) {
     }
     const QByteArray manyBytes = binary(Value(many));
     EXPECT_EQ(trailerOf(manyBytes).objects, 1u + 3 * 3000);
-    EXPECT_TRUE(isStrictlyEqual(*readBinaryPropertyList(manyBytes, nullptr), Value(many)));
+    EXPECT_TRUE(isStrictlyEqual(*readBinaryPropertyList(manyBytes), Value(many)));
 
     // UIDs are stored once whether small (an archive's own) or stray and large.
     Array uids;
@@ -150,29 +149,27 @@ TEST(BinaryPropertyList, EqualScalarsAreStoredOnceContainersNever) {
         for (int i = 0; i < 2; ++i) uids.append(Value(Dictionary{{QStringLiteral("CF$UID"), Value::unsignedInteger(u)}}));
     const QByteArray written = binary(Value(uids));
     EXPECT_EQ(trailerOf(written).objects, 4u);
-    QString error;
-    const auto back = readBinaryPropertyList(written, &error);
-    ASSERT_TRUE(back) << error.toStdString();
+    const auto back = readBinaryPropertyList(written);
+    ASSERT_TRUE(back) << test::failureText(back).toStdString();
     EXPECT_TRUE(isStrictlyEqual(*back, Value(uids)));
 }
 
 TEST(BinaryPropertyList, RefusesWhatHasNoPropertyListForm) {
-    QString error;
-    EXPECT_FALSE(writeBinaryPropertyList(Value::rect(Rect{}), &error));
-    EXPECT_FALSE(error.isEmpty());
+    const auto rect = writeBinaryPropertyList(Value::rect(Rect{}));
+    EXPECT_FALSE(rect);
+    EXPECT_FALSE(test::failureText(rect).isEmpty());
     Array loop;
     loop.append(Value(loop));
-    EXPECT_FALSE(writeBinaryPropertyList(Value(loop), &error));
+    EXPECT_FALSE(writeBinaryPropertyList(Value(loop)));
     loop.clear();  // break the cycle so the test does not leak it
 }
 
 TEST(BinaryPropertyListDamage, TruncationAndRandomCorruptionFailCleanly) {
     const QByteArray good = binary(test::everyKindTree(false));
     for (qsizetype n = 0; n < good.size(); ++n) {
-        QString error;
         // A prefix keeps no valid trailer; at most it may happen to parse, never crash.
-        if (!readBinaryPropertyList(good.left(n), &error)) {
-            EXPECT_FALSE(error.isEmpty()) << n;
+        if (const auto read = readBinaryPropertyList(good.left(n)); !read) {
+            EXPECT_FALSE(read.message().isEmpty()) << n;
         }
     }
     std::mt19937 rng(12345);
@@ -181,27 +178,26 @@ TEST(BinaryPropertyListDamage, TruncationAndRandomCorruptionFailCleanly) {
         QByteArray bad = good;
         const int flips = 1 + int(rng() % 4);
         for (int i = 0; i < flips; ++i) bad[qsizetype(rng() % quint32(bad.size()))] = char(rng() & 0xFF);
-        QString error;
-        if (!readBinaryPropertyList(bad, &error)) {
+        if (const auto read = readBinaryPropertyList(bad); !read) {
             ++failures;
-            EXPECT_FALSE(error.isEmpty());
+            EXPECT_FALSE(read.message().isEmpty());
         }
     }
     EXPECT_GT(failures, 0);
 }
 
 TEST(BinaryPropertyListDamage, LoopsAbsurdCountsAndDeepNestingAreRefused) {
-    QString error;
     // An array whose only element is itself.
-    EXPECT_FALSE(readBinaryPropertyList(handMade(QByteArray::fromHex("a100"), {8}), &error));
-    EXPECT_TRUE(error.contains(QStringLiteral("itself"))) << error.toStdString();
+    const auto loop = readBinaryPropertyList(handMade(QByteArray::fromHex("a100"), {8}));
+    EXPECT_FALSE(loop);
+    EXPECT_TRUE(test::failureText(loop).contains(QStringLiteral("itself"))) << test::failureText(loop).toStdString();
 
     // An array that claims 2^40 elements in a few bytes.
-    EXPECT_FALSE(readBinaryPropertyList(handMade(QByteArray::fromHex("af130000010000000000"), {8}), &error));
+    EXPECT_FALSE(readBinaryPropertyList(handMade(QByteArray::fromHex("af130000010000000000"), {8})));
 
     // A reference past the last object, and an offset into the trailer.
-    EXPECT_FALSE(readBinaryPropertyList(handMade(QByteArray::fromHex("a105"), {8}), &error));
-    EXPECT_FALSE(readBinaryPropertyList(handMade(QByteArray::fromHex("a100"), {200}), &error));
+    EXPECT_FALSE(readBinaryPropertyList(handMade(QByteArray::fromHex("a105"), {8})));
+    EXPECT_FALSE(readBinaryPropertyList(handMade(QByteArray::fromHex("a100"), {200})));
 
     // 600 arrays, each holding the next, with two-byte references and offsets.
     QByteArray nested;
@@ -210,8 +206,9 @@ TEST(BinaryPropertyListDamage, LoopsAbsurdCountsAndDeepNestingAreRefused) {
         offsets.append(8 + int(nested.size()));
         nested += i < 600 ? QByteArray(1, char(0xA1)) + char(i >> 8) + char(i & 0xFF) : QByteArray(1, char(0xA0));
     }
-    EXPECT_FALSE(readBinaryPropertyList(handMade(nested, offsets, 2), &error));
-    EXPECT_TRUE(error.contains(QStringLiteral("deep"))) << error.toStdString();
+    const auto deep = readBinaryPropertyList(handMade(nested, offsets, 2));
+    EXPECT_FALSE(deep);
+    EXPECT_TRUE(test::failureText(deep).contains(QStringLiteral("deep"))) << test::failureText(deep).toStdString();
 }
 
 TEST(XmlPropertyList, ReadsEveryElement) {
@@ -228,9 +225,8 @@ TEST(XmlPropertyList, ReadsEveryElement) {
         "  <key>bytes</key><data>\n  AAEC\n  /w==\n</data>\n"
         "  <key>list</key><array><string>x</string><dict/></array>\n"
         "</dict></plist>\n");
-    QString error;
-    auto v = readPropertyList(xml, &error);
-    ASSERT_TRUE(v) << error.toStdString();
+    auto v = readPropertyList(xml);
+    ASSERT_TRUE(v) << test::failureText(v).toStdString();
     const Dictionary d = v->toDictionary();
     EXPECT_EQ(d.keys().first(), QStringLiteral("LRA"));
     EXPECT_EQ(d.value(QStringLiteral("LRA")).toInt64(), 40300);
@@ -247,10 +243,9 @@ TEST(XmlPropertyList, DamagedXmlIsRefused) {
     for (const char* bad : {"<plist><dict><key>a</key></dict></plist>", "<plist><integer>x</integer></plist>",
                             "<plist><dict><string>no key</string></dict></plist>", "<plist><array>",
                             "<html></html>", "<plist><date>yesterday</date></plist>", "<plist><unknown/></plist>"}) {
-        QString error;
-        EXPECT_FALSE(readPropertyList(QByteArray(bad), &error)) << bad;
-        EXPECT_FALSE(error.isEmpty()) << bad;
+        const auto read = readPropertyList(QByteArray(bad));
+        EXPECT_FALSE(read) << bad;
+        EXPECT_FALSE(test::failureText(read).isEmpty()) << bad;
     }
-    QString error;
-    EXPECT_FALSE(readPropertyList(QByteArrayLiteral("not a list at all"), &error));
+    EXPECT_FALSE(readPropertyList(QByteArrayLiteral("not a list at all")));
 }

@@ -1,5 +1,7 @@
 #include "foundation/TypedStream.h"
 
+#include "support/ResultText.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -49,27 +51,29 @@ TEST(TypedStream, ColoursOfEachSpace) {
 }
 
 TEST(TypedStream, RefusesWhatIsNotAColour) {
-    QString why;
-    EXPECT_FALSE(TypedStream::decodeColor(QByteArray(), &why));
-    EXPECT_FALSE(why.isEmpty());
-    EXPECT_FALSE(TypedStream::decodeColor(QByteArray("bplist00"), &why));
-    EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x04" "ffff\x00\x00\x00\x01", 10), 1, "NSString"), &why));
-    EXPECT_TRUE(why.contains(QStringLiteral("NSString")));
-    EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x01" "f\x01", 4)), &why));  // too few
-    EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x01" "f\x01", 4), 6), &why));  // named
-    EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x01" "f\xa0", 4)), &why));  // no such string
-    EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x7f" "ffff", 6)), &why));  // length past the end
-    EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x04" "ffff") + real(NAN) + "\x01\x01\x01"), &why));
+    const auto empty = TypedStream::decodeColor(QByteArray());
+    EXPECT_FALSE(empty);
+    EXPECT_FALSE(test::failureText(empty).isEmpty());
+    EXPECT_FALSE(TypedStream::decodeColor(QByteArray("bplist00")));
+    const auto string = TypedStream::decodeColor(colorStream(QByteArray("\x84\x04" "ffff\x00\x00\x00\x01", 10), 1, "NSString"));
+    EXPECT_FALSE(string);
+    EXPECT_TRUE(test::failureText(string).contains(QStringLiteral("NSString")));
+    EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x01" "f\x01", 4))));  // too few
+    EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x01" "f\x01", 4), 6)));  // named
+    EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x01" "f\xa0", 4))));  // no such string
+    EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x7f" "ffff", 6))));  // length past the end
+    EXPECT_FALSE(TypedStream::decodeColor(colorStream(QByteArray("\x84\x04" "ffff") + real(NAN) + "\x01\x01\x01")));
     // A colour space number far beyond any int: refused with a reason, no undefined conversion.
     QByteArray huge = colorStream(QByteArray("\x84\x04" "ffff") + real(0.25f) + real(0.5f) + "\x01\x01");
     huge.replace(QByteArray("\x84\x01" "c\x01"), QByteArray("\x84\x01" "f") + real(-2.8e14f));
-    EXPECT_FALSE(TypedStream::decodeColor(huge, &why));
-    EXPECT_TRUE(why.contains(QStringLiteral("colour space"))) << why.toStdString();
+    const auto space = TypedStream::decodeColor(huge);
+    EXPECT_FALSE(space);
+    EXPECT_TRUE(test::failureText(space).contains(QStringLiteral("colour space"))) << test::failureText(space).toStdString();
     // Objects inside objects, deeper than any colour: refused, not followed.
     QByteArray deep = colorStream(QByteArray("\x84\x01@"));
     deep.chop(1);
     for (int i = 0; i < 40; ++i) deep += QByteArray("\x84\x93\x92");
-    EXPECT_FALSE(TypedStream::decodeColor(deep, &why));
+    EXPECT_FALSE(TypedStream::decodeColor(deep));
 
     // Every cut and every changed byte of a good stream ends in an answer, never a crash.
     const QByteArray good = colorStream(QByteArray("\x84\x04" "ffff") + real(0.25f) + real(0.5f) + "\x01\x01");

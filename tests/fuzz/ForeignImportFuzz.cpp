@@ -24,20 +24,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     std::vector<ForeignEntry> entries;
     auto keep = [&entries](ForeignEntry&& e) { entries.push_back(std::move(e)); };
-    ForeignImport::Result r;
-    if (data[0] >= 0xF0) {
+    const ForeignImport::Read r = data[0] >= 0xF0
         // The database's XML with a stream that flips every bit: protected values are read too.
-        r = ForeignImport::readKeePassXml(bytes, keep, [](const QByteArray& b) {
-            QByteArray out = b;
-            for (char& c : out) c = char(~c);
-            return out;
-        });
-    } else {
-        r = ForeignImport::read(format, bytes, QStringLiteral("x"), keep);
-    }
-    if (r.status == ForeignImport::Status::Ok && r.count != qsizetype(entries.size())) std::abort();
-    if (r.status != ForeignImport::Status::Ok && r.error.isEmpty()) std::abort();
-    if (r.status != ForeignImport::Status::Ok || entries.empty()) return 0;
+        ? ForeignImport::readKeePassXml(bytes, keep, [](const QByteArray& b) {
+              QByteArray out = b;
+              for (char& c : out) c = char(~c);
+              return out;
+          })
+        : ForeignImport::read(format, bytes, QStringLiteral("x"), keep);
+    if (r && *r != qsizetype(entries.size())) std::abort();
+    if (!r && r.message().isEmpty()) std::abort();
+    if (!r || entries.empty()) return 0;
 
     ForeignRecordMaker maker([] { return 1000.0; });
     for (ForeignEntry& e : entries) maker.add(std::move(e));
@@ -47,7 +44,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::vector<ForeignEntry> back;
         const auto again = ForeignImport::read(out, ForeignExport::exportBytes(out, records), {},
                                                [&back](ForeignEntry&& e) { back.push_back(std::move(e)); });
-        if (again.status != ForeignImport::Status::Ok || qsizetype(back.size()) != records.count()) std::abort();
+        if (!again || qsizetype(back.size()) != records.count()) std::abort();
         for (qsizetype i = 0; i < records.count(); ++i) {
             const Dictionary rec = records.at(i).toDictionary();
             if (back[size_t(i)].password != rec.value(keys::password).toString() ||

@@ -50,7 +50,8 @@ inline std::optional<QByteArray> sealTemplate(const QByteArray& bytes) {
             }
         }
     }
-    return KeyedArchiver::archivedDataWithRootObject(Value(d));
+    if (auto sealed = KeyedArchiver::archivedDataWithRootObject(Value(d))) return std::move(*sealed);
+    return std::nullopt;
 }
 
 // ---- Templates for the seeds ----

@@ -78,9 +78,9 @@ int main(int argc, char** argv) {
     feed.set(QStringLiteral("LRA"), Value::integer(40300));
     feed.set(QStringLiteral("GFU"), Value("http://www.example.org/get/quorvane.zip"));
     feed.set(QStringLiteral("DPU"), Value("http://www.example.org/download"));
-    ok &= put(feeds, QStringLiteral("newer-binary"), choice(0), writeBinaryPropertyList(Value(feed), nullptr).value());
+    ok &= put(feeds, QStringLiteral("newer-binary"), choice(0), writeBinaryPropertyList(Value(feed)).value());
     feed.set(QStringLiteral("LRA"), Value::integer(40200));
-    ok &= put(feeds, QStringLiteral("same-binary"), choice(1), writeBinaryPropertyList(Value(feed), nullptr).value());
+    ok &= put(feeds, QStringLiteral("same-binary"), choice(1), writeBinaryPropertyList(Value(feed)).value());
     ok &= put(feeds, QStringLiteral("newer-xml"), choice(1),
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
               "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\"><dict><key>LRA</key>"

@@ -6,11 +6,10 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const QByteArray bytes = QByteArray::fromRawData(reinterpret_cast<const char*>(data), qsizetype(size));
-    QString error;
-    if (auto v = qv::readPropertyList(bytes, &error)) {
+    if (auto v = qv::readPropertyList(bytes)) {
         // Whatever was read must write back and read again.
-        if (auto again = qv::writeBinaryPropertyList(*v, &error)) (void)qv::readBinaryPropertyList(*again, &error);
+        if (auto again = qv::writeBinaryPropertyList(*v)) (void)qv::readBinaryPropertyList(*again);
     }
-    (void)qv::readBinaryPropertyList(bytes, &error);
+    (void)qv::readBinaryPropertyList(bytes);
     return 0;
 }

@@ -6,6 +6,7 @@
 #include "document/DocumentKeys.h"
 #include "document/RecordModel.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -344,4 +345,21 @@ TEST(ExportFile, WillExportRunsBeforeThePanelAndACancelledPanelEndsTheExport) {
     ASSERT_TRUE(path.has_value());
     ASSERT_TRUE(e.writeToFile(*path));
     EXPECT_EQ(log, (QStringList{QStringLiteral("willExport"), QStringLiteral("panel"), QStringLiteral("didExport")}));
+}
+
+TEST(ExportFile, AFileThatCannotBeWrittenGivesTheReasonAndLeavesNothingBehind) {
+    // The folder the file was to go in does not exist (say, a removed drive): the export fails
+    // with the system's reason, tells its end all the same, and leaves no file or part of one.
+    QTemporaryDir dir;
+    QStringList log;
+    LoggingExport e(Array(), RecordModel::keyArray());
+    e.log = &log;
+    e.addAllToRight();
+    const QString path = dir.filePath(QStringLiteral("gone/out.txt"));
+    const auto written = e.writeToFile(path);
+    ASSERT_FALSE(written);
+    EXPECT_FALSE(written.message().isEmpty());
+    EXPECT_EQ(log, QStringList{QStringLiteral("didExport")});
+    EXPECT_FALSE(QFile::exists(path));
+    EXPECT_TRUE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty());
 }

@@ -29,7 +29,7 @@ QByteArray binaryFeed(std::int64_t lra) {
     d.set(QStringLiteral("LRA"), Value::integer(lra));
     d.set(QStringLiteral("GFU"), Value("http://127.0.0.1/get/quorvane.zip"));
     d.set(QStringLiteral("DPU"), Value("http://127.0.0.1/download/"));
-    return *writeBinaryPropertyList(Value(d), nullptr);
+    return *writeBinaryPropertyList(Value(d));
 }
 
 class PhoneHome : public ::testing::Test {

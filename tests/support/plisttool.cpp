@@ -42,18 +42,16 @@ int main(int argc, char** argv) {
     const QString verb = QString::fromLocal8Bit(argv[1]);
     QByteArray input;
     if (!readFile(QString::fromLocal8Bit(argv[2]), &input)) return failWith(QStringLiteral("cannot read input"));
-    QString error;
     const bool archive = verb == QLatin1String("unarchive") || verb == QLatin1String("rearchive");
-    const auto value = archive ? KeyedUnarchiver::unarchiveObjectWithData(input, &error) : readPropertyList(input, &error);
-    if (!value) return failWith(error);
+    const auto value = archive ? KeyedUnarchiver::unarchiveObjectWithData(input) : readPropertyList(input);
+    if (!value) return failWith(value.message());
     if (verb == QLatin1String("dump") || verb == QLatin1String("unarchive")) {
         const QByteArray json = JsonWriter(false).write(*value) + '\n';
         std::fwrite(json.constData(), 1, size_t(json.size()), stdout);
         return 0;
     }
     if (argc < 4) return failWith(QStringLiteral("missing output file"));
-    const auto bytes = archive ? KeyedArchiver::archivedDataWithRootObject(*value, &error)
-                               : writeBinaryPropertyList(*value, &error);
-    if (!bytes) return failWith(error);
+    const auto bytes = archive ? KeyedArchiver::archivedDataWithRootObject(*value) : writeBinaryPropertyList(*value);
+    if (!bytes) return failWith(bytes.message());
     return writeFile(QString::fromLocal8Bit(argv[3]), *bytes) ? 0 : failWith(QStringLiteral("cannot write output"));
 }
