@@ -149,12 +149,6 @@ void DocumentController::openDocumentWithPanel(QWidget* parent) {
     for (const QString& p : paths) openDocument(p);
 }
 
-bool DocumentController::writeAtomically(const QString& path, const QByteArray& bytes, QString* error) {
-    const DocumentFileStatus written = DocumentFile::writeAtomically(path, bytes);
-    if (!written && error) *error = written.message();
-    return written.ok();
-}
-
 DocumentFileStatus DocumentController::writeInBackground(DocumentWindow* w, const QByteArray& bytes,
                                                          const QString& password) {
     // Reading the new contents back and writing them takes as long as opening the document:
@@ -179,7 +173,7 @@ DocumentFileStatus DocumentController::writeInBackground(DocumentWindow* w, cons
 }
 
 void DocumentController::noteFileOnDisk(const DocumentWindow* w) {
-    known_[w] = KnownFile{w->filePath(), stampOf(w->filePath())};
+    known_[w] = KnownFile{w->filePath(), DocumentFile::stampOf(w->filePath())};
     watch(w->filePath());
 }
 
@@ -271,7 +265,7 @@ bool DocumentController::fileChangedOnDisk(const DocumentWindow* w) const {
     // A file this program never read or wrote for the window (a new path of Save As) is the
     // file panel's business.
     if (it == known_.end() || it->second.path != w->filePath()) return false;
-    return stampOf(w->filePath()) != it->second.stamp;
+    return DocumentFile::stampOf(w->filePath()) != it->second.stamp;
 }
 
 bool DocumentController::saveDocument(DocumentWindow* w) { return save(w, SaveMode::Asking); }

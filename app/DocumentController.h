@@ -79,15 +79,6 @@ public:
     void noteRecentDocument(const QString& path);
     void forget(DocumentWindow* window);
 
-    // The bytes over `path` atomically, not read back: for tests and benchmarks that lay down
-    // files. The program itself saves through DocumentFile.
-    static bool writeAtomically(const QString& path, const QByteArray& bytes, QString* error);
-
-    // What identifies the file as it was when it was last read or written by this program.
-    using FileStamp = qv::FileStamp;
-    static constexpr std::int64_t kLargestHashed = FileStamp::kLargestHashed;
-    static FileStamp stampOf(const QString& path) { return DocumentFile::stampOf(path); }
-
     // Whether another program changed, replaced or removed the window's file since then.
     bool fileChangedOnDisk(const DocumentWindow* window) const;
 

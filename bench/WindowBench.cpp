@@ -158,11 +158,11 @@ struct StallFiles {
     QString exported = dir.filePath(QStringLiteral("out.csv"));
     StallFiles() {
         auto doc = bigDocument();
-        if (!app::DocumentController::writeAtomically(document, doc->dataOfType(QString()).value(), nullptr)) std::abort();
+        if (!DocumentFile::writeAtomically(document, doc->dataOfType(QString()).value()).ok()) std::abort();
         MyDocument empty;
         empty.prepareNewDocument();
         empty.plainPassword = QStringLiteral("protected");
-        if (!app::DocumentController::writeAtomically(emptyDocument, empty.dataOfType(QString()).value(), nullptr))
+        if (!DocumentFile::writeAtomically(emptyDocument, empty.dataOfType(QString()).value()).ok())
             std::abort();
         QFile rows(importText);
         if (!rows.open(QIODevice::WriteOnly)) std::abort();

@@ -9,6 +9,7 @@
 #include "document/MyDocument.h"
 #include "document/RecordModel.h"
 #include "foundation/JsonWriter.h"
+#include "foundation/Result.h"
 #include "foundation/UserDefaults.h"
 #include "passwordtools/ZKPasswordMaker.h"
 #include "shell/MyAppDelegate.h"
@@ -169,56 +170,48 @@ qsizetype findRecord(const MyDocument& doc, const Options& o, const QString& nam
 }
 
 // The generator as `generate` runs it, with the preferences' characters to avoid.
-std::optional<QString> generatePassword(const Options& o, QString* error) {
+Result<QString> generatePassword(const Options& o) {
     bool ok = true;
     int tag = 40, length = 12;
     if (o.hasValue("--type")) tag = passwordTypeTag(o.value("--type"), &ok);
     if (ok && o.hasValue("--length")) length = o.value("--length").toInt(&ok);
-    if (!ok || length < 5 || length > 42) {
-        *error = QStringLiteral("--type takes a generator type and --length a number from 5 to 42");
-        return std::nullopt;
-    }
+    if (!ok || length < 5 || length > 42)
+        return Failure<>{0, QStringLiteral("--type takes a generator type and --length a number from 5 to 42")};
     SettingsUserDefaults defaults(std::make_unique<QSettings>(QSettings::IniFormat, QSettings::UserScope,
                                                               QStringLiteral("Quorvane"), QStringLiteral("Quorvane")));
     MyAppDelegate::initialize(defaults);
     auto made = ZKPasswordMaker::sharedPasswordMaker().generatePasswordType(
         tag, length, defaults.boolForKey(prefs::enableDisambiguator), defaults.stringForKey(prefs::noCharStringDisambiguator));
-    if (!made) *error = QStringLiteral("the characters to avoid leave nothing to make a password of that type from");
-    return made;
+    if (!made) return Failure<>{0, QStringLiteral("the characters to avoid leave nothing to make a password of that type from")};
+    return *made;
 }
 
-// The record's new password as the options say: nullopt for "leave it", an error in `error`.
-std::optional<QString> recordPassword(const Options& o, QString* error, bool* generated, const Streams& io) {
-    *generated = false;
+// The record's new password as the options say; no value means "leave it".
+struct NewPassword {
+    std::optional<QString> value;
+    bool generated = false;
+};
+
+Result<NewPassword> recordPassword(const Options& o, const Streams& io) {
     const bool prompt = o.has("--password-prompt"), generate = o.has("--generate");
-    if (prompt && generate) {
-        *error = QStringLiteral("give --password-prompt or --generate, not both");
-        return std::nullopt;
-    }
+    if (prompt && generate) return Failure<>{0, QStringLiteral("give --password-prompt or --generate, not both")};
     if (generate) {
-        *generated = true;
-        return generatePassword(o, error);
+        auto made = generatePassword(o);
+        if (!made) return made.failure();
+        return NewPassword{std::move(made).value(), true};
     }
-    if (o.hasValue("--type") || o.hasValue("--length")) {
-        *error = QStringLiteral("--type and --length go with --generate");
-        return std::nullopt;
-    }
+    if (o.hasValue("--type") || o.hasValue("--length"))
+        return Failure<>{0, QStringLiteral("--type and --length go with --generate")};
     if (prompt) {
         const auto first = askPasswordForVerb(false, "Password of the record: ", io);
-        if (!first) {
-            *error = QStringLiteral("no password given for the record");
-            return std::nullopt;
-        }
+        if (!first) return Failure<>{0, QStringLiteral("no password given for the record")};
         const auto again = askPasswordForVerb(false, "Password of the record again: ", io);
-        if (!again || *again != *first) {
-            *error = QStringLiteral("the two passwords differ; nothing was changed");
-            return std::nullopt;
-        }
-        return first;
+        if (!again || *again != *first) return Failure<>{0, QStringLiteral("the two passwords differ; nothing was changed")};
+        return NewPassword{first, false};
     }
     // The line after the master password, when there is one.
-    if (o.has("--password-stdin")) return askPasswordForVerb(true, "", io);
-    return std::nullopt;
+    if (o.has("--password-stdin")) return NewPassword{askPasswordForVerb(true, "", io), false};
+    return NewPassword{};
 }
 
 // The category titled TITLE, made as an import makes a category it has not seen when there is none.
@@ -347,10 +340,10 @@ int runAdd(const QStringList& args, const Streams& io) {
     Kept kept;
     MyDocument& doc = *kept;
     if (int s = openForChange(o.positional[0], o, doc, io)) return s;
-    QString error;
-    bool generated = false;
-    const auto password = recordPassword(o, &error, &generated, io);
-    if (!error.isEmpty()) return usage(io, error);
+    const auto asked = recordPassword(o, io);
+    if (!asked) return usage(io, asked.message());
+    const std::optional<QString>& password = asked->value;
+    const bool generated = asked->generated;
 
     DocumentBrowser browser(doc);
     FilteringArrayController& records = browser.myArrayController();
@@ -391,10 +384,10 @@ int runEdit(const QStringList& args, const Streams& io) {
     if (int s = openForChange(o.positional[0], o, doc, io)) return s;
     const qsizetype index = findRecord(doc, o, o.positional[1], io);
     if (index < 0) return kExitUsage;
-    QString error;
-    bool generated = false;
-    const auto password = recordPassword(o, &error, &generated, io);
-    if (!error.isEmpty()) return usage(io, error);
+    const auto asked = recordPassword(o, io);
+    if (!asked) return usage(io, asked.message());
+    const std::optional<QString>& password = asked->value;
+    const bool generated = asked->generated;
 
     DocumentBrowser browser(doc);
     const Value record = doc.myArray.at(index);

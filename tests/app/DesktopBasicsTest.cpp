@@ -62,7 +62,7 @@ void writeDocument(const QString& path) {
         doc.myArray.append(Value(r));
     }
     doc.plainPassword = QStringLiteral("secret");
-    ASSERT_TRUE(DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr));
+    ASSERT_TRUE(DocumentFile::writeAtomically(path, doc.dataOfType(QString()).value()).ok());
 }
 
 void unlock(DocumentWindow* w) {

@@ -90,7 +90,7 @@ void writeDocument(const QString& path, int count) {
         doc.myArray.append(Value(r));
     }
     doc.plainPassword = QStringLiteral("secret");
-    EXPECT_TRUE(DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr));
+    EXPECT_TRUE(DocumentFile::writeAtomically(path, doc.dataOfType(QString()).value()).ok());
 }
 
 void unlock(DocumentWindow* w, const QString& password = QStringLiteral("secret")) {
@@ -199,8 +199,7 @@ TEST(DocumentWindow, ATooNewFileIsRefusedWithItsAlert) {
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("future.qvane"));
     Dictionary root{{QStringLiteral("appversion"), Value::integer(40101)}};
-    ASSERT_TRUE(DocumentController::writeAtomically(path, KeyedArchiver::archivedDataWithRootObject(Value(root)).value(),
-                                                    nullptr));
+    ASSERT_TRUE(DocumentFile::writeAtomically(path, KeyedArchiver::archivedDataWithRootObject(Value(root)).value()).ok());
     DocumentController controller;
     ModalScript script({clickButton(QStringLiteral("Cancel"))});
     EXPECT_EQ(controller.openDocument(path), nullptr);
@@ -1050,7 +1049,7 @@ void writeVersion(const QString& path, const std::vector<std::tuple<QString, dou
         doc.myArray.append(Value(r));
     }
     doc.plainPassword = QStringLiteral("secret");
-    ASSERT_TRUE(DocumentController::writeAtomically(path, doc.dataOfType(QString()).value(), nullptr));
+    ASSERT_TRUE(DocumentFile::writeAtomically(path, doc.dataOfType(QString()).value()).ok());
 }
 
 QStringList namesIn(const QString& path) {
@@ -1135,13 +1134,13 @@ TEST(DocumentController, ARewriteInPlaceThatKeepsSizeAndTimeIsNoticed) {
     f.flush();  // written before the time is set, so closing changes nothing
     f.setFileTime(when, QFileDevice::FileModificationTime);
     f.close();
-    const DocumentController::FileStamp before = DocumentController::stampOf(path);
+    const FileStamp before = DocumentFile::stampOf(path);
     ASSERT_TRUE(f.open(QIODevice::ReadWrite));
     f.write("bbbbbbbb");
     f.flush();
     f.setFileTime(when, QFileDevice::FileModificationTime);
     f.close();
-    const DocumentController::FileStamp after = DocumentController::stampOf(path);
+    const FileStamp after = DocumentFile::stampOf(path);
     ASSERT_EQ(before.size, after.size);
     ASSERT_EQ(before.modifiedNs, after.modifiedNs);
     ASSERT_EQ(before.inode, after.inode);

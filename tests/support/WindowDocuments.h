@@ -35,7 +35,7 @@ inline bool waitFor(const std::function<bool()>& cond) {
 inline app::DocumentWindow* saveOpenAndUnlock(app::DocumentController& controller, const QString& path,
                                               MyDocument& doc) {
     const auto bytes = doc.dataOfType(QString());
-    EXPECT_TRUE(bytes && app::DocumentController::writeAtomically(path, *bytes, nullptr));
+    EXPECT_TRUE(bytes && DocumentFile::writeAtomically(path, *bytes).ok());
     controller.setAutosavingDelay(0);
     app::DocumentWindow* w = controller.openDocument(path);
     if (!w) return nullptr;
