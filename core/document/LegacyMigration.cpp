@@ -121,13 +121,19 @@ public:
         doc_.myCategoryArray = Array();
         doc_.myCategoryArray.reserve(old.count());
         for (const Value& entry : old)
-            if (const std::int32_t code = category(entry.toDictionary())) return code;
+            if (const std::int32_t code = category(entry.toDictionary())) return stop(code);
         for (const Value& entry : records())
-            if (const std::int32_t code = record(entry.toDictionary())) return code;
+            if (const std::int32_t code = record(entry.toDictionary())) return stop(code);
         return 0;
     }
 
 private:
+    // A failing field ends the conversion, and with it the progress bar.
+    std::int32_t stop(std::int32_t code) {
+        if (doc_.ui()) doc_.ui()->setDecryptProgressAnimating(false);
+        return code;
+    }
+
     Array records() const {
         return doc_.myEncriptedArray.isArray() ? doc_.myEncriptedArray.toArray() : Array();
     }
@@ -259,7 +265,7 @@ private:
             Dictionary plain;
             for (const Field& f : recordFields(1)) {
                 Value v;
-                if (const std::int32_t code = decipher(entry, f, &v)) return code;
+                if (const std::int32_t code = decipher(entry, f, &v)) return stop(code);
                 plain.set(f.key, v);
             }
             // The record keeps the category it was given: the only one there is.

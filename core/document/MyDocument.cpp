@@ -314,7 +314,10 @@ MyDocument::ReadStatus MyDocument::read(const QByteArray& data) {
 // Decryption
 
 std::int32_t MyDocument::Decript() {
-    if (ui()) ui()->setDetailViewCollapsed(false);
+    if (ui()) {
+        ui()->setDecryptProgressAnimating(true);
+        ui()->setDetailViewCollapsed(false);
+    }
     documentCreationDate = Value();
     if (docVersionRapresentation >= 30000) {
         myCommonCrypto = ZKCommonCrypto::initWithPassword(plainPassword);
@@ -330,9 +333,15 @@ std::int32_t MyDocument::Decript() {
     }
     if (!myCommonCrypto) return 1;
 
+    auto stopProgress = [this] {
+        if (ui()) ui()->setDecryptProgressAnimating(false);
+    };
     std::int32_t s = 0;
     auto p = myCommonCrypto->decrypt(myRCDataEncrypted.toData(), &s);
-    if (s != 0 || !p) return s != 0 ? s : 1;
+    if (s != 0 || !p) {
+        stopProgress();
+        return s != 0 ? s : 1;
+    }
     const bool checked = ZKCommonCrypto::dataSHA1(*p) == mySha1_RcData.toData() && mySha1_RcData.isData();
     secrets::wipe(*p);
     if (!checked) return 1;
@@ -352,7 +361,10 @@ std::int32_t MyDocument::Decript() {
         } else {
             plain = myCommonCrypto->decrypt(member.toData(), &s);
         }
-        if (s != 0 || !plain) return s != 0 ? s : 1;
+        if (s != 0 || !plain) {
+            stopProgress();
+            return s != 0 ? s : 1;
+        }
         const secrets::WipeOnExit wipePlain(*plain);
         member = Value();
         const auto v = KeyedUnarchiver::unarchiveObjectWithData(*plain);
@@ -423,6 +435,7 @@ std::int32_t MyDocument::decryptDone() {
     // This is what gives a converted old file its creation date.
     if (documentCreationDate.isAbsent()) documentCreationDate = Value::date(nowSince2001());
     if (ui()) {
+        ui()->setDecryptProgressAnimating(false);
         ui()->liftMaximumWindowSize();
         ui()->applyColumnSize(startColumnSizes);
         ui()->setColumnVisibilityCompactPlusCMA();

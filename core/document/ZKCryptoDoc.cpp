@@ -5,27 +5,6 @@
 
 namespace qv {
 
-namespace {
-
-// The window's progress bar runs while a password is tried, and only then: it stops when the
-// attempt ends, however it ends, out of memory included, before the window is laid out again.
-class ProgressShown {
-public:
-    explicit ProgressShown(DocumentWindowUi* ui) : ui_(ui) {
-        if (ui_) ui_->setDecryptProgressAnimating(true);
-    }
-    ~ProgressShown() {
-        if (ui_) ui_->setDecryptProgressAnimating(false);
-    }
-    ProgressShown(const ProgressShown&) = delete;
-    ProgressShown& operator=(const ProgressShown&) = delete;
-
-private:
-    DocumentWindowUi* ui_;
-};
-
-}  // namespace
-
 void ZKCryptoDoc::updateChangeCount(int change) {
     const bool before = edited_;
     if (change == kChangeDone) edited_ = true;
@@ -50,17 +29,23 @@ void ZKCryptoDoc::submitPasswordToDecrypt(const Sender& sender) {
     if (plainPasswordInserted.isEmpty()) return;
     secrets::wipe(plainPassword);  // the last attempt, or the password being replaced
     plainPassword = plainPasswordInserted;
-    bool opened = false;
-    {
-        const ProgressShown progress(ui_);
-        opened = Decript() == 0;
+    if (ui_) ui_->setDecryptProgressAnimating(true);
+    std::int32_t status = 0;
+    try {
+        status = Decript();
+    } catch (...) {
+        // Out of memory on a very large file: the attempt ends, and so does the progress bar.
+        if (ui_) ui_->setDecryptProgressAnimating(false);
+        throw;
     }
-    if (!opened) {
+    if (status != 0) {
         decryptFailed();
+        if (ui_) ui_->setDecryptProgressAnimating(false);
         // The wrong password stays in plainPassword until the next attempt.
         sheetAlert(Alert{texts::wrongPassword, texts::wrongPasswordInformative, {texts::ok}});
     } else {
         decryptDone();
+        if (ui_) ui_->setDecryptProgressAnimating(false);
         secrets::wipe(plainPasswordInserted);
         secrets::wipe(plainPasswordInsertedRetype);
         secrets::wipe(plainPasswordPrevious);

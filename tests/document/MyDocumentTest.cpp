@@ -162,9 +162,9 @@ TEST(MyDocument, DecryptDoneRestoresTheRememberedLayoutInOrder) {
     EXPECT_TRUE(doc.useMyWinRect);
     EXPECT_EQ(doc.myWinRectToUse, (Rect{10, 20, 900, 640}));  // whole numbers, truncated
     ui.calls.clear();
-    doc.submitPasswordToDecrypt(Sender{0, {}, QStringLiteral("secret"), -1});
+    unlock(doc);
     EXPECT_EQ(ui.calls, (QStringList{QStringLiteral("progress 1"), QStringLiteral("detailCollapsed 0"),
-                                     QStringLiteral("progress 0"), QStringLiteral("synkCategorySubMenu"),
+                                     QStringLiteral("synkCategorySubMenu"), QStringLiteral("progress 0"),
                                      QStringLiteral("liftMaximumWindowSize"), QStringLiteral("applyColumnSize"),
                                      QStringLiteral("compactPlusCMA"), QStringLiteral("applyColumnVisibility"),
                                      QStringLiteral("splitFrames"), QStringLiteral("tab 0"),
