@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Our `qvane` and the peer's command line on the same entries, interleaved in one run.
 
-For each size: open and export everything to CSV, and open and search one word. Prints the
+For each size: open and export everything to CSV, open and search one word, list every entry,
+and show one entry. Prints the
 median of each, the ratio ours/peer, and the same with each side's fixed cost (the median on a
 document of three entries, measured in the same run) taken off.
 
@@ -41,13 +42,20 @@ tasks = lambda: {
                    lambda k: ["keepassxc-cli", "export", "-q", "--format", "csv", k]),
     "search word": (lambda d: [args.qvane, "ls", d, "--search", WORD, "--password-stdin"],
                     lambda k: ["keepassxc-cli", "search", "-q", k, WORD]),
+    "ls": (lambda d: [args.qvane, "ls", d, "--tsv", "--password-stdin"],
+           lambda k: ["keepassxc-cli", "ls", "-q", "-R", "-f", k]),
+    "show": (lambda d: [args.qvane, "show", d, FIRST[1], "--password-stdin"],
+             lambda k: ["keepassxc-cli", "show", "-q", k, FIRST[0] + "/" + FIRST[1]]),
 }
 sizes = [3] + [int(s) for s in args.sizes.split(",")]
 files = {n: prepare(args.qvane, args.workdir, n) for n in sizes}
 # The same seed makes the same first entries at every size: search the site word of the second,
 # which a few entries share at the larger sizes (oscar1, oscar10, oscar100...).
 with open(os.path.join(args.workdir, "e3.csv"), encoding="utf-8") as f:
-    WORD = f.read().splitlines()[2].split(",")[1].split()[0].lower()
+    lines = f.read().splitlines()
+    WORD = lines[2].split(",")[1].split()[0].lower()
+    # The first entry's group and title, which every size has: the peer shows an entry by its path.
+    FIRST = lines[1].split(",")[:2]
 tasks = tasks()
 times = {(task, n, side): [] for task in tasks for n in sizes for side in ("ours", "peer")}
 for r in range(args.runs):
