@@ -33,6 +33,13 @@
 
 namespace qv::cli {
 
+// Dates in the local time with its offset, as ISO 8601.
+QString isoDate(double secondsSince2001) {
+    const QDateTime t =
+        QDateTime::fromMSecsSinceEpoch(qint64(std::llround((secondsSince2001 + double(kUnixSecondsAt2001)) * 1000)));
+    return t.toOffsetFromUtc(t.offsetFromUtc()).toString(Qt::ISODate);
+}
+
 namespace {
 
 
@@ -168,13 +175,6 @@ bool samePath(const QString& a, const QString& b) {
     const QFileInfo x(a), y(b);
     return x.absoluteFilePath() == y.absoluteFilePath() ||
            (x.exists() && y.exists() && x.canonicalFilePath() == y.canonicalFilePath());
-}
-
-// Dates in the local time with its offset, as ISO 8601.
-QString isoDate(double secondsSince2001) {
-    const QDateTime t =
-        QDateTime::fromMSecsSinceEpoch(qint64(std::llround((secondsSince2001 + double(kUnixSecondsAt2001)) * 1000)));
-    return t.toOffsetFromUtc(t.offsetFromUtc()).toString(Qt::ISODate);
 }
 
 // A record as `dump` prints it: its keys in order, the category as its index in the category

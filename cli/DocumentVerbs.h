@@ -39,6 +39,9 @@ QString applyExportTags(ZKDataExportManager& exporter, const QString& tags);
 // Writes a document's bytes over `path` atomically, once they have been read back and decrypted
 // with `password` as an opening would: bytes that don't open never reach the disk. Its exit
 // status, with the reason printed on a failure.
+// Dates in the local time with its offset, as ISO 8601.
+QString isoDate(double secondsSince2001);
+
 int writeDocumentFile(const QString& path, const QByteArray& bytes, const QString& password, const Streams& io);
 
 // Other password managers' files: `import --from FORMAT` and `export --format` of their formats.

@@ -68,12 +68,7 @@ bool isSecretKey(const QString& key) { return key == keys::password || key == ke
 // nothing about the secret.
 QString masked(const QString& value) { return value.isEmpty() ? value : QString(8, QChar(0x2022)); }
 
-// Dates in the local time, with its offset, as ISO 8601.
-QString isoDate(const Value& v) {
-    if (!v.isDate()) return {};
-    const QDateTime t = QDateTime::fromMSecsSinceEpoch(qint64(std::llround((v.toDate() + 978307200.0) * 1000)));
-    return t.toOffsetFromUtc(t.offsetFromUtc()).toString(Qt::ISODate);
-}
+QString isoDate(const Value& v) { return v.isDate() ? cli::isoDate(v.toDate()) : QString(); }
 
 struct Options {
     QStringList positional;
