@@ -85,14 +85,13 @@ void BM_DecryptRecordsMember(benchmark::State& state) {
     const QByteArray sealed = doc->myEncryptedArrayData.toData();
     ZKCommonCrypto engine;
     engine.setPasswordToDecrypt(doc->plainPassword, doc->myIV.toData(), doc->mySalt.toData());
-    std::int32_t status = 0;
-    if (!engine.decrypt(sealed, &status)) state.SkipWithError("decrypt failed");  // derives the key
+    if (!engine.decrypt(sealed)) state.SkipWithError("decrypt failed");  // derives the key
     for (auto _ : state) {
         state.PauseTiming();
         QByteArray bytes = sealed;
         bytes.detach();
         state.ResumeTiming();
-        auto plain = state.range(0) ? engine.decryptInPlace(bytes, &status) : engine.decrypt(bytes, &status);
+        auto plain = state.range(0) ? engine.decryptInPlace(bytes) : engine.decrypt(bytes);
         if (!plain) state.SkipWithError("decrypt failed");
         benchmark::DoNotOptimize(plain);
     }

@@ -124,20 +124,36 @@ struct KeyMaterial {
 
 }  // namespace
 
-std::optional<QByteArray> ZKCommonCrypto::doCipher(const QByteArray& data, const QByteArray& /*key*/,
-                                                   std::uint32_t context, std::uint32_t* padding,
-                                                   std::int32_t* error) {
-    return cipher(data, nullptr, context, padding, error);
+QString ZKCommonCrypto::statusMessage(std::int32_t status) {
+    switch (status) {
+    case kParamError:
+        return QStringLiteral("The cipher was given data or settings it can't use.");
+    case kBufferTooSmall:
+        return QStringLiteral("The cipher's output did not fit its buffer.");
+    case kMemoryFailure:
+        return QStringLiteral("The cipher could not be set up.");
+    case kAlignmentError:
+        return QStringLiteral("The data is not a whole number of cipher blocks.");
+    case kDecodeError:
+        return QStringLiteral("The data could not be deciphered: the password is wrong or the data is damaged.");
+    default:
+        return QStringLiteral("The cipher failed with status %1.").arg(status);
+    }
 }
 
-std::optional<QByteArray> ZKCommonCrypto::encryptInPlace(QByteArray&& plain, std::int32_t* error) {
-    std::uint32_t padding = kPaddingPKCS7;
-    return cipher(plain, &plain, kContextEncrypt, &padding, error);
+ZKCommonCrypto::Outcome ZKCommonCrypto::doCipher(const QByteArray& data, const QByteArray& /*key*/,
+                                                 std::uint32_t context, std::uint32_t* padding) {
+    return cipher(data, nullptr, context, padding);
 }
 
-std::optional<QByteArray> ZKCommonCrypto::decryptInPlace(QByteArray& cipherText, std::int32_t* error) {
+ZKCommonCrypto::Outcome ZKCommonCrypto::encryptInPlace(QByteArray&& plain) {
     std::uint32_t padding = kPaddingPKCS7;
-    return cipher(cipherText, &cipherText, kContextDecrypt, &padding, error);
+    return cipher(plain, &plain, kContextEncrypt, &padding);
+}
+
+ZKCommonCrypto::Outcome ZKCommonCrypto::decryptInPlace(QByteArray& cipherText) {
+    std::uint32_t padding = kPaddingPKCS7;
+    return cipher(cipherText, &cipherText, kContextDecrypt, &padding);
 }
 
 namespace {
@@ -171,8 +187,9 @@ std::int32_t decryptionWillFail(const QByteArray& data, const unsigned char* key
 
 }  // namespace
 
-std::optional<QByteArray> ZKCommonCrypto::cipher(const QByteArray& data, QByteArray* consumed, std::uint32_t context,
-                                                 std::uint32_t* padding, std::int32_t* error) {
+ZKCommonCrypto::Outcome ZKCommonCrypto::cipher(const QByteArray& data, QByteArray* consumed, std::uint32_t context,
+                                               std::uint32_t* padding) {
+    const auto failed = [](std::int32_t status) { return Outcome::failed(status, statusMessage(status)); };
     if (!keyIsDerived_) {
         setAESKey(AESKeyForPassword(password_, salt_));
         keyIsDerived_ = true;
@@ -193,24 +210,15 @@ std::optional<QByteArray> ZKCommonCrypto::cipher(const QByteArray& data, QByteAr
     const bool pkcs7 = (options & 1u) != 0;
     const bool ecb = (options & 2u) != 0;
 
-    if (context != kContextEncrypt && context != kContextDecrypt) {
-        *error = kParamError;
-        return std::nullopt;
-    }
+    if (context != kContextEncrypt && context != kContextDecrypt) return failed(kParamError);
     std::unique_ptr<EVP_CIPHER_CTX, CipherContextFree> ctx(EVP_CIPHER_CTX_new());
     if (!ctx || EVP_CipherInit_ex(ctx.get(), ecb ? EVP_aes_256_ecb() : EVP_aes_256_cbc(), nullptr, key,
-                                  ecb ? nullptr : iv, context == kContextEncrypt ? 1 : 0) != 1) {
-        *error = kMemoryFailure;
-        return std::nullopt;
-    }
+                                  ecb ? nullptr : iv, context == kContextEncrypt ? 1 : 0) != 1)
+        return failed(kMemoryFailure);
     EVP_CIPHER_CTX_set_padding(ctx.get(), pkcs7 ? 1 : 0);
-    *error = kSuccess;
 
     const qsizetype inLength = data.size();
-    if (inLength > INT_MAX - 2 * kBlockSize) {
-        *error = kParamError;
-        return std::nullopt;
-    }
+    if (inLength > INT_MAX - 2 * kBlockSize) return failed(kParamError);
     // Ciphering in place takes over the caller's buffer: the input is overwritten as it goes,
     // and a large document needs no second buffer of its size. Deciphering writes no more than
     // it reads; enciphering adds up to a block of padding.
@@ -220,10 +228,7 @@ std::optional<QByteArray> ZKCommonCrypto::cipher(const QByteArray& data, QByteAr
         if (context == kContextDecrypt) {
             // Anything that would fail half-way fails here, before the input is touched.
             const std::int32_t status = pkcs7 && !ecb ? decryptionWillFail(*consumed, key, iv) : kParamError;
-            if (status != kSuccess) {
-                *error = status;
-                return std::nullopt;
-            }
+            if (status != kSuccess) return failed(status);
         }
         out = std::move(*consumed);
         if (context == kContextEncrypt) {
@@ -236,49 +241,42 @@ std::optional<QByteArray> ZKCommonCrypto::cipher(const QByteArray& data, QByteAr
         in = reinterpret_cast<const unsigned char*>(data.constData());
     }
     // Partial output of a failed call may hold plain text: it is wiped, never handed out.
-    auto fail = [&out, error](std::int32_t status) -> std::optional<QByteArray> {
-        *error = status;
+    auto fail = [&out, &failed](std::int32_t status) {
         secrets::wipe(out);
-        return std::nullopt;
+        return failed(status);
     };
     int written = 0;
     if (EVP_CipherUpdate(ctx.get(), reinterpret_cast<unsigned char*>(out.data()), &written, in, int(inLength)) != 1)
         return fail(kParamError);
-    *error = kSuccess;
     // Without padding, and always when deciphering, the input must be whole blocks.
     if ((!pkcs7 || context == kContextDecrypt) && inLength % kBlockSize != 0) return fail(kAlignmentError);
     int finalWritten = 0;
     if (EVP_CipherFinal_ex(ctx.get(), reinterpret_cast<unsigned char*>(out.data()) + written, &finalWritten) != 1)
         return fail(kDecodeError);
-    *error = kSuccess;
     out.truncate(written + finalWritten);
-    return out;
+    return Outcome(std::move(out));
 }
 
-std::optional<QByteArray> ZKCommonCrypto::encrypt(const QByteArray& data, std::int32_t* error) {
+ZKCommonCrypto::Outcome ZKCommonCrypto::encrypt(const QByteArray& data) {
     std::uint32_t padding = kPaddingPKCS7;
     QByteArray key = password_.toUtf8();
     const secrets::WipeOnExit wipeKey(key);
-    return doCipher(data, key, kContextEncrypt, &padding, error);
+    return doCipher(data, key, kContextEncrypt, &padding);
 }
 
-std::optional<QByteArray> ZKCommonCrypto::decrypt(const QByteArray& data, std::int32_t* error) {
+ZKCommonCrypto::Outcome ZKCommonCrypto::decrypt(const QByteArray& data) {
     std::uint32_t padding = kPaddingPKCS7;
     QByteArray key = password_.toUtf8();
     const secrets::WipeOnExit wipeKey(key);
-    return doCipher(data, key, kContextDecrypt, &padding, error);
+    return doCipher(data, key, kContextDecrypt, &padding);
 }
 
-std::optional<QByteArray> ZKCommonCrypto::encrypt(const QByteArray& data, const QByteArray& key,
-                                                  std::uint32_t* padding) {
-    std::int32_t status = 0;
-    return doCipher(data, key, kContextEncrypt, padding, &status);
+ZKCommonCrypto::Outcome ZKCommonCrypto::encrypt(const QByteArray& data, const QByteArray& key, std::uint32_t* padding) {
+    return doCipher(data, key, kContextEncrypt, padding);
 }
 
-std::optional<QByteArray> ZKCommonCrypto::decrypt(const QByteArray& data, const QByteArray& key,
-                                                  std::uint32_t* padding) {
-    std::int32_t status = 0;
-    return doCipher(data, key, kContextDecrypt, padding, &status);
+ZKCommonCrypto::Outcome ZKCommonCrypto::decrypt(const QByteArray& data, const QByteArray& key, std::uint32_t* padding) {
+    return doCipher(data, key, kContextDecrypt, padding);
 }
 
 }  // namespace qv

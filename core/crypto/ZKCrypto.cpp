@@ -79,31 +79,37 @@ std::optional<QByteArray> ZKCrypto::keyBuffer() const {
     return key;
 }
 
-std::optional<QByteArray> ZKCrypto::decryptCore(const QByteArray& data, std::int32_t* errorCode) const {
-    auto fail = [errorCode](std::int32_t code) -> std::optional<QByteArray> {
-        if (errorCode) *errorCode = code;
-        return std::nullopt;
-    };
-    if (data.size() < 1) {
-        if (errorCode) *errorCode = kSuccess;
-        return QByteArray();
-    }
-    if (data.size() > INT_MAX - kBlockSize) return fail(kUpdateFailed);
+Result<QByteArray, std::int32_t> ZKCrypto::decryptCore(const QByteArray& data) const {
+    using Deciphered = Result<QByteArray, std::int32_t>;
+    if (data.size() < 1) return QByteArray();
+    if (data.size() > INT_MAX - kBlockSize)
+        return Deciphered::failed(kUpdateFailed, QStringLiteral("The field is too large to decipher."));
     auto key = keyBuffer();
     QByteArray wiped;
     const secrets::WipeOnExit wipeKey(key ? *key : wiped);
     const Providers& p = providers();
-    if (!key || !p.cipher) return fail(kUpdateFailed);
+    if (!p.cipher)
+        return Deciphered::failed(kUpdateFailed,
+                                  p.error.isEmpty() ? QStringLiteral("The Blowfish cipher is not available.") : p.error);
+    if (!key)
+        return Deciphered::failed(kUpdateFailed,
+                                  QStringLiteral("The password has a character that Mac OS Roman can't hold."));
+    const auto failed = [](std::int32_t code) {
+        return Deciphered::failed(code, code == kFinalFailed
+                                            ? QStringLiteral("The field could not be deciphered: the password is "
+                                                             "wrong or the field is damaged.")
+                                            : QStringLiteral("The field could not be deciphered."));
+    };
     unsigned char iv[kIVLength] = {};
     if (myIV) std::memcpy(iv, myIV->constData(), kIVLength);
 
     std::unique_ptr<EVP_CIPHER_CTX, CtxFree> ctx(EVP_CIPHER_CTX_new());
-    if (!ctx) return fail(kUpdateFailed);
+    if (!ctx) return failed(kUpdateFailed);
     // The cipher's default key length, 16, decides the key schedule at this moment. The old
     // engine set the password's own length only afterwards, which changed nothing; OpenSSL 3
     // would refuse the next step after such a call, so it is not made.
     if (EVP_DecryptInit_ex(ctx.get(), p.cipher, nullptr, reinterpret_cast<const unsigned char*>(key->constData()), iv) != 1)
-        return fail(kUpdateFailed);
+        return failed(kUpdateFailed);
     EVP_CIPHER_CTX_set_padding(ctx.get(), 1);
 
     QByteArray out(data.size() + kBlockSize, '\0');
@@ -112,15 +118,14 @@ std::optional<QByteArray> ZKCrypto::decryptCore(const QByteArray& data, std::int
                           reinterpret_cast<const unsigned char*>(data.constData()), int(data.size())) != 1) {
         ERR_clear_error();
         secrets::wipe(out);
-        return fail(kUpdateFailed);
+        return failed(kUpdateFailed);
     }
     if (EVP_DecryptFinal_ex(ctx.get(), reinterpret_cast<unsigned char*>(out.data()) + written, &last) != 1) {
         ERR_clear_error();
         secrets::wipe(out);  // all but the last block was plain text already
-        return fail(kFinalFailed);
+        return failed(kFinalFailed);
     }
     out.truncate(written + last);
-    if (errorCode) *errorCode = kSuccess;
     return out;
 }
 
@@ -177,19 +182,17 @@ std::optional<QByteArray> ZKCrypto::cryptLongToInt32(std::int64_t value) const {
     return encryptCore(plain);
 }
 
-std::optional<QString> ZKCrypto::decryptToString(const QByteArray& data, std::int32_t* errorCode) const {
-    const auto plain = decryptCore(data, errorCode);
-    if (!plain) return std::nullopt;
-    return MacRoman::decode(*plain);
+Result<QString, std::int32_t> ZKCrypto::decryptToString(const QByteArray& data) const {
+    auto plain = decryptCore(data);
+    if (!plain) return plain.failure();
+    return MacRoman::decode(*plain).value_or(QString());
 }
 
-std::optional<QByteArray> ZKCrypto::decryptToData(const QByteArray& data, std::int32_t* errorCode) const {
-    return decryptCore(data, errorCode);
-}
+Result<QByteArray, std::int32_t> ZKCrypto::decryptToData(const QByteArray& data) const { return decryptCore(data); }
 
-std::int64_t ZKCrypto::decryptToLong(const QByteArray& data, std::int32_t* errorCode) const {
-    const auto plain = decryptCore(data, errorCode);
-    if (!plain) return 0;
+Result<std::int64_t, std::int32_t> ZKCrypto::decryptToLong(const QByteArray& data) const {
+    const auto plain = decryptCore(data);
+    if (!plain) return plain.failure();
     const auto byte = [&](int i) { return std::uint64_t(static_cast<unsigned char>(plain->at(i))); };
     if (plain->size() == 4) {
         const std::uint32_t v = std::uint32_t(byte(0) | byte(1) << 8 | byte(2) << 16 | byte(3) << 24);

@@ -8,6 +8,8 @@
 // The effective key is always 16 bytes: longer passwords count with their first 16 bytes,
 // shorter ones are completed with zero bytes. Files were written that way and must keep opening.
 
+#include "foundation/Result.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -22,7 +24,7 @@ public:
     static constexpr int kIVLength = 8;
     static constexpr int kEffectiveKeyLength = 16;
 
-    // Decrypt codes.
+    // Decrypt codes: the kind of a failed decryption. kSuccess is never one.
     static constexpr std::int32_t kSuccess = 0;
     static constexpr std::int32_t kUpdateFailed = 1;
     static constexpr std::int32_t kFinalFailed = 2;
@@ -46,13 +48,16 @@ public:
     std::optional<QByteArray> cryptLong(std::int64_t value) const;
     std::optional<QByteArray> cryptLongToInt32(std::int64_t value) const;
 
-    // The code is 0 on success (an empty input included, with an empty result), 1 when the
-    // update step failed, 2 when the final step (the padding) failed. A password that Mac OS Roman
-    // can't hold, or a missing Blowfish implementation, fails as the update step.
-    std::optional<QString> decryptToString(const QByteArray& data, std::int32_t* errorCode) const;
-    std::optional<QByteArray> decryptToData(const QByteArray& data, std::int32_t* errorCode) const;
-    // Meaningless unless the code is 0: the caller takes the code first.
-    std::int64_t decryptToLong(const QByteArray& data, std::int32_t* errorCode) const;
+    // An empty input succeeds with an empty result. A failure's kind is kUpdateFailed when the
+    // update step failed, kFinalFailed when the final step (the padding) failed. A password that
+    // Mac OS Roman can't hold, or a missing Blowfish implementation, fails as the update step.
+    // Bytes that can't be decoded (only when ICU has no Mac OS Roman converter) read as an empty
+    // string that still counts as deciphered, as they always did.
+    Result<QString, std::int32_t> decryptToString(const QByteArray& data) const;
+    Result<QByteArray, std::int32_t> decryptToData(const QByteArray& data) const;
+    // Four plain bytes are a 32-bit number, sign-extended; otherwise up to eight bytes, little
+    // endian. A failed decryption gives no number at all.
+    Result<std::int64_t, std::int32_t> decryptToLong(const QByteArray& data) const;
 
     // Empty when Blowfish can be used; otherwise why not (OpenSSL's legacy provider missing).
     static QString availabilityError();
@@ -60,7 +65,7 @@ public:
 private:
     std::optional<QByteArray> keyBuffer() const;
     std::optional<QByteArray> encryptCore(const QByteArray& plain) const;
-    std::optional<QByteArray> decryptCore(const QByteArray& data, std::int32_t* errorCode) const;
+    Result<QByteArray, std::int32_t> decryptCore(const QByteArray& data) const;
 
     std::optional<QByteArray> myIV;
     QString myPassword;

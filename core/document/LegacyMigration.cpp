@@ -175,26 +175,28 @@ private:
     // Deciphers one field into `out`: a string, a number or bytes as the field's kind says.
     std::int32_t decipher(const Dictionary& entry, const Field& f, Value* out) {
         const QByteArray bytes = entry.value(f.key).toData();
-        std::int32_t code = 0;
         const ZKCrypto& e = doc_.myCryptoEngine;
         switch (f.kind) {
         case Kind::String: {
-            const auto s = e.decryptToString(bytes, &code);
-            if (code == 0) *out = Value(s.value_or(QString()));
+            const auto s = e.decryptToString(bytes);
+            if (!s) return s.kind();
+            *out = Value(*s);
             break;
         }
         case Kind::Long: {
-            const std::int64_t v = e.decryptToLong(bytes, &code);
-            if (code == 0) *out = Value::integer(v);
+            const auto v = e.decryptToLong(bytes);
+            if (!v) return v.kind();
+            *out = Value::integer(*v);
             break;
         }
         case Kind::Data: {
-            const auto d = e.decryptToData(bytes, &code);
-            if (code == 0) *out = Value::data(d.value_or(QByteArray()));
+            const auto d = e.decryptToData(bytes);
+            if (!d) return d.kind();
+            *out = Value::data(*d);
             break;
         }
         }
-        return code;
+        return ZKCrypto::kSuccess;
     }
 
     // A colour of the old archive, into the category's colour dictionary. A stream that holds no

@@ -15,7 +15,8 @@ namespace qv {
 
 namespace {
 
-Value dataOrAbsent(const std::optional<QByteArray>& d) { return d ? Value::data(*d) : Value(); }
+template <class MaybeData>
+Value dataOrAbsent(const MaybeData& d) { return d ? Value::data(*d) : Value(); }
 
 // A category lists its records and each record points at its category, so the two hold each
 // other. Tables that are let go are unlinked first, or they would stay in memory, secrets and
@@ -84,8 +85,7 @@ void MyDocument::makeCheckValues() {
     QByteArray p = ZKCommonCrypto::generateRandom256AsciiString().toUtf8();
     const secrets::WipeOnExit wipeP(p);
     mySha1_RcData = dataOrAbsent(ZKCommonCrypto::dataSHA1(p));
-    std::int32_t status = 0;
-    myRCDataEncrypted = dataOrAbsent(myCommonCrypto->encrypt(p, &status));
+    myRCDataEncrypted = dataOrAbsent(myCommonCrypto->encrypt(p));
 }
 
 // A new engine (with its own salt and IV, and new check values) whenever the password changed
@@ -214,11 +214,10 @@ void MyDocument::encryptData() {
     auto a4 = KeyedArchiver::archivedDataWithRootObject(documentCreationDate);
     // A failed member is left out of the file, as it always was; the status is not looked at.
     // The plain archive is wiped once sealed.
-    std::int32_t status = 0;
     auto seal = [&](Result<QByteArray>& plain) {
         if (!plain) return Value();
         const secrets::WipeOnExit wipePlain(*plain);
-        return dataOrAbsent(myCommonCrypto->encryptInPlace(std::move(*plain), &status));
+        return dataOrAbsent(myCommonCrypto->encryptInPlace(std::move(*plain)));
     };
     myEncryptedArrayData = seal(a1);
     myEncryptedCategoryArrayData = seal(a2);
@@ -336,11 +335,10 @@ std::int32_t MyDocument::Decript() {
     auto stopProgress = [this] {
         if (ui()) ui()->setDecryptProgressAnimating(false);
     };
-    std::int32_t s = 0;
-    auto p = myCommonCrypto->decrypt(myRCDataEncrypted.toData(), &s);
-    if (s != 0 || !p) {
+    auto p = myCommonCrypto->decrypt(myRCDataEncrypted.toData());
+    if (!p) {
         stopProgress();
-        return s != 0 ? s : 1;
+        return p.kind();
     }
     const bool checked = ZKCommonCrypto::dataSHA1(*p) == mySha1_RcData.toData() && mySha1_RcData.isData();
     secrets::wipe(*p);
@@ -352,18 +350,17 @@ std::int32_t MyDocument::Decript() {
         // text and its plain text at once, nor waits for a fresh buffer of that size. A failed
         // attempt leaves it as it was.
         const bool mutableClass = member.isMutableClass();
-        std::optional<QByteArray> plain;
-        if (member.isData()) {
+        auto plain = [&] {
+            if (!member.isData()) return myCommonCrypto->decrypt(member.toData());
             QByteArray bytes = member.toData();
             member = Value();
-            plain = myCommonCrypto->decryptInPlace(bytes, &s);
-            if (!plain) member = Value::data(bytes).withMutableClass(mutableClass);
-        } else {
-            plain = myCommonCrypto->decrypt(member.toData(), &s);
-        }
-        if (s != 0 || !plain) {
+            auto deciphered = myCommonCrypto->decryptInPlace(bytes);
+            if (!deciphered) member = Value::data(bytes).withMutableClass(mutableClass);
+            return deciphered;
+        }();
+        if (!plain) {
             stopProgress();
-            return s != 0 ? s : 1;
+            return plain.kind();
         }
         const secrets::WipeOnExit wipePlain(*plain);
         member = Value();
@@ -371,8 +368,7 @@ std::int32_t MyDocument::Decript() {
         if (!v) {
             // Deciphered to something that is not an archive: garbage. The member stays as it
             // was; the same key and vector encipher the plain text back to the very same bytes.
-            std::int32_t again = 0;
-            if (auto restored = myCommonCrypto->encrypt(*plain, &again))
+            if (auto restored = myCommonCrypto->encrypt(*plain))
                 member = Value::data(*restored).withMutableClass(mutableClass);
             return 1;
         }

@@ -118,18 +118,16 @@ TEST(MyDocument, TheSavedRecordsAreExactlyTheArchiveOfTheirSaveCopies) {
     EXPECT_TRUE(isStrictlyEqual(copies.at(2).toDictionary().value(keys::categoryID), Value::integer(0)));
     const QByteArray expected = KeyedArchiver::archivedDataWithRootObject(Value(copies)).value();
     ASSERT_TRUE(doc.dataOfType(QString()));
-    std::int32_t status = -1;
-    const auto plain = doc.myCommonCrypto->decrypt(doc.myEncryptedArrayData.toData(), &status);
-    ASSERT_EQ(status, 0);
-    EXPECT_EQ(plain.value(), expected);
+    const auto plain = doc.myCommonCrypto->decrypt(doc.myEncryptedArrayData.toData());
+    ASSERT_TRUE(plain) << plain.message().toStdString();
+    EXPECT_EQ(*plain, expected);
 }
 
 TEST(MyDocument, AMemberThatDeciphersToGarbageStaysAsItWasForTheNextAttempt) {
     const QByteArray file = newFile([](MyDocument& writer) {
         ASSERT_TRUE(writer.dataOfType(QString()));
-        std::int32_t status = -1;
         // Same key and vector, so the document's own check still passes.
-        const auto garbage = writer.myCommonCrypto->encrypt(QByteArray("not an archive at all"), &status);
+        const auto garbage = writer.myCommonCrypto->encrypt(QByteArray("not an archive at all"));
         ASSERT_TRUE(garbage);
         writer.myEncryptedArrayData = Value::data(*garbage).withMutableClass(true);
         writer.setIsEncrypted(true);  // write the members as they stand
@@ -142,6 +140,24 @@ TEST(MyDocument, AMemberThatDeciphersToGarbageStaysAsItWasForTheNextAttempt) {
     EXPECT_EQ(doc.Decript(), 1);
     EXPECT_TRUE(isStrictlyEqual(doc.myEncryptedArrayData, member));
     EXPECT_EQ(doc.Decript(), 1);
+    EXPECT_TRUE(isStrictlyEqual(doc.myEncryptedArrayData, member));
+}
+
+TEST(MyDocument, AMemberCutShortFailsWithTheCipherStatusAndStaysAsItWas) {
+    const QByteArray file = newFile([](MyDocument& writer) {
+        ASSERT_TRUE(writer.dataOfType(QString()));
+        // One byte short of whole blocks; the check string is intact, so the password passes.
+        QByteArray cut = writer.myEncryptedArrayData.toData();
+        cut.chop(1);
+        writer.myEncryptedArrayData = Value::data(cut).withMutableClass(true);
+        writer.setIsEncrypted(true);
+    });
+
+    MyDocument doc;
+    ASSERT_TRUE(doc.readFromData(file, QString()));
+    const Value member = doc.myEncryptedArrayData;
+    doc.plainPassword = QStringLiteral("secret");
+    EXPECT_EQ(doc.Decript(), ZKCommonCrypto::kAlignmentError);
     EXPECT_TRUE(isStrictlyEqual(doc.myEncryptedArrayData, member));
 }
 

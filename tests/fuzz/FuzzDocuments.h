@@ -26,16 +26,18 @@ inline std::optional<QByteArray> sealTemplate(const QByteArray& bytes) {
     if (LegacyMigration::groupOf(d.value(keys::appversion).toUInt64()) == 0) {
         ZKCommonCrypto engine(kPassword);
         engine.setPasswordToDecrypt(kPassword, QByteArray(16, '\x5a'), QByteArray(8, '\x17'));
-        std::int32_t status = 0;
         for (const QString* k : {&keys::dataArrayData, &keys::catArrayData, &keys::emailArrayData,
                                  &keys::documentCreationDateData}) {
             const Value v = d.value(*k);
-            if (v.isData()) d.set(*k, Value::data(engine.encrypt(v.toData(), &status).value_or(QByteArray())));
+            if (!v.isData()) continue;
+            const auto sealed = engine.encrypt(v.toData());
+            d.set(*k, Value::data(sealed ? *sealed : QByteArray()));
         }
         const QByteArray check = QByteArrayLiteral("the check string of a fuzz document");
         d.set(keys::salt, Value::data(engine.salt()));
         d.set(keys::IV, Value::data(engine.IV()));
-        d.set(keys::rc, Value::data(engine.encrypt(check, &status).value_or(QByteArray())));
+        const auto sealedCheck = engine.encrypt(check);
+        d.set(keys::rc, Value::data(sealedCheck ? *sealedCheck : QByteArray()));
         d.set(keys::sha1_rc, Value::data(ZKCommonCrypto::dataSHA1(check).value_or(QByteArray())));
     } else {
         const ZKCrypto engine(LegacyMigration::kInitVector, kPassword);
