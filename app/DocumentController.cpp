@@ -194,12 +194,20 @@ void DocumentController::filesChanged(const QString& path) {
     QTimer::singleShot(300, this, [this] {
         const QSet<QString> changed = std::exchange(pendingChanges_, {});
         if (changed.isEmpty()) return;
-        for (DocumentWindow* w : std::vector<DocumentWindow*>(windows_)) {
+        std::vector<QPointer<DocumentWindow>> windows(windows_.begin(), windows_.end());
+        for (const QPointer<DocumentWindow>& w : windows) {
+            if (!w) continue;  // closed while another window's file was looked at
             const QString file = w->filePath();
             if (file.isEmpty() || (!changed.contains(file) && !changed.contains(QFileInfo(file).absolutePath()))) continue;
             // The watch is lost when the file is replaced: it is taken up again.
             if (watcher_ && QFileInfo::exists(file) && !watcher_->files().contains(file)) watcher_->addPath(file);
-            if (saving_.contains(w) || !fileChangedOnDisk(w)) continue;  // our own save, or nothing new
+            if (saving_.contains(w)) continue;  // our own save
+            if (w->document().isBusy()) {
+                // A worker holds the tables: asked again in a moment.
+                filesChanged(file);
+                continue;
+            }
+            if (!fileChangedOnDiskAsked(w) || !w) continue;  // nothing new
             if (QApplication::activeModalWidget()) {
                 // Not while the user answers something else: asked again in a moment.
                 filesChanged(file);
@@ -262,6 +270,16 @@ void DocumentController::fileChangedBehind(DocumentWindow* w) {
     if (MergeFlow::mergeInto(w, w->filePath())) noteFileOnDisk(w);
 }
 
+bool DocumentController::fileChangedOnDiskAsked(DocumentWindow* w) {
+    const auto it = known_.find(w);
+    if (it == known_.end() || it->second.path != w->filePath()) return false;
+    // The stamp reads and hashes the whole file: on a worker, as the window's loop turns.
+    const KnownFile known = it->second;
+    FileStamp now;
+    w->runOffThread([&now, &known] { now = DocumentFile::stampOf(known.path); });
+    return now != known.stamp;
+}
+
 bool DocumentController::fileChangedOnDisk(const DocumentWindow* w) const {
     const auto it = known_.find(w);
     // A file this program never read or wrote for the window (a new path of Save As) is the
@@ -278,7 +296,7 @@ bool DocumentController::save(DocumentWindow* w, SaveMode mode) {
     // A locked document or one without a password must not be written: the file could not be
     // opened again. Nor one whose tables a worker is deciphering or enciphering right now.
     if (!doc.canAutosave() || doc.isBusy()) return false;
-    if (fileChangedOnDisk(w)) {
+    if (fileChangedOnDiskAsked(w)) {
         // Autosaving never overwrites another program's work; the next save by hand asks.
         if (mode == SaveMode::Autosaving) return false;
         QMessageBox box(QMessageBox::Warning, QStringLiteral("Quorvane"),

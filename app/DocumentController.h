@@ -81,6 +81,8 @@ public:
 
     // Whether another program changed, replaced or removed the window's file since then.
     bool fileChangedOnDisk(const DocumentWindow* window) const;
+    // The same, with the file read on a worker while the window's event loop turns.
+    bool fileChangedOnDiskAsked(DocumentWindow* window);
 
     // Whether open documents' files are watched for changes made by other programs (on by
     // default); tests of the save-time question turn it off to meet that question alone.
