@@ -27,6 +27,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <utility>
 
@@ -77,21 +78,25 @@ struct HeldWorker {
     void install() {
         window->document().runOffThread = [this](const std::function<void()>& work) {
             ++steps;
-            std::mutex m;
-            std::condition_variable cv;
-            bool released = false;
-            QTimer::singleShot(0, window, [&] {
+            // Shared with the timer, which a window that held its thread would only run later.
+            struct Gate {
+                std::mutex m;
+                std::condition_variable cv;
+                bool released = false;
+            };
+            auto gate = std::make_shared<Gate>();
+            QTimer::singleShot(0, window, [this, gate] {
                 ++turnedDuringWork;
                 if (whileBusy) whileBusy();
-                std::lock_guard lock(m);
-                released = true;
-                cv.notify_all();
+                std::lock_guard lock(gate->m);
+                gate->released = true;
+                gate->cv.notify_all();
             });
             QThread* const gui = QThread::currentThread();
             window->runOffThread([&] {
                 if (QThread::currentThread() == gui) workedOffTheInterfaceThread = false;
-                std::unique_lock lock(m);
-                cv.wait_for(lock, std::chrono::seconds(3), [&] { return released; });
+                std::unique_lock lock(gate->m);
+                gate->cv.wait_for(lock, std::chrono::seconds(3), [&] { return gate->released; });
                 lock.unlock();
                 work();
             });
@@ -146,6 +151,7 @@ TEST(WindowStaysResponsive, OpeningDeciphersOnAWorkerAndRefusesTheBusyDocument) 
     bool busy = false, barShown = false, otherTyped = false, keysRefused = false, closeRefused = false;
     held.whileBusy = [&] {
         busy = w->document().isBusy();
+        if (!busy) return;  // run after the work: keys now would start another attempt
         barShown = progress->isVisible();
         otherTyped = other.takesTyping();
         QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("xyz"));
@@ -209,6 +215,7 @@ TEST(WindowStaysResponsive, SavingAndLockingEncipherOnAWorkerAndALockWaitsForThe
     bool busy = false, otherTyped = false, searchRefused = false, saveRefused = false, lockRefused = false;
     held.whileBusy = [&] {
         busy = doc.isBusy();
+        if (!busy) return;  // run after the work: a save now would simply save again
         otherTyped = other.takesTyping();
         QTest::keyClicks(search, QStringLiteral("Rec"));
         searchRefused = search->text().isEmpty();
