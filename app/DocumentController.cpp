@@ -333,12 +333,13 @@ bool DocumentController::save(DocumentWindow* w, SaveMode mode) {
     }
     saving_.insert(w);
     QPointer<DocumentWindow> alive(w);
-    QApplication::setOverrideCursor(Qt::WaitCursor);
+    // Only this window waits: the others keep their input and their cursor.
+    w->setCursor(Qt::WaitCursor);
     DocumentFileStatus written;
     FileStamp stamp;
     if (auto bytes = DocumentFile::encode(doc)) written = writeInBackground(w, *bytes, doc.plainPassword, stamp);
     else written = bytes.failure();
-    QApplication::restoreOverrideCursor();
+    if (alive) w->unsetCursor();
     saving_.remove(w);
     if (!alive) return written.ok();
     if (!written) {

@@ -292,8 +292,9 @@ void DocumentWindow::buildPages() {
     setCentralWidget(pages_);
 
     connect(passwordField_, &QLineEdit::returnPressed, this, [this] {
-        // A large document takes a while to decipher (on a worker; this window waits for it).
-        QApplication::setOverrideCursor(Qt::WaitCursor);
+        // A large document takes a while to decipher (on a worker; this window waits for it, the
+        // others do not).
+        setCursor(Qt::WaitCursor);
         bool enoughMemory = true;
         try {
             doc_->submitPasswordToDecrypt(Sender{0, {}, passwordField_->text(), -1});
@@ -302,7 +303,7 @@ void DocumentWindow::buildPages() {
             enoughMemory = false;
             setDecryptProgressAnimating(false);
         }
-        QApplication::restoreOverrideCursor();
+        unsetCursor();
         refresh();
         if (!enoughMemory)
             QMessageBox::warning(this, QStringLiteral("Quorvane"),
