@@ -55,6 +55,7 @@
 #include <QEventLoop>
 
 #include <algorithm>
+#include <exception>
 #include <system_error>
 #include <thread>
 
@@ -158,9 +159,16 @@ void DocumentWindow::runOffThread(const std::function<void()>& work) {
     const WindowInputBlock block(this);
     ++runningOffThread_;
     std::thread worker;
+    std::exception_ptr thrown;
     try {
-        worker = std::thread([&work, &loop] {
-            work();
+        worker = std::thread([&work, &loop, &thrown] {
+            // What the work throws (out of memory, mostly) is thrown again here, not on the worker,
+            // where it would end the program.
+            try {
+                work();
+            } catch (...) {
+                thrown = std::current_exception();
+            }
             QMetaObject::invokeMethod(&loop, [&loop] { loop.quit(); }, Qt::QueuedConnection);
         });
     } catch (const std::system_error&) {
@@ -169,9 +177,11 @@ void DocumentWindow::runOffThread(const std::function<void()>& work) {
         work();
         return;
     }
+    // Returns early when the application quits; the work is still waited for.
     loop.exec();
     worker.join();
     --runningOffThread_;
+    if (thrown) std::rethrow_exception(thrown);
 }
 
 void DocumentWindow::setFilePath(const QString& path) {

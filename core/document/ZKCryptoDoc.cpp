@@ -32,19 +32,27 @@ void ZKCryptoDoc::runHeavy(const std::function<void()>& work) {
         return;
     }
     std::exception_ptr thrown;
-    ++busy_;
-    runOffThread([&work, &thrown] {
-        insideHeavyWork = true;
-        try {
-            work();
-        } catch (...) {
-            // Nothing may leave the worker: the failure (out of memory, mostly) is the caller's.
-            thrown = std::current_exception();
+    // The document is busy until the work has ended, whatever the runner itself throws.
+    struct Busy {
+        ZKCryptoDoc& doc;
+        explicit Busy(ZKCryptoDoc& d) : doc(d) { ++doc.busy_; }
+        ~Busy() {
+            if (--doc.busy_ == 0 && !doc.whenIdle_.empty())
+                for (auto& step : std::exchange(doc.whenIdle_, {})) doc.post(std::move(step));
         }
-        insideHeavyWork = false;
-    });
-    if (--busy_ == 0 && !whenIdle_.empty()) {
-        for (auto& step : std::exchange(whenIdle_, {})) post(std::move(step));
+    };
+    {
+        const Busy busy(*this);
+        runOffThread([&work, &thrown] {
+            insideHeavyWork = true;
+            try {
+                work();
+            } catch (...) {
+                // Nothing may leave the worker: the failure (out of memory, mostly) is the caller's.
+                thrown = std::current_exception();
+            }
+            insideHeavyWork = false;
+        });
     }
     if (thrown) std::rethrow_exception(thrown);
 }

@@ -29,6 +29,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <utility>
 
 using namespace qv;
@@ -268,5 +269,37 @@ TEST(WindowStaysResponsive, SavingAndLockingEncipherOnAWorkerAndALockWaitsForThe
     EXPECT_EQ(namesInFile(path), expected);
     ASSERT_TRUE(waitFor([&] { return doc.isEncrypted() && !doc.isBusy(); }));
     EXPECT_EQ(w->passwordToDecryptField()->text(), QString());
+    w->close();
+}
+
+TEST(WindowStaysResponsive, RunningOutOfMemoryOnTheWorkerEndsTheAttemptWithItsMessage) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("starved.qvane"));
+    writeDocument(path, 20);
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = controller.openDocument(path);
+    ASSERT_NE(w, nullptr);
+    // The worker's step fails as a large allocation would, on the worker.
+    w->document().runOffThread = [w](const std::function<void()>&) {
+        w->runOffThread([] { throw std::bad_alloc(); });
+    };
+    ModalScript told({clickButton(QStringLiteral("OK"))});
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    ASSERT_TRUE(waitFor([&] { return told.done() && !QApplication::activeModalWidget(); }));
+    EXPECT_TRUE(told.seen.value(0).startsWith(QStringLiteral("There is not enough memory to open the records")))
+        << told.seen.value(0).toStdString();
+    EXPECT_TRUE(w->document().isEncrypted());
+    EXPECT_FALSE(w->document().isBusy());
+    EXPECT_FALSE(w->findChild<QProgressBar*>()->isVisible());
+
+    // With memory again, the same window opens the document.
+    w->document().runOffThread = [w](const std::function<void()>& work) { w->runOffThread(work); };
+    w->passwordToDecryptField()->clear();
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    EXPECT_FALSE(w->document().isEncrypted());
+    EXPECT_EQ(w->recordTable()->model()->rowCount(), 20);
     w->close();
 }
