@@ -12,7 +12,6 @@
 
 #include <QApplication>
 #include <QDir>
-#include <QEventLoop>
 #include <QFileDialog>
 #include <QFileSystemWatcher>
 #include <QFileInfo>
@@ -25,7 +24,6 @@
 #include <QTimer>
 
 #include <limits>
-#include <thread>
 #include <utility>
 
 namespace qv::app {
@@ -150,30 +148,29 @@ void DocumentController::openDocumentWithPanel(QWidget* parent) {
 }
 
 DocumentFileStatus DocumentController::writeInBackground(DocumentWindow* w, const QByteArray& bytes,
-                                                         const QString& password) {
+                                                         const QString& password, FileStamp& stamp) {
     // Reading the new contents back and writing them takes as long as opening the document:
     // seconds for a very large one. It needs nothing of the window, so it runs on a thread of
     // its own while the window stays painted behind a progress dialog that keeps its input.
     const QString path = w->filePath();
     DocumentFileStatus written;
-    QEventLoop loop;
-    std::thread worker([&] {
-        written = DocumentFile::write(path, bytes, password);
-        QMetaObject::invokeMethod(&loop, [&loop] { loop.quit(); }, Qt::QueuedConnection);
-    });
     QProgressDialog progress(QStringLiteral("Saving \u201c%1\u201d\u2026").arg(QFileInfo(path).fileName()), QString(), 0,
                              0, w);
     progress.setWindowModality(Qt::WindowModal);
     progress.setCancelButton(nullptr);
     progress.setMinimumDuration(std::numeric_limits<int>::max());  // shown by the timer below only
     QTimer::singleShot(400, &progress, [&progress] { progress.show(); });
-    loop.exec(QEventLoop::ExcludeUserInputEvents);
-    worker.join();
+    w->runOffThread([&] {
+        written = DocumentFile::write(path, bytes, password);
+        if (written) stamp = DocumentFile::stampOf(path);
+    });
     return written;
 }
 
-void DocumentController::noteFileOnDisk(const DocumentWindow* w) {
-    known_[w] = KnownFile{w->filePath(), DocumentFile::stampOf(w->filePath())};
+void DocumentController::noteFileOnDisk(const DocumentWindow* w) { noteFileOnDisk(w, DocumentFile::stampOf(w->filePath())); }
+
+void DocumentController::noteFileOnDisk(const DocumentWindow* w, const FileStamp& stamp) {
+    known_[w] = KnownFile{w->filePath(), stamp};
     watch(w->filePath());
 }
 
@@ -197,12 +194,20 @@ void DocumentController::filesChanged(const QString& path) {
     QTimer::singleShot(300, this, [this] {
         const QSet<QString> changed = std::exchange(pendingChanges_, {});
         if (changed.isEmpty()) return;
-        for (DocumentWindow* w : std::vector<DocumentWindow*>(windows_)) {
+        std::vector<QPointer<DocumentWindow>> windows(windows_.begin(), windows_.end());
+        for (const QPointer<DocumentWindow>& w : windows) {
+            if (!w) continue;  // closed while another window's file was looked at
             const QString file = w->filePath();
             if (file.isEmpty() || (!changed.contains(file) && !changed.contains(QFileInfo(file).absolutePath()))) continue;
             // The watch is lost when the file is replaced: it is taken up again.
             if (watcher_ && QFileInfo::exists(file) && !watcher_->files().contains(file)) watcher_->addPath(file);
-            if (saving_.contains(w) || !fileChangedOnDisk(w)) continue;  // our own save, or nothing new
+            if (saving_.contains(w)) continue;  // our own save
+            if (w->document().isBusy()) {
+                // A worker holds the tables: asked again in a moment.
+                filesChanged(file);
+                continue;
+            }
+            if (!fileChangedOnDiskAsked(w) || !w) continue;  // nothing new
             if (QApplication::activeModalWidget()) {
                 // Not while the user answers something else: asked again in a moment.
                 filesChanged(file);
@@ -238,6 +243,11 @@ void DocumentController::fileChangedBehind(DocumentWindow* w) {
     MyDocument& doc = w->document();
     // A locked document shows nothing of its records; the next save after unlocking asks.
     if (!doc.isDecrypted() || doc.isLockPending()) return;
+    if (doc.isBusy()) {
+        // A worker holds the tables: asked again in a moment, as while another question is up.
+        filesChanged(w->filePath());
+        return;
+    }
     if (!doc.isDocumentEdited()) {
         reloadClean(w);
         return;
@@ -260,6 +270,16 @@ void DocumentController::fileChangedBehind(DocumentWindow* w) {
     if (MergeFlow::mergeInto(w, w->filePath())) noteFileOnDisk(w);
 }
 
+bool DocumentController::fileChangedOnDiskAsked(DocumentWindow* w) {
+    const auto it = known_.find(w);
+    if (it == known_.end() || it->second.path != w->filePath()) return false;
+    // The stamp reads and hashes the whole file: on a worker, as the window's loop turns.
+    const KnownFile known = it->second;
+    FileStamp now;
+    w->runOffThread([&now, &known] { now = DocumentFile::stampOf(known.path); });
+    return now != known.stamp;
+}
+
 bool DocumentController::fileChangedOnDisk(const DocumentWindow* w) const {
     const auto it = known_.find(w);
     // A file this program never read or wrote for the window (a new path of Save As) is the
@@ -274,9 +294,9 @@ bool DocumentController::save(DocumentWindow* w, SaveMode mode) {
     if (w->filePath().isEmpty()) return mode == SaveMode::Asking && saveDocumentAs(w);
     MyDocument& doc = w->document();
     // A locked document or one without a password must not be written: the file could not be
-    // opened again.
-    if (!doc.canAutosave()) return false;
-    if (fileChangedOnDisk(w)) {
+    // opened again. Nor one whose tables a worker is deciphering or enciphering right now.
+    if (!doc.canAutosave() || doc.isBusy()) return false;
+    if (fileChangedOnDiskAsked(w)) {
         // Autosaving never overwrites another program's work; the next save by hand asks.
         if (mode == SaveMode::Autosaving) return false;
         QMessageBox box(QMessageBox::Warning, QStringLiteral("Quorvane"),
@@ -313,11 +333,13 @@ bool DocumentController::save(DocumentWindow* w, SaveMode mode) {
     }
     saving_.insert(w);
     QPointer<DocumentWindow> alive(w);
-    QApplication::setOverrideCursor(Qt::WaitCursor);
+    // Only this window waits: the others keep their input and their cursor.
+    w->setCursor(Qt::WaitCursor);
     DocumentFileStatus written;
-    if (auto bytes = DocumentFile::encode(doc)) written = writeInBackground(w, *bytes, doc.plainPassword);
+    FileStamp stamp;
+    if (auto bytes = DocumentFile::encode(doc)) written = writeInBackground(w, *bytes, doc.plainPassword, stamp);
     else written = bytes.failure();
-    QApplication::restoreOverrideCursor();
+    if (alive) w->unsetCursor();
     saving_.remove(w);
     if (!alive) return written.ok();
     if (!written) {
@@ -325,7 +347,7 @@ bool DocumentController::save(DocumentWindow* w, SaveMode mode) {
                              QStringLiteral("The document could not be saved.\n%1").arg(saveFailureText(written)));
         return false;
     }
-    noteFileOnDisk(w);
+    noteFileOnDisk(w, stamp);
     if (!kept->path.isEmpty()) tellOldGenerationCopy(w, kept->path, kept->generation);  // once: the copy is made once
     doc.fileURL = w->filePath();
     doc.updateChangeCount(ZKCryptoDoc::kChangeCleared);

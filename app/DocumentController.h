@@ -81,6 +81,8 @@ public:
 
     // Whether another program changed, replaced or removed the window's file since then.
     bool fileChangedOnDisk(const DocumentWindow* window) const;
+    // The same, with the file read on a worker while the window's event loop turns.
+    bool fileChangedOnDiskAsked(DocumentWindow* window);
 
     // Whether open documents' files are watched for changes made by other programs (on by
     // default); tests of the save-time question turn it off to meet that question alone.
@@ -96,13 +98,16 @@ Q_SIGNALS:
     void documentRemoved();
 
 private:
-    // DocumentFile::write on a worker thread, the window kept painted behind a progress dialog.
-    DocumentFileStatus writeInBackground(DocumentWindow* w, const QByteArray& bytes, const QString& password);
+    // DocumentFile::write on a worker thread, the window kept painted behind a progress dialog;
+    // `stamp` is then the new file's, taken on the same worker (it reads the whole file).
+    DocumentFileStatus writeInBackground(DocumentWindow* w, const QByteArray& bytes, const QString& password,
+                                         FileStamp& stamp);
     QSet<const DocumentWindow*> saving_;
     enum class SaveMode { Asking, Autosaving };
     bool save(DocumentWindow* window, SaveMode mode);
     bool confirmRevert(DocumentWindow* window);
     void noteFileOnDisk(const DocumentWindow* window);
+    void noteFileOnDisk(const DocumentWindow* window, const FileStamp& stamp);
     void watch(const QString& path);
     void filesChanged(const QString& path);
     bool reloadClean(DocumentWindow* window);

@@ -52,7 +52,12 @@
 #include <QKeyEvent>
 #include <QScreen>
 
+#include <QEventLoop>
+
 #include <algorithm>
+#include <exception>
+#include <system_error>
+#include <thread>
 
 #include <cmath>
 #include <new>
@@ -62,6 +67,44 @@ namespace qv::app {
 namespace {
 constexpr int kMinimumWidth = 620;
 constexpr int kMinimumHeight = 460;
+
+// Keeps the user's input away from one window, and from nothing else, while a worker reads or
+// writes its document. A key that would be a shortcut is claimed first (ShortcutOverride), so that
+// no command of the window fires either.
+class WindowInputBlock : public QObject {
+public:
+    explicit WindowInputBlock(QWidget* window) : window_(window) { qApp->installEventFilter(this); }
+    ~WindowInputBlock() override { qApp->removeEventFilter(this); }
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        switch (event->type()) {
+        case QEvent::ShortcutOverride:
+        case QEvent::KeyPress:
+        case QEvent::KeyRelease:
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::Wheel:
+        case QEvent::ContextMenu:
+        case QEvent::DragEnter:
+        case QEvent::DragMove:
+        case QEvent::Drop:
+        case QEvent::TouchBegin:
+        case QEvent::TouchUpdate:
+        case QEvent::TouchEnd:
+            break;
+        default:
+            return false;
+        }
+        if (!watched->isWidgetType() || static_cast<QWidget*>(watched)->window() != window_) return false;
+        event->accept();
+        return true;
+    }
+
+private:
+    QWidget* window_;
+};
 }  // namespace
 
 DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& path, DocumentController* controller)
@@ -74,6 +117,7 @@ DocumentWindow::DocumentWindow(std::unique_ptr<MyDocument> doc, const QString& p
     setGeometry(fittedToScreen(geometry()));
     doc_->setUi(this);
     doc_->onLockPending = [this] { closeRecordsToTheUser(); };
+    doc_->runOffThread = [this](const std::function<void()>& work) { runOffThread(work); };
     // Queued on the window, so that a step still waiting when the window closes is dropped with
     // it instead of running on a document that is gone.
     doc_->postToMainQueue = [this](std::function<void()> step) {
@@ -108,6 +152,36 @@ DocumentWindow::~DocumentWindow() {
     browser_->setUi(nullptr);
     if (copier_) copier_->setUi(nullptr);
     if (controller_) controller_->forget(this);
+}
+
+void DocumentWindow::runOffThread(const std::function<void()>& work) {
+    QEventLoop loop;
+    const WindowInputBlock block(this);
+    ++runningOffThread_;
+    std::thread worker;
+    std::exception_ptr thrown;
+    try {
+        worker = std::thread([&work, &loop, &thrown] {
+            // What the work throws (out of memory, mostly) is thrown again here, not on the worker,
+            // where it would end the program.
+            try {
+                work();
+            } catch (...) {
+                thrown = std::current_exception();
+            }
+            QMetaObject::invokeMethod(&loop, [&loop] { loop.quit(); }, Qt::QueuedConnection);
+        });
+    } catch (const std::system_error&) {
+        // No thread to be had: the work runs here, the window held as it always was.
+        --runningOffThread_;
+        work();
+        return;
+    }
+    // Returns early when the application quits; the work is still waited for.
+    loop.exec();
+    worker.join();
+    --runningOffThread_;
+    if (thrown) std::rethrow_exception(thrown);
 }
 
 void DocumentWindow::setFilePath(const QString& path) {
@@ -228,8 +302,9 @@ void DocumentWindow::buildPages() {
     setCentralWidget(pages_);
 
     connect(passwordField_, &QLineEdit::returnPressed, this, [this] {
-        // A large document takes a while to decipher on this thread.
-        QApplication::setOverrideCursor(Qt::WaitCursor);
+        // A large document takes a while to decipher (on a worker; this window waits for it, the
+        // others do not).
+        setCursor(Qt::WaitCursor);
         bool enoughMemory = true;
         try {
             doc_->submitPasswordToDecrypt(Sender{0, {}, passwordField_->text(), -1});
@@ -238,7 +313,7 @@ void DocumentWindow::buildPages() {
             enoughMemory = false;
             setDecryptProgressAnimating(false);
         }
-        QApplication::restoreOverrideCursor();
+        unsetCursor();
         refresh();
         if (!enoughMemory)
             QMessageBox::warning(this, QStringLiteral("Quorvane"),
@@ -472,6 +547,11 @@ void DocumentWindow::buildMenus() {
             // A shortcut can fire while the item still shows the state of the last look at the
             // menu (a lock decided a moment ago): the same table decides again now.
             if (name.endsWith(QLatin1Char(':')) && !browser_->validateUserInterfaceItem(name).enabled) return;
+            // Nothing reaches a document whose tables a worker is reading or writing; a new
+            // document or another file is no business of this one.
+            if (runningOffThread_ > 0 && name != QLatin1String("newDocument:") &&
+                name != QLatin1String("openDocument:"))
+                return;
             run();
         });
         return a;
@@ -792,7 +872,9 @@ int DocumentWindow::runSheet(QDialog& sheet) {
     return recordsOpenToTheUser() ? result : int(QDialog::Rejected);
 }
 
-bool DocumentWindow::recordsOpenToTheUser() const { return doc_->isDecrypted() && !doc_->isLockPending(); }
+bool DocumentWindow::recordsOpenToTheUser() const {
+    return doc_->isDecrypted() && !doc_->isLockPending() && runningOffThread_ == 0;
+}
 
 void DocumentWindow::closeRecordsToTheUser() {
     // Disabling the page first lets a field that is being edited hand its value to the record,
@@ -1049,8 +1131,8 @@ void DocumentWindow::focusSearchField() { searchField_->setFocus(); }
 
 void DocumentWindow::setDecryptProgressAnimating(bool animating) {
     progress_->setVisible(animating);
-    // Deciphering holds this thread until it is done, so the bar is laid out and painted now:
-    // a large document then shows that it is being opened, not a window that stopped answering.
+    // Laid out and painted now, so that the bar shows at once; deciphering then runs on a
+    // worker while the event loop keeps it moving.
     if (animating && progress_->isVisible()) {
         QWidget* page = progress_->parentWidget();
         if (page->layout()) page->layout()->activate();
@@ -1244,6 +1326,11 @@ void DocumentWindow::changeEvent(QEvent* event) {
 }
 
 void DocumentWindow::closeEvent(QCloseEvent* event) {
+    // The worker holds the document: the window stays until it has ended.
+    if (runningOffThread_ > 0) {
+        event->ignore();
+        return;
+    }
     if (closingWithoutAsking_ || doc_->closesWithoutAsking() || !doc_->isDocumentEdited()) {
         event->accept();
         return;

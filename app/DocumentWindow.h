@@ -17,6 +17,7 @@
 #include <QPointer>
 #include <QPrinter>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -61,6 +62,10 @@ public:
     void importForeign(const QString& path, const QString& format);
     void exportRecords(const Array& records);
     void refresh();  // after the document's content or state changed
+    // Runs `work` on a worker thread and returns when it has ended. Meanwhile the event loop
+    // turns (the progress bar paints, timers run, other windows take input) and this window
+    // takes no keys, clicks, drops or closing. Deciphering, enciphering and writing go through it.
+    void runOffThread(const std::function<void()>& work);
 
     // Test hooks into the real widgets.
     QLineEdit* passwordToDecryptField() const { return passwordField_; }
@@ -186,6 +191,7 @@ private:
     QString path_;
     QPointer<DocumentController> controller_;
     bool closingWithoutAsking_ = false;
+    int runningOffThread_ = 0;
 
     QStackedWidget* pages_ = nullptr;
     QTableView* table_ = nullptr;

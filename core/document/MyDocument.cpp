@@ -100,30 +100,35 @@ void MyDocument::keepEngineForPassword() {
 
 std::optional<QByteArray> MyDocument::dataOfType(const QString& /*type*/) {
     if (!YouCanSave) return std::nullopt;
-    keepEngineForPassword();
-    if (!isEncrypted()) {
-        myCommonCrypto->recalcIV_Salt_AESKey();
-        encryptData();
-        mySalt = Value::data(myCommonCrypto->salt());
-        myIV = Value::data(myCommonCrypto->IV());
-        makeCheckValues();
-    }
-    Dictionary root;
-    root.set(keys::appversion, Value::unsignedInteger(kGenerationWritten));
-    root.set(keys::latestPlatform, Value("OSX"));
-    root.set(keys::dataArrayData, myEncryptedArrayData);
-    root.set(keys::catArrayData, myEncryptedCategoryArrayData);
-    root.set(keys::emailArrayData, myEncryptedEmailArrayData);
-    root.set(keys::documentCreationDateData, myEncryptedDocumentCreationDateData);
-    root.set(keys::salt, mySalt);
-    root.set(keys::IV, myIV);
-    root.set(keys::rc, myRCDataEncrypted);
-    root.set(keys::sha1_rc, mySha1_RcData);
-    if (!isEncrypted()) OSXPlatformDictionary = Value(buildPlatformDictionary(true));
-    root.set(keys::OSXPlatformDictionary, OSXPlatformDictionary);
-    root.set(keys::iOSPlatformDictionary, myiOSPlatformDictionary);
-    if (auto bytes = KeyedArchiver::archivedDataWithRootObject(Value(root))) return std::move(*bytes);
-    return std::nullopt;
+    // The window's layout is read here, on its own thread; the enciphering runs off it.
+    const Value platform = isEncrypted() ? Value() : Value(buildPlatformDictionary(true));
+    std::optional<QByteArray> out;
+    runHeavy([&] {
+        keepEngineForPassword();
+        if (!isEncrypted()) {
+            myCommonCrypto->recalcIV_Salt_AESKey();
+            encryptData();
+            mySalt = Value::data(myCommonCrypto->salt());
+            myIV = Value::data(myCommonCrypto->IV());
+            makeCheckValues();
+        }
+        Dictionary root;
+        root.set(keys::appversion, Value::unsignedInteger(kGenerationWritten));
+        root.set(keys::latestPlatform, Value("OSX"));
+        root.set(keys::dataArrayData, myEncryptedArrayData);
+        root.set(keys::catArrayData, myEncryptedCategoryArrayData);
+        root.set(keys::emailArrayData, myEncryptedEmailArrayData);
+        root.set(keys::documentCreationDateData, myEncryptedDocumentCreationDateData);
+        root.set(keys::salt, mySalt);
+        root.set(keys::IV, myIV);
+        root.set(keys::rc, myRCDataEncrypted);
+        root.set(keys::sha1_rc, mySha1_RcData);
+        if (!isEncrypted()) OSXPlatformDictionary = platform;
+        root.set(keys::OSXPlatformDictionary, OSXPlatformDictionary);
+        root.set(keys::iOSPlatformDictionary, myiOSPlatformDictionary);
+        if (auto bytes = KeyedArchiver::archivedDataWithRootObject(Value(root))) out = std::move(*bytes);
+    });
+    return out;
 }
 
 Dictionary MyDocument::buildPlatformDictionary(bool withToolbarState) const {
@@ -173,6 +178,12 @@ Array MyDocument::getCopyOfCategoryArrayForSaveOperation() const {
 }
 
 void MyDocument::encryptData() {
+    // Archiving and enciphering every record: off the interface thread, the document busy
+    // meanwhile so that nothing changes the tables being read.
+    runHeavy([this] { encryptTables(); });
+}
+
+void MyDocument::encryptTables() {
     keepEngineForPassword();
     // The members of the last save are replaced whatever happens below (one that fails is left
     // out), so they go first: their memory then takes the new archive, instead of fresh memory
@@ -248,6 +259,8 @@ void MyDocument::markLockPending() {
 }
 
 void MyDocument::doLockDocument() {
+    // A save still enciphering the tables: the lock follows it.
+    if (isBusy()) return whenIdle([this] { doLockDocument(); });
     lockPending_ = false;
     // The lock remembers what a save stores, so that unlocking restores the layout; it writes
     // nothing to disk and keeps the plain tables until the next decryption replaces them.
@@ -266,6 +279,9 @@ void MyDocument::doLockDocument() {
 }
 
 void MyDocument::lockAutomatically() {
+    // Not while a save enciphers the tables: closing the records to the user hands a field being
+    // edited to its record, which the worker is reading.
+    if (isBusy()) return whenIdle([this] { lockAutomatically(); });
     if (isEncrypted() || plainPassword.isEmpty() || fileURL.isEmpty()) return;
     if (ui()) ui()->endAttachedSheet();
     markLockPending();
@@ -318,11 +334,16 @@ std::int32_t MyDocument::Decript() {
         ui()->setDetailViewCollapsed(false);
     }
     documentCreationDate = Value();
-    if (docVersionRapresentation >= 30000) {
+    // Key derivation and deciphering take most of a second on a large document: they run off
+    // the interface thread (runHeavy), on the engine and members only this step touches while
+    // the document is busy. The window's steps and the new tables stay on the caller's thread.
+    const bool derive = docVersionRapresentation >= 30000;
+    auto deriveKey = [this] {
         myCommonCrypto = ZKCommonCrypto::initWithPassword(plainPassword);
         myCommonCrypto->setPasswordToDecrypt(plainPassword, myIV.toData(), mySalt.toData());
-    }
+    };
     if (const int group = LegacyMigration::groupOf(docVersionRapresentation)) {
+        if (derive) runHeavy(deriveKey);
         const Array before = myCategoryArray;
         const std::int32_t result = LegacyMigration::decript(*this, group);
         // A failed attempt's categories, replaced by this one's, are let go.
@@ -330,68 +351,89 @@ std::int32_t MyDocument::Decript() {
         if (result == 0 && onTablesInstalled) onTablesInstalled();
         return result;
     }
-    if (!myCommonCrypto) return 1;
 
-    auto stopProgress = [this] {
-        if (ui()) ui()->setDecryptProgressAnimating(false);
-    };
-    auto p = myCommonCrypto->decrypt(myRCDataEncrypted.toData());
-    if (!p) {
-        stopProgress();
-        return p.kind();
-    }
-    const bool checked = ZKCommonCrypto::dataSHA1(*p) == mySha1_RcData.toData() && mySha1_RcData.isData();
-    secrets::wipe(*p);
-    if (!checked) return 1;
-
-    // Each member is consumed as it succeeds: a later failure leaves the earlier ones gone.
-    auto open = [&](Value& member, Value* out) -> std::int32_t {
-        // A member is deciphered where it lies, so that a large document never holds its cipher
-        // text and its plain text at once, nor waits for a fresh buffer of that size. A failed
-        // attempt leaves it as it was.
-        const bool mutableClass = member.isMutableClass();
-        auto plain = [&] {
-            if (!member.isData()) return myCommonCrypto->decrypt(member.toData());
-            QByteArray bytes = member.toData();
-            member = Value();
-            auto deciphered = myCommonCrypto->decryptInPlace(bytes);
-            if (!deciphered) member = Value::data(bytes).withMutableClass(mutableClass);
-            return deciphered;
-        }();
-        if (!plain) {
-            stopProgress();
-            return plain.kind();
-        }
-        const secrets::WipeOnExit wipePlain(*plain);
-        member = Value();
-        const auto v = KeyedUnarchiver::unarchiveObjectWithData(*plain);
-        if (!v) {
-            // Deciphered to something that is not an archive: garbage. The member stays as it
-            // was; the same key and vector encipher the plain text back to the very same bytes.
-            if (auto restored = myCommonCrypto->encrypt(*plain))
-                member = Value::data(*restored).withMutableClass(mutableClass);
-            return 1;
-        }
-        *out = *v;
-        return 0;
-    };
+    // What the worker found, for this thread to act on in the order the steps always had.
+    std::int32_t result = 0;
+    bool stopsProgress = false;  // a failure that ends the bar at once (not a wrong check value)
+    bool emailsOpened = false, dateOpened = false;
     Value records, categories, emails, created;
-    if (auto r = open(myEncryptedArrayData, &records)) return r;
-    if (auto r = open(myEncryptedCategoryArrayData, &categories)) return r;
-    if (auto r = open(myEncryptedEmailArrayData, &emails)) return r;
-    emailArray = emails.isArray() ? emails.toArray() : Array();
-    if (auto r = open(myEncryptedDocumentCreationDateData, &created)) return r;
-    documentCreationDate = created.isDate() ? created : Value();
-
-    const Array recordArray = records.isArray() ? records.toArray() : Array();
-    const Array categoryArray = categories.isArray() ? categories.toArray() : Array();
-    restoreFromSaveOperationContent(recordArray, categoryArray);
-    if (docVersionRapresentation == 30000) {
-        for (const Value& r : recordArray) {
-            r.toDictionary().set(keys::pin, Value(QString()));
-            r.toDictionary().set(keys::security, Value(QString()));
+    runHeavy([&] {
+        if (derive) deriveKey();
+        if (!myCommonCrypto) {
+            result = 1;
+            return;
         }
-    }
+        auto p = myCommonCrypto->decrypt(myRCDataEncrypted.toData());
+        if (!p) {
+            stopsProgress = true;
+            result = p.kind();
+            return;
+        }
+        const bool checked = ZKCommonCrypto::dataSHA1(*p) == mySha1_RcData.toData() && mySha1_RcData.isData();
+        secrets::wipe(*p);
+        if (!checked) {
+            result = 1;
+            return;
+        }
+
+        // Each member is consumed as it succeeds: a later failure leaves the earlier ones gone.
+        auto open = [&](Value& member, Value* out) -> std::int32_t {
+            // A member is deciphered where it lies, so that a large document never holds its cipher
+            // text and its plain text at once, nor waits for a fresh buffer of that size. A failed
+            // attempt leaves it as it was.
+            const bool mutableClass = member.isMutableClass();
+            auto plain = [&] {
+                if (!member.isData()) return myCommonCrypto->decrypt(member.toData());
+                QByteArray bytes = member.toData();
+                member = Value();
+                auto deciphered = myCommonCrypto->decryptInPlace(bytes);
+                if (!deciphered) member = Value::data(bytes).withMutableClass(mutableClass);
+                return deciphered;
+            }();
+            if (!plain) {
+                stopsProgress = true;
+                return plain.kind();
+            }
+            const secrets::WipeOnExit wipePlain(*plain);
+            member = Value();
+            const auto v = KeyedUnarchiver::unarchiveObjectWithData(*plain);
+            if (!v) {
+                // Deciphered to something that is not an archive: garbage. The member stays as it
+                // was; the same key and vector encipher the plain text back to the very same bytes.
+                if (auto restored = myCommonCrypto->encrypt(*plain))
+                    member = Value::data(*restored).withMutableClass(mutableClass);
+                return 1;
+            }
+            *out = *v;
+            return 0;
+        };
+        if ((result = open(myEncryptedArrayData, &records))) return;
+        if ((result = open(myEncryptedCategoryArrayData, &categories))) return;
+        if ((result = open(myEncryptedEmailArrayData, &emails))) return;
+        emailsOpened = true;
+        if ((result = open(myEncryptedDocumentCreationDateData, &created))) return;
+        dateOpened = true;
+
+        // The new tables are linked here too: nothing else holds them yet.
+        const Array recordArray = records.isArray() ? records.toArray() : Array();
+        const Array categoryArray = categories.isArray() ? categories.toArray() : Array();
+        restoreFromSaveOperationContent(recordArray, categoryArray);
+        if (docVersionRapresentation == 30000) {
+            for (const Value& r : recordArray) {
+                r.toDictionary().set(keys::pin, Value(QString()));
+                r.toDictionary().set(keys::security, Value(QString()));
+            }
+        }
+        records = Value(recordArray);
+        categories = Value(categoryArray);
+    });
+    if (stopsProgress && ui()) ui()->setDecryptProgressAnimating(false);
+    if (emailsOpened) emailArray = emails.isArray() ? emails.toArray() : Array();
+    if (dateOpened) documentCreationDate = created.isDate() ? created : Value();
+    if (result != 0) return result;
+
+    const Array recordArray = records.toArray();
+    const Array categoryArray = categories.toArray();
     if (!myCategoryArray.isSameObject(categoryArray)) unlinkCategories(myCategoryArray);
     myArray = recordArray;
     myCategoryArray = categoryArray;

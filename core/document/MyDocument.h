@@ -137,6 +137,7 @@ private:
     Dictionary buildPlatformDictionary(bool withToolbarState) const;
     void makeCheckValues();
     void keepEngineForPassword();
+    void encryptTables();
 };
 
 }  // namespace qv

@@ -3,6 +3,9 @@
 #include "PasswordTexts.h"
 #include "crypto/SecretMemory.h"
 
+#include <exception>
+#include <utility>
+
 namespace qv {
 
 void ZKCryptoDoc::updateChangeCount(int change) {
@@ -17,6 +20,48 @@ void ZKCryptoDoc::post(std::function<void()> step) {
     else step();
 }
 
+namespace {
+// Set on the thread that runs a heavy step, so that a step inside it (a save's enciphering of the
+// tables) runs in place instead of asking for another worker.
+thread_local bool insideHeavyWork = false;
+}  // namespace
+
+void ZKCryptoDoc::runHeavy(const std::function<void()>& work) {
+    if (insideHeavyWork || !runOffThread) {
+        work();
+        return;
+    }
+    std::exception_ptr thrown;
+    // The document is busy until the work has ended, whatever the runner itself throws.
+    struct Busy {
+        ZKCryptoDoc& doc;
+        explicit Busy(ZKCryptoDoc& d) : doc(d) { ++doc.busy_; }
+        ~Busy() {
+            if (--doc.busy_ == 0 && !doc.whenIdle_.empty())
+                for (auto& step : std::exchange(doc.whenIdle_, {})) doc.post(std::move(step));
+        }
+    };
+    {
+        const Busy busy(*this);
+        runOffThread([&work, &thrown] {
+            insideHeavyWork = true;
+            try {
+                work();
+            } catch (...) {
+                // Nothing may leave the worker: the failure (out of memory, mostly) is the caller's.
+                thrown = std::current_exception();
+            }
+            insideHeavyWork = false;
+        });
+    }
+    if (thrown) std::rethrow_exception(thrown);
+}
+
+void ZKCryptoDoc::whenIdle(std::function<void()> step) {
+    if (busy_ > 0) whenIdle_.push_back(std::move(step));
+    else post(std::move(step));
+}
+
 void ZKCryptoDoc::sheetAlert(const Alert& alert, std::function<void(int)> done) {
     if (!ui_) return;
     ui_->beginSheet(alert, [done](int code) {
@@ -25,6 +70,7 @@ void ZKCryptoDoc::sheetAlert(const Alert& alert, std::function<void(int)> done) 
 }
 
 void ZKCryptoDoc::submitPasswordToDecrypt(const Sender& sender) {
+    if (busy_ > 0) return;  // Return pressed again while the last attempt is still deciphering
     plainPasswordInserted = sender.stringValue;
     if (plainPasswordInserted.isEmpty()) return;
     secrets::wipe(plainPassword);  // the last attempt, or the password being replaced
@@ -166,7 +212,7 @@ bool ZKCryptoDoc::isContentCommand(const QString& action) {
 }
 
 std::optional<bool> ZKCryptoDoc::validateUserInterfaceItem(const QString& action) const {
-    if (isContentCommand(action)) return !isEncrypted_;
+    if (isContentCommand(action)) return !isEncrypted_ && busy_ == 0;
     return std::nullopt;
 }
 

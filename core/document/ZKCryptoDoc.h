@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <functional>
 #include <optional>
+#include <vector>
 
 namespace qv {
 
@@ -32,6 +33,13 @@ public:
     // How a step is put on the main queue, to run after the current sheet has gone. Run at
     // once when unset, as headless use has no event loop.
     std::function<void(std::function<void()>)> postToMainQueue;
+    // How the long pure steps (key derivation, deciphering, archiving, enciphering) are run: the
+    // window runs `work` on a worker and returns when it has ended, its event loop turning
+    // meanwhile. Run at once on this thread when unset, as the command line and headless use do.
+    std::function<void(const std::function<void()>& work)> runOffThread;
+    // While such a step runs, the document takes no command and no edit: the worker reads and
+    // writes its tables and members. A lock decided meanwhile waits for the step to end.
+    bool isBusy() const { return busy_ > 0; }
 
     bool isEncrypted() const { return isEncrypted_; }
     bool isDecrypted() const { return !isEncrypted_; }
@@ -78,12 +86,19 @@ public:
 
 protected:
     void post(std::function<void()> step);
+    // Runs `work` through runOffThread, the document busy until it has ended; what `work` threw
+    // is thrown here, on the caller's thread. Inside such a work, nested calls run in place.
+    void runHeavy(const std::function<void()>& work);
+    // `step` from the main queue once the document is no longer busy (at once when it is not).
+    void whenIdle(std::function<void()> step);
     void sheetAlert(const Alert& alert, std::function<void(int)> done = nullptr);
 
 private:
     void retryChange(int code);
     bool isEncrypted_ = false;
     bool edited_ = false;
+    int busy_ = 0;
+    std::vector<std::function<void()>> whenIdle_;
     DocumentWindowUi* ui_ = nullptr;
 };
 

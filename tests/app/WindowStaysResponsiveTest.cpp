@@ -1,0 +1,305 @@
+// Opening, saving and locking a document run their long steps on a worker: the window's event loop
+// turns meanwhile, other windows take input, the busy document takes none, and the result is what
+// it was when those steps held the interface thread.
+
+#include "DocumentController.h"
+#include "DocumentWindow.h"
+
+#include "document/DocumentKeys.h"
+#include "document/PasswordTexts.h"
+#include "document/RecordModel.h"
+
+#include <QApplication>
+#include <QLineEdit>
+#include <QProgressBar>
+#include <QTableView>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+#include <QTimer>
+
+#include <gtest/gtest.h>
+
+#include "support/ModalScript.h"
+#include "support/WindowDocuments.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <utility>
+
+using namespace qv;
+using namespace qv::app;
+using qv::test::clickButton;
+using qv::test::contents;
+using qv::test::ModalScript;
+using qv::test::waitFor;
+
+namespace {
+
+void writeDocument(const QString& path, int count) {
+    MyDocument doc;
+    doc.prepareNewDocument();
+    doc.myCategoryArray.append(Value(RecordModel::newCategory(QStringLiteral("Work"), 2)));
+    for (int i = 0; i < count; ++i) {
+        Dictionary r = RecordModel::newRecord(0);
+        r.set(keys::name, Value(QStringLiteral("Record %1").arg(i)));
+        r.set(keys::password, Value(QStringLiteral("pw%1").arg(i)));
+        r.set(keys::categoryPtr, doc.myCategoryArray.at(i % 2));
+        doc.myArray.append(Value(r));
+    }
+    doc.plainPassword = QStringLiteral("secret");
+    ASSERT_TRUE(DocumentFile::writeAtomically(path, doc.dataOfType(QString()).value()).ok());
+}
+
+// The names of a document's records, in order, as the file at `path` opens with "secret".
+QStringList namesInFile(const QString& path) {
+    MyDocument doc;
+    if (!DocumentFile::load(path, doc) || !DocumentFile::unlock(doc, QStringLiteral("secret"))) return {};
+    QStringList names;
+    for (const Value& r : doc.myArray) names << r.toDictionary().value(keys::name).toString();
+    return names;
+}
+
+// Wraps the window's worker so that each long step waits, on its worker, until the interface
+// thread has turned its event loop and run `whileBusy` there. A window that ran the step on its
+// own thread would never let the timer fire during it: the step then goes on after a while, and
+// `turnedDuringWork` stays short of `steps`.
+struct HeldWorker {
+    DocumentWindow* window;
+    std::function<void()> whileBusy;
+    int steps = 0;
+    int turnedDuringWork = 0;
+    bool workedOffTheInterfaceThread = true;
+
+    void install() {
+        window->document().runOffThread = [this](const std::function<void()>& work) {
+            ++steps;
+            // Shared with the timer, which a window that held its thread would only run later.
+            struct Gate {
+                std::mutex m;
+                std::condition_variable cv;
+                bool released = false;
+            };
+            auto gate = std::make_shared<Gate>();
+            QTimer::singleShot(0, window, [this, gate] {
+                ++turnedDuringWork;
+                if (whileBusy) whileBusy();
+                std::lock_guard lock(gate->m);
+                gate->released = true;
+                gate->cv.notify_all();
+            });
+            QThread* const gui = QThread::currentThread();
+            window->runOffThread([&] {
+                if (QThread::currentThread() == gui) workedOffTheInterfaceThread = false;
+                std::unique_lock lock(gate->m);
+                gate->cv.wait_for(lock, std::chrono::seconds(3), [&] { return gate->released; });
+                lock.unlock();
+                work();
+            });
+        };
+    }
+};
+
+// A window of its own that stands for the generator or another document: it must keep taking keys.
+struct OtherWindow {
+    QLineEdit field;
+    OtherWindow() {
+        field.show();
+        field.activateWindow();
+    }
+    bool takesTyping() {
+        field.clear();
+        QTest::keyClicks(&field, QStringLiteral("ok"));
+        return field.text() == QStringLiteral("ok");
+    }
+};
+
+}  // namespace
+
+TEST(WindowStaysResponsive, OpeningDeciphersOnAWorkerAndRefusesTheBusyDocument) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("open.qvane"));
+    writeDocument(path, 300);
+    const QByteArray before = contents(path);
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+
+    // A wrong password: the same sheet as ever, after the attempt, and the document stays locked.
+    DocumentWindow* w = controller.openDocument(path);
+    ASSERT_NE(w, nullptr);
+    HeldWorker held{w};
+    held.install();
+    ModalScript wrong({clickButton(QStringLiteral("OK"))});
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("wrong!"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    ASSERT_TRUE(waitFor([&] { return wrong.done() && !QApplication::activeModalWidget(); }));
+    EXPECT_EQ(wrong.seen.value(0), texts::wrongPassword);
+    EXPECT_TRUE(w->document().isEncrypted());
+    EXPECT_FALSE(w->document().isBusy());
+    EXPECT_EQ(held.steps, 1);
+    EXPECT_EQ(held.turnedDuringWork, 1);
+
+    // The right one: while the worker deciphers, the bar shows, other windows take keys, and
+    // this window takes neither keys, a second Return, closing nor Save.
+    OtherWindow other;
+    auto* progress = w->findChild<QProgressBar*>();
+    ASSERT_NE(progress, nullptr);
+    bool busy = false, barShown = false, otherTyped = false, keysRefused = false, closeRefused = false;
+    held.whileBusy = [&] {
+        busy = w->document().isBusy();
+        if (!busy) return;  // run after the work: keys now would start another attempt
+        barShown = progress->isVisible();
+        otherTyped = other.takesTyping();
+        QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("xyz"));
+        QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+        keysRefused = w->passwordToDecryptField()->text() == QStringLiteral("secret");
+        closeRefused = !w->close();
+        w->action(QStringLiteral("saveDocument:"))->trigger();
+    };
+    w->passwordToDecryptField()->clear();
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    EXPECT_EQ(held.steps, 2);  // the second Return started nothing
+    EXPECT_EQ(held.turnedDuringWork, 2);
+    EXPECT_TRUE(held.workedOffTheInterfaceThread);
+    EXPECT_TRUE(busy);
+    EXPECT_TRUE(barShown);
+    EXPECT_TRUE(otherTyped);
+    EXPECT_TRUE(keysRefused);
+    EXPECT_TRUE(closeRefused);
+
+    // Opened as before: every record in the table, the field emptied, the bar gone, nothing
+    // written, the window still there.
+    EXPECT_FALSE(w->document().isEncrypted());
+    EXPECT_FALSE(w->document().isBusy());
+    EXPECT_EQ(w->recordTable()->model()->rowCount(), 300);
+    EXPECT_TRUE(w->passwordToDecryptField()->text().isEmpty());
+    EXPECT_FALSE(progress->isVisible());
+    EXPECT_FALSE(w->isWindowModified());
+    EXPECT_EQ(contents(path), before);
+    EXPECT_EQ(controller.documents().size(), 1u);
+    EXPECT_TRUE(w->document().documentCreationDate.isDate());
+    w->close();
+}
+
+TEST(WindowStaysResponsive, SavingAndLockingEncipherOnAWorkerAndALockWaitsForTheSave) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("save.qvane"));
+    writeDocument(path, 200);
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = controller.openDocument(path);
+    ASSERT_NE(w, nullptr);
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    ASSERT_FALSE(w->document().isEncrypted());
+
+    MyDocument& doc = w->document();
+    doc.myArray.at(7).toDictionary().set(keys::name, Value(QStringLiteral("Renamed")));
+    doc.updateChangeCount(ZKCryptoDoc::kChangeDone);
+    QStringList expected = namesInFile(path);
+    ASSERT_EQ(expected.size(), 200);
+    expected[7] = QStringLiteral("Renamed");
+
+    // Save: while the tables are enciphered, the search field takes no keys, a second save and
+    // the lock command are refused, and other windows take input.
+    HeldWorker held{w};
+    held.install();
+    OtherWindow other;
+    QLineEdit* search = w->findChild<QLineEdit*>(QStringLiteral("searchField"));
+    ASSERT_NE(search, nullptr);
+    bool busy = false, otherTyped = false, searchRefused = false, saveRefused = false, lockRefused = false;
+    held.whileBusy = [&] {
+        busy = doc.isBusy();
+        if (!busy) return;  // run after the work: a save now would simply save again
+        otherTyped = other.takesTyping();
+        QTest::keyClicks(search, QStringLiteral("Rec"));
+        searchRefused = search->text().isEmpty();
+        saveRefused = !controller.saveDocument(w);
+        w->action(QStringLiteral("lockDocument:"))->trigger();
+        lockRefused = !QApplication::activeModalWidget() && !doc.isLockPending();
+    };
+    ASSERT_TRUE(controller.saveDocument(w));
+    EXPECT_EQ(held.steps, 1);  // the refused save started no second step
+    EXPECT_EQ(held.turnedDuringWork, 1);
+    EXPECT_TRUE(held.workedOffTheInterfaceThread);
+    EXPECT_TRUE(busy);
+    EXPECT_TRUE(otherTyped);
+    EXPECT_TRUE(searchRefused);
+    EXPECT_TRUE(saveRefused);
+    EXPECT_TRUE(lockRefused);
+    EXPECT_FALSE(w->isWindowModified());
+    EXPECT_EQ(namesInFile(path), expected);
+    EXPECT_EQ(doc.myArray.count(), 200);
+
+    // The lock command: the sheet, then the enciphering on a worker, then the locked page.
+    held.whileBusy = [&] { busy = doc.isBusy() && !doc.isEncrypted(); };
+    busy = false;
+    ModalScript confirm({clickButton(QStringLiteral("OK"))});
+    w->action(QStringLiteral("lockDocument:"))->trigger();
+    ASSERT_TRUE(waitFor([&] { return doc.isEncrypted() && !doc.isBusy(); }));
+    EXPECT_EQ(held.steps, 2);
+    EXPECT_TRUE(busy);
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    ASSERT_FALSE(doc.isEncrypted());
+    EXPECT_EQ(held.steps, 3);
+    EXPECT_EQ(doc.myArray.count(), 200);
+    EXPECT_EQ(doc.myArray.at(7).toDictionary().value(keys::name).toString(), QStringLiteral("Renamed"));
+
+    // A background lock that comes while a save enciphers waits for it: the file is written
+    // whole, then the document locks.
+    doc.myArray.at(8).toDictionary().set(keys::name, Value(QStringLiteral("Again")));
+    doc.updateChangeCount(ZKCryptoDoc::kChangeDone);
+    expected[8] = QStringLiteral("Again");
+    bool lockedDuringSave = true, asked = false;
+    held.whileBusy = [&] {
+        if (std::exchange(asked, true)) return;  // the lock's own step, later
+        doc.lockAutomatically();
+        QTest::qWait(20);  // the lock's queued step gets its chance to run
+        lockedDuringSave = doc.isEncrypted();
+    };
+    ASSERT_TRUE(controller.saveDocument(w));
+    EXPECT_FALSE(lockedDuringSave);
+    EXPECT_EQ(namesInFile(path), expected);
+    ASSERT_TRUE(waitFor([&] { return doc.isEncrypted() && !doc.isBusy(); }));
+    EXPECT_EQ(w->passwordToDecryptField()->text(), QString());
+    w->close();
+}
+
+TEST(WindowStaysResponsive, RunningOutOfMemoryOnTheWorkerEndsTheAttemptWithItsMessage) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("starved.qvane"));
+    writeDocument(path, 20);
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = controller.openDocument(path);
+    ASSERT_NE(w, nullptr);
+    // The worker's step fails as a large allocation would, on the worker.
+    w->document().runOffThread = [w](const std::function<void()>&) {
+        w->runOffThread([] { throw std::bad_alloc(); });
+    };
+    ModalScript told({clickButton(QStringLiteral("OK"))});
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    ASSERT_TRUE(waitFor([&] { return told.done() && !QApplication::activeModalWidget(); }));
+    EXPECT_TRUE(told.seen.value(0).startsWith(QStringLiteral("There is not enough memory to open the records")))
+        << told.seen.value(0).toStdString();
+    EXPECT_TRUE(w->document().isEncrypted());
+    EXPECT_FALSE(w->document().isBusy());
+    EXPECT_FALSE(w->findChild<QProgressBar*>()->isVisible());
+
+    // With memory again, the same window opens the document.
+    w->document().runOffThread = [w](const std::function<void()>& work) { w->runOffThread(work); };
+    w->passwordToDecryptField()->clear();
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    EXPECT_FALSE(w->document().isEncrypted());
+    EXPECT_EQ(w->recordTable()->model()->rowCount(), 20);
+    w->close();
+}
