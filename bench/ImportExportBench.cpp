@@ -85,7 +85,7 @@ void BM_Export100k(benchmark::State& state) {
 BENCHMARK(BM_Export100k)->DenseRange(0, 5)->Unit(benchmark::kMillisecond);
 
 // The text files the memory figures are taken on, made once per run.
-const char* const kShapes[] = {"csv-50MB", "rows-1M-4MB", "tab-utf16-20MB", "long-notes-40MB"};
+const char* const kShapes[] = {"csv-50MB", "rows-1M-4MB", "tab-utf16-20MB", "long-notes-40MB", "wide-30cols-50MB"};
 
 QByteArray shapeBytes(int shape) {
     std::mt19937 rng(11);
@@ -117,8 +117,15 @@ QByteArray shapeBytes(int shape) {
         out = enc.encode(text);
         break;
     }
-    default:  // few rows, each with a note of 400 000 characters
+    case 3:  // few rows, each with a note of 400 000 characters
         while (out.size() < 40 * 1000 * 1000) out += word(6, 12) + "\t" + word(400000, 400000) + "\n";
+        break;
+    default:  // thirty short fields a row, of which the mapping in order takes ten
+        while (out.size() < 50 * 1000 * 1000) {
+            out += "Work";
+            for (int i = 1; i < 30; ++i) out += ',' + word(1, 3);
+            out += '\n';
+        }
         break;
     }
     return out;
