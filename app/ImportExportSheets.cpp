@@ -219,8 +219,10 @@ void ImportSheet::showPreview() {
     const auto& grid = manager_->grid();
     const int index = manager_->currentRecordIndex;
     const int row = std::max(0, std::min(index, int(grid.size())) - 1);
+    // The row is cut into fields once, not once per column.
+    const QStringList fields = row < int(grid.size()) ? grid[size_t(row)] : QStringList();
     for (int i = 0; i < table_->rowCount(); ++i) {
-        const QString text = row < int(grid.size()) ? previewText(grid[size_t(row)].value(i)) : QString();
+        const QString text = previewText(fields.value(i));
         auto* item = new QTableWidgetItem(text);
         item->setFlags(Qt::ItemIsEnabled);
         table_->setItem(i, 1, item);

@@ -1,6 +1,10 @@
 // Saving and opening whole documents of 1 000, 10 000 and 100 000 records. Each save and open
 // includes one key derivation (the engine keeps the key for all the members); BM_KeyDerivation
 // measures one. maxRSS_MB is the process's peak so far: sizes run in ascending order.
+//
+// BM_OpenPeakMemory/<records>: the peak memory of opening a document (reading the file,
+// deciphering, decoding), in a child process of its own as the command line runs: peakMB is that
+// process's whole peak, baseMB its size before the file was read.
 
 #include "BenchDocument.h"
 
@@ -10,6 +14,11 @@
 #include "document/MyDocument.h"
 #include "document/RecordModel.h"
 
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <cstdio>
+#include <cstring>
 #include <memory>
 #include <benchmark/benchmark.h>
 
@@ -162,6 +171,57 @@ void BM_MergeDocuments(benchmark::State& state) {
 }
 BENCHMARK(BM_MergeDocuments)->Arg(100000)->Unit(benchmark::kMillisecond);
 
+// The measuring run: prints the process's size before the file is read and its peak once the
+// document is open.
+int measureOpen(const QString& path, qsizetype expected) {
+    const double base = bench::maxRssMB();
+    QFile f(path);
+    if (!f.open(QIODevice::ReadOnly)) return 1;
+    auto doc = std::make_unique<MyDocument>();
+    {
+        const QByteArray file = f.readAll();
+        if (!doc->read(file)) return 1;
+    }
+    doc->plainPassword = QStringLiteral("correct horse");
+    if (doc->Decript() != 0 || doc->myArray.count() != expected) return 1;
+    std::printf("%f %f\n", base, bench::maxRssMB());
+    return 0;
+}
+
+void BM_OpenPeakMemory(benchmark::State& state) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("open.qvane"));
+    {
+        QFile f(path);
+        if (!f.open(QIODevice::WriteOnly)) state.SkipWithError("cannot write the document");
+        f.write(*makeDocument(int(state.range(0)))->dataOfType(QString()));
+    }
+    const QByteArray self = QFile::encodeName(QFile::symLinkTarget(QStringLiteral("/proc/self/exe")));
+    const QByteArray command = self + " --measure-open " + QFile::encodeName(path) + ' ' + QByteArray::number(state.range(0));
+    double base = 0, peak = 0;
+    for (auto _ : state) {
+        if (std::FILE* p = popen(command.constData(), "r")) {
+            if (std::fscanf(p, "%lf %lf", &base, &peak) != 2) state.SkipWithError("the open failed");
+            pclose(p);
+        }
+    }
+    state.counters["fileMB"] = double(QFile(path).size()) / (1024.0 * 1024.0);
+    state.counters["baseMB"] = base;
+    state.counters["peakMB"] = peak;
+}
+BENCHMARK(BM_OpenPeakMemory)->Arg(100000)->Iterations(1)->Unit(benchmark::kMillisecond);
+
 }  // namespace
 
-QV_BENCHMARK_MAIN()
+int main(int argc, char** argv) {
+    if (argc == 4 && std::strcmp(argv[1], "--measure-open") == 0) {
+        qv::useLargeMemoryPages(argv, true, qv::LargeBlocks::GivenBack);  // as the command line runs
+        return measureOpen(QFile::decodeName(argv[2]), QString::fromLatin1(argv[3]).toLongLong());
+    }
+    qv::useLargeMemoryPages(argv, true);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

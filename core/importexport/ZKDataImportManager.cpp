@@ -1,6 +1,7 @@
 #include "ZKDataImportManager.h"
 
 #include <QStringTokenizer>
+#include <QVarLengthArray>
 
 #include "ZKSmartStringFileReader.h"
 
@@ -37,20 +38,25 @@ void forEachSplit(QStringView row, QChar separator, Split split) {
 
 }  // namespace
 
+// Each field of a quoted row, as a view into it. Quotes come off once, when they are the
+// field's very first and last characters. A field that is a lone quote is kept as it is
+// (removing "both" would need a negative length, which stopped the whole load in earlier
+// releases).
+template <typename Field>
+void forEachCsvField(QStringView row, QChar separator, Field field) {
+    qsizetype start = 0;
+    forEachSplit(row, separator, [&](qsizetype end) {
+        QStringView f = row.mid(start, end - start);
+        if (f.size() >= 2 && f.startsWith(QLatin1Char('"')) && f.endsWith(QLatin1Char('"'))) f = f.mid(1, f.size() - 2);
+        field(f);
+        start = end + 1;
+    });
+}
+
 std::optional<QStringList> componentsOfCsvRow(QStringView row, QChar separator) {
     if (onlySpaces(row)) return std::nullopt;
     QStringList fields;
-    qsizetype start = 0;
-    forEachSplit(row, separator, [&](qsizetype end) {
-        QStringView field = row.mid(start, end - start);
-        // Quotes come off once, when they are the field's very first and last characters. A
-        // field that is a lone quote is kept as it is (removing "both" would need a negative
-        // length, which stopped the whole load in earlier releases).
-        if (field.size() >= 2 && field.startsWith(QLatin1Char('"')) && field.endsWith(QLatin1Char('"')))
-            field = field.mid(1, field.size() - 2);
-        fields << field.toString();
-        start = end + 1;
-    });
+    forEachCsvField(row, separator, [&](QStringView f) { fields << f.toString(); });
     return fields;
 }
 
@@ -71,6 +77,113 @@ int detectDialect(QStringView text) {
 
 }  // namespace rows
 
+// ---------------------------------------------------------------------------------------------
+
+namespace {
+QChar separatorOf(int dialect) { return dialect == 3 ? QLatin1Char(';') : QLatin1Char(','); }
+}  // namespace
+
+void ImportRows::clear() {
+    text_ = QString();
+    dialect_ = 0;
+    count_ = 0;
+    released_ = false;
+    marks_ = std::vector<qsizetype>();
+}
+
+void ImportRows::load(QString text, int dialect, std::int64_t& widest) {
+    clear();
+    text_ = std::move(text);
+    dialect_ = dialect;
+    widest = 0;
+    const QStringView all(text_);
+    // The widest line counts every line, even one that gives no row (an empty line is one
+    // field under tab).
+    for (QStringView line : QStringTokenizer(all, QLatin1Char('\n'))) {
+        std::int64_t fields = 0;
+        if (dialect == 1) {
+            for ([[maybe_unused]] QStringView f : QStringTokenizer(line, QLatin1Char('\t'))) ++fields;
+        } else if (dialect == 2 || dialect == 3) {
+            if (rows::onlySpaces(line)) continue;
+            rows::forEachSplit(line, separatorOf(dialect), [&](qsizetype) { ++fields; });
+        } else {
+            continue;
+        }
+        widest = std::max(widest, fields);
+        if (line.isEmpty()) continue;
+        if (count_ % kStride == 0) marks_.push_back(line.data() - all.data());
+        ++count_;
+    }
+    if (count_ == 0) text_ = QString();
+}
+
+bool ImportRows::kept(QStringView line) const {
+    return dialect_ == 1 ? !line.isEmpty() : !rows::onlySpaces(line);
+}
+
+QStringView ImportRows::lineAt(qsizetype at) const {
+    qsizetype end = text_.indexOf(QLatin1Char('\n'), at);
+    if (end < 0) end = text_.size();
+    return QStringView(text_).mid(at, end - at);
+}
+
+qsizetype ImportRows::nextRowAfter(qsizetype at) const {
+    for (;;) {
+        const qsizetype end = text_.indexOf(QLatin1Char('\n'), at);
+        if (end < 0) return text_.size();
+        at = end + 1;
+        if (kept(lineAt(at))) return at;
+    }
+}
+
+template <typename Field>
+void ImportRows::splitAt(qsizetype at, Field field) const {
+    const QStringView line = lineAt(at);
+    if (dialect_ == 1) {
+        for (QStringView f : QStringTokenizer(line, QLatin1Char('\t'))) field(f);
+    } else {
+        rows::forEachCsvField(line, separatorOf(dialect_), field);
+    }
+}
+
+QStringList ImportRows::operator[](std::size_t i) const {
+    if (released_ || i >= count_) return {};
+    qsizetype at = marks_[i / kStride];
+    for (std::size_t k = 0; k < i % kStride; ++k) at = nextRowAfter(at);
+    QStringList fields;
+    splitAt(at, [&](QStringView f) { fields << f.toString(); });
+    return fields;
+}
+
+ImportRows::const_iterator ImportRows::begin() const {
+    const_iterator it;
+    it.rows_ = this;
+    it.at_ = marks_.empty() ? 0 : marks_.front();
+    return it;
+}
+
+ImportRows::const_iterator ImportRows::end() const {
+    const_iterator it;
+    it.rows_ = this;
+    it.index_ = count_;
+    return it;
+}
+
+QStringList ImportRows::const_iterator::operator*() const {
+    if (rows_->released_) return {};
+    QStringList fields;
+    rows_->splitAt(at_, [&](QStringView f) { fields << f.toString(); });
+    return fields;
+}
+
+ImportRows::const_iterator& ImportRows::const_iterator::operator++() {
+    ++index_;
+    if (!rows_->released_ && index_ < rows_->count_) at_ = rows_->nextRowAfter(at_);
+    return *this;
+}
+
+// ---------------------------------------------------------------------------------------------
+
 ZKDataImportManager::ZKDataImportManager(Array outsideDataArray, Array outsideKeyArray)
     : outsideDataArray_(std::move(outsideDataArray)), outsideKeyArray_(std::move(outsideKeyArray)) {}
 
@@ -90,22 +203,8 @@ void ZKDataImportManager::loadDataFromText(QString text, int fileType) {
     grid_.clear();
     text = withoutLoneSurrogates(std::move(text));
     ZKSmartStringFileReader::replaceStringWithNewline(text);
-    // Rows are views into the text, so only the fields are ever copied out of it.
     const int dialect = fileType == 0 ? rows::detectDialect(text) : fileType;
-    numOfMaxFieldInImportedData = 0;
-    for (QStringView line : QStringTokenizer(text, QLatin1Char('\n'))) {
-        if (dialect == 1) {
-            QStringList fields;
-            for (QStringView f : QStringTokenizer(line, QLatin1Char('\t'))) fields << f.toString();
-            numOfMaxFieldInImportedData = std::max<std::int64_t>(numOfMaxFieldInImportedData, fields.size());
-            if (!line.isEmpty()) grid_.push_back(std::move(fields));
-        } else if (dialect == 2 || dialect == 3) {
-            auto fields = rows::componentsOfCsvRow(line, dialect == 2 ? QLatin1Char(',') : QLatin1Char(';'));
-            if (!fields) continue;
-            numOfMaxFieldInImportedData = std::max<std::int64_t>(numOfMaxFieldInImportedData, fields->size());
-            if (!line.isEmpty()) grid_.push_back(std::move(*fields));
-        }
-    }
+    grid_.load(std::move(text), dialect, numOfMaxFieldInImportedData);
     columns_.assign(size_t(numOfMaxFieldInImportedData), Column{});
 }
 
@@ -191,15 +290,26 @@ void ZKDataImportManager::DoImport(const std::function<void(double)>& progress) 
     // The key of each column, looked up once rather than per row.
     std::vector<QString> keyOf(columns_.size());
     for (size_t j = 0; j < columns_.size(); ++j) keyOf[j] = internKey(fromElementInRowToFieldKey(int(j)));
-    for (size_t r = 0; r < grid_.size(); ++r) {
+    // Each row's fields are cut out of the text as views, and only the mapped ones become
+    // strings, which the record then keeps.
+    const std::size_t total = grid_.size();
+    QVarLengthArray<QStringView, 16> fields;
+    bool allTaken = true;
+    qsizetype at = grid_.marks_.empty() ? 0 : grid_.marks_.front();
+    for (std::size_t r = 0; r < total; ++r) {
+        if (r > 0 && !grid_.released_) at = grid_.nextRowAfter(at);
         auto record = createNewObjectToImport();
-        if (!record) continue;
-        const QStringList& row = grid_[r];
-        const qsizetype n = row.size();
+        if (!record) {
+            allTaken = false;
+            continue;
+        }
+        fields.clear();
+        if (!grid_.released_) grid_.splitAt(at, [&](QStringView f) { fields.append(f); });
+        const qsizetype n = fields.size();
         for (qsizetype j = 0; j < n; ++j) {
             const QString key = innerKeyFinalDestinationArray.size() >= n ? innerKeyFinalDestinationArray.value(j)
                                                                           : keyOf.at(size_t(j));
-            if (!key.isEmpty()) record->set(key, Value(row[j]));
+            if (!key.isEmpty()) record->set(key, Value(fields[j].toString()));
         }
         if (r == 0 && doNotImportFirstRecord) {
             if (useFirstRecordAsFieldsName) firstRowToImportUsedForColumnNames = Value(*record);
@@ -207,11 +317,11 @@ void ZKDataImportManager::DoImport(const std::function<void(double)>& progress) 
             recordIsGoingToBeInserted(*record);
             addRecordToDestination(*record);
         }
-        // The row's texts now live in the record; the row itself is not looked at again, and
-        // letting it go keeps a large import from holding the file twice over.
-        grid_[r] = QStringList();
-        if (progress && r % 4096 == 0) progress(double(r) / double(grid_.size()));
+        if (progress && r % 4096 == 0) progress(double(r) / double(total));
     }
+    // The rows' texts now live in the records; the file's text is let go of, and the rows read
+    // as empty from here on, as taken rows always have.
+    if (allTaken) grid_.release();
     didImport();
 }
 

@@ -10,6 +10,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <vector>
@@ -26,6 +28,64 @@ inline std::optional<QStringList> componentsOfCsvUsingSemicolonRow(QStringView r
 // comma and semicolon wins, ties fall to tab (code 1).
 int detectDialect(QStringView text);
 }  // namespace rows
+
+// The rows of a loaded file. The file's text is kept once, as one string; a row's fields are
+// cut out of it only when that row is looked at or imported, so a file of a million short rows
+// costs its text and a small index, not a million lists of strings. Rows are read by number (the
+// preview) or in order (an import, a count).
+class ImportRows {
+public:
+    ImportRows() = default;
+
+    std::size_t size() const { return count_; }
+    bool empty() const { return count_ == 0; }
+    // The fields of row `i`, which must be below size().
+    QStringList operator[](std::size_t i) const;
+    QStringList front() const { return (*this)[0]; }
+
+    class const_iterator {
+    public:
+        using value_type = QStringList;
+        using difference_type = std::ptrdiff_t;
+        QStringList operator*() const;
+        const_iterator& operator++();
+        bool operator==(const const_iterator& o) const { return index_ == o.index_; }
+        bool operator!=(const const_iterator& o) const { return index_ != o.index_; }
+
+    private:
+        friend class ImportRows;
+        const ImportRows* rows_ = nullptr;
+        std::size_t index_ = 0;
+        qsizetype at_ = 0;  // where row index_ starts in the text
+    };
+    const_iterator begin() const;
+    const_iterator end() const;
+
+private:
+    friend class ZKDataImportManager;
+    // Rows are the lines that hold something: not empty under tab, not only spaces under the
+    // quoted splitters. Every 64th row's start is noted, so any row is found in at most 63 lines.
+    static constexpr std::size_t kStride = 64;
+    void clear();
+    void release() {
+        text_ = QString();
+        marks_ = std::vector<qsizetype>();
+        released_ = true;
+    }
+    void load(QString text, int dialect, std::int64_t& widest);
+    // Row that starts at `at`: its fields as views into the text, and where the next row starts.
+    template <typename Field>
+    void splitAt(qsizetype at, Field field) const;
+    qsizetype nextRowAfter(qsizetype at) const;
+    bool kept(QStringView line) const;
+    QStringView lineAt(qsizetype at) const;
+
+    QString text_;
+    int dialect_ = 0;
+    std::size_t count_ = 0;
+    bool released_ = false;  // an import has taken the rows: they read as empty from then on
+    std::vector<qsizetype> marks_;
+};
 
 class ZKDataImportManager {
 public:
@@ -53,7 +113,7 @@ public:
     // Told at the end of an import (the requester's justFinishedImporting).
     std::function<void()> requester;
 
-    const std::vector<QStringList>& grid() const { return grid_; }
+    const ImportRows& grid() const { return grid_; }
     std::vector<Column>& destFieldArray() { return columns_; }
     const Array& outsideKeyArray() const { return outsideKeyArray_; }
 
@@ -92,7 +152,7 @@ protected:
     Array outsideKeyArray_;
 
 private:
-    std::vector<QStringList> grid_;
+    ImportRows grid_;
     std::vector<Column> columns_;
 };
 

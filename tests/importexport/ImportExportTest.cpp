@@ -138,6 +138,83 @@ TEST(RowSplitters, QuotesSeparatorsWhatTheyDeliberatelyDoNotAndTheDialectChosen)
     EXPECT_TRUE(grid.grid().empty() && grid.destFieldArray().empty());
 }
 
+// The rows of a loaded file are cut out of its text when asked for; by number and in order they
+// must give what splitting each kept line gives, across the index's steps of 64 rows, with lines
+// that give no row (empty, only spaces) and CR LF line ends in between.
+TEST(ImportRows, ByNumberAndInOrderMatchTheLinesSplitOneByOne) {
+    for (int dialect : {1, 2, 3}) {
+        SCOPED_TRACE(dialect);
+        const QChar sep = dialect == 1 ? QLatin1Char('\t') : dialect == 2 ? QLatin1Char(',') : QLatin1Char(';');
+        QString text;
+        std::vector<QStringList> expected;
+        for (int i = 0; i < 300; ++i) {
+            if (i % 7 == 3) text += QStringLiteral("\r\n");  // an empty line: never a row
+            if (dialect != 1 && i % 11 == 5) text += QStringLiteral("   \n");  // spaces: a row only under tab
+            if (dialect == 1 && i % 11 == 5) {
+                text += QStringLiteral("   \n");
+                expected.push_back({QStringLiteral("   ")});
+            }
+            QStringList fields{QStringLiteral("r%1").arg(i), QStringLiteral("v").repeated(i % 5)};
+            if (i % 3 == 0) fields << QStringLiteral("third");
+            QString line = fields.join(sep);
+            if (dialect != 1 && i % 13 == 0) {  // a quoted field holding the separator
+                line += sep + QStringLiteral("\"x%1y\"").arg(sep);
+                fields << QStringLiteral("x%1y").arg(sep);
+            }
+            text += line + (i % 2 ? QStringLiteral("\r\n") : QStringLiteral("\n"));
+            expected.push_back(fields);
+        }
+        text += QStringLiteral("last") + sep + QStringLiteral("row");  // no line end after it
+        expected.push_back({QStringLiteral("last"), QStringLiteral("row")});
+
+        ZKDataImportManager m{Array(), Array()};
+        m.loadDataFromText(text, dialect);
+        const ImportRows& rows = m.grid();
+        ASSERT_EQ(rows.size(), expected.size());
+        EXPECT_EQ(m.numOfMaxFieldInImportedData, dialect == 1 ? 3 : 4);
+        for (std::size_t i = expected.size(); i-- > 0;) ASSERT_EQ(rows[i], expected[i]) << "row " << i;
+        std::size_t i = 0;
+        for (const QStringList& row : rows) {
+            ASSERT_LT(i, expected.size());
+            EXPECT_EQ(row, expected[i]) << "row " << i;
+            ++i;
+        }
+        EXPECT_EQ(i, expected.size());
+        EXPECT_EQ(rows.front(), expected.front());
+        EXPECT_TRUE(rows[expected.size()].isEmpty());  // past the end: nothing, no crash
+    }
+}
+
+// Each row becomes one record with the fields of that row, in the file's order, whatever the
+// distance between rows; once imported, the rows read as empty and are not imported twice.
+TEST(ImportRows, TheImportTakesEveryRowOnceInOrderAndLetsTheTextGo) {
+    MyDocument doc;
+    doc.prepareNewDocument();
+    MyDataImportManager m(doc.myArray, doc.myKeyArrayForImport);
+    m.now = [] { return 50.0; };
+    QString text = QStringLiteral("Name\tUrl\tPin\n");
+    for (int i = 0; i < 200; ++i) {
+        text += QStringLiteral("n%1\tu%1").arg(i) + (i % 4 ? QStringLiteral("\t%1").arg(i) : QString()) + QStringLiteral("\n");
+        if (i % 9 == 0) text += QStringLiteral("\n\n");
+    }
+    m.loadDataFromText(text, 0);
+    ASSERT_EQ(m.grid().size(), 201u);
+    m.tryAssignFromFirstRow();
+    m.DoImport();
+    ASSERT_EQ(doc.myArray.count(), 200);
+    for (int i = 0; i < 200; ++i) {
+        const Dictionary r = doc.myArray.at(i).toDictionary();
+        EXPECT_EQ(r.value(keys::name).toString(), QStringLiteral("n%1").arg(i));
+        EXPECT_EQ(r.value(keys::url).toString(), QStringLiteral("u%1").arg(i));
+        EXPECT_EQ(r.value(keys::pin).toString(), i % 4 ? QString::number(i) : QString());
+    }
+    EXPECT_EQ(m.grid().size(), 201u);
+    for (const QStringList& row : m.grid()) EXPECT_TRUE(row.isEmpty());
+    EXPECT_TRUE(m.grid()[7].isEmpty());
+    m.DoImport();  // nothing left to take
+    EXPECT_EQ(doc.myArray.count(), 200);
+}
+
 TEST(ImportSession, MappingToolsAndTheImportWithCategories) {
     MyDocument doc;
     doc.prepareNewDocument();
