@@ -12,6 +12,7 @@
 #include "document/RecordModel.h"
 #include "foundation/UserDefaults.h"
 #include "shell/MyAppDelegate.h"
+#include "support/WindowDocuments.h"
 
 #include <QApplication>
 #include <QClipboard>
@@ -37,6 +38,8 @@
 
 using namespace qv;
 using namespace qv::app;
+using qv::test::contents;
+using qv::test::waitFor;
 
 namespace {
 
@@ -50,16 +53,6 @@ QByteArray documentBytes(const QString& password, int records) {
     }
     doc.plainPassword = password;
     return doc.dataOfType(QString()).value();
-}
-
-QByteArray contents(const QString& path) {
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
-bool waitFor(const std::function<bool()>& cond) {
-    for (int i = 0; i < 400 && !cond(); ++i) QTest::qWait(10);
-    return cond();
 }
 
 // Presses `button` on the next message box and remembers its text.
