@@ -4,6 +4,8 @@
 
 #include <QDateTime>
 
+#include <vector>
+
 namespace qv {
 
 double nowSince2001() { return seconds2001FromDateTime(QDateTime::currentDateTime()); }
@@ -74,17 +76,18 @@ Array keyArray() {
 }
 
 std::int64_t unusedCategoryID(const Array& categories) {
-    std::int64_t id = 1;
-    for (;;) {
-        bool used = false;
-        for (const Value& c : categories)
-            if (c.toDictionary().value(keys::cat_uniqueID).toInt64() == id) {
-                used = true;
-                break;
-            }
-        if (!used) return id;
-        ++id;
+    // The lowest id from 1 that no category has: among n categories it is at most n + 1, so one
+    // pass marking the ids up to there finds it (an import that makes a category a row would
+    // otherwise look through every category for every id it tries).
+    const size_t n = size_t(categories.count());
+    std::vector<char> used(n + 2, 0);
+    for (const Value& c : categories) {
+        const std::int64_t id = c.toDictionary().value(keys::cat_uniqueID).toInt64();
+        if (id >= 1 && std::uint64_t(id) <= n + 1) used[size_t(id)] = 1;
     }
+    std::int64_t id = 1;
+    while (used[size_t(id)]) ++id;
+    return id;
 }
 
 namespace {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <new>
+#include <random>
 
 using namespace qv;
 
@@ -119,6 +120,27 @@ TEST(CategoryLookups, IdsNamesAndTitles) {
     l.categoryController.setFilterPredicate(
         [](const Value& c) { return c.toDictionary().value(keys::cat_category).toString() != QStringLiteral("Generic"); });
     EXPECT_EQ(l.categoryController.unusedCategoryNameWithPostfix(QStringLiteral("Generic")), QStringLiteral("Generic"));
+}
+
+TEST(CategoryLookups, TheNextIdIsTheLowestFreeOneWhateverTheIdsAre) {
+    // Against the plain reading of the rule: try 1, 2, 3 ... until no category has it.
+    std::mt19937 rng(11);
+    for (int round = 0; round < 200; ++round) {
+        Array categories;
+        const int n = int(rng() % 40);
+        for (int i = 0; i < n; ++i) {
+            const std::int64_t kinds[] = {std::int64_t(rng() % 45), -std::int64_t(rng() % 3), std::int64_t(1) << 40, 1};
+            categories.append(Value(RecordModel::newCategory(QStringLiteral("c"), kinds[rng() % 4])));
+        }
+        std::int64_t expected = 1;
+        for (bool used = true; used; ) {
+            used = false;
+            for (const Value& c : categories)
+                if (c.toDictionary().value(keys::cat_uniqueID).toInt64() == expected) used = true;
+            if (used) ++expected;
+        }
+        ASSERT_EQ(RecordModel::unusedCategoryID(categories), expected) << "round " << round;
+    }
 }
 
 TEST(CategoryLookups, AncientCategoriesAreBroughtUpToDate) {
