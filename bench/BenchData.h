@@ -57,12 +57,17 @@ inline double maxRssMB() {
 
 // The benchmarks run the way the programs do: with large memory pages (see LargePages.h).
 #include "foundation/LargePages.h"
-#define QV_BENCHMARK_MAIN()                                         \
-    int main(int argc, char** argv) {                               \
-        qv::useLargeMemoryPages(argv, true);                        \
-        benchmark::Initialize(&argc, argv);                         \
-        if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1; \
-        benchmark::RunSpecifiedBenchmarks();                        \
-        benchmark::Shutdown();                                      \
-        return 0;                                                   \
-    }
+
+#include <benchmark/benchmark.h>
+namespace qv::bench {
+inline int runBenchmarks(int argc, char** argv) {
+    qv::useLargeMemoryPages(argv, true);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
+}  // namespace qv::bench
+#define QV_BENCHMARK_MAIN() \
+    int main(int argc, char** argv) { return qv::bench::runBenchmarks(argc, argv); }

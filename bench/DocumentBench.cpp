@@ -218,10 +218,5 @@ int main(int argc, char** argv) {
         qv::useLargeMemoryPages(argv, true, qv::LargeBlocks::GivenBack);  // as the command line runs
         return measureOpen(QFile::decodeName(argv[2]), QString::fromLatin1(argv[3]).toLongLong());
     }
-    qv::useLargeMemoryPages(argv, true);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return qv::bench::runBenchmarks(argc, argv);
 }

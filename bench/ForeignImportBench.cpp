@@ -316,10 +316,5 @@ int main(int argc, char** argv) {
         qv::useLargeMemoryPages(argv, true, qv::LargeBlocks::GivenBack);  // as the command line runs
         return measure(QString::fromUtf8(argv[2]), QFile::decodeName(argv[3]));
     }
-    qv::useLargeMemoryPages(argv, true);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return qv::bench::runBenchmarks(argc, argv);
 }
