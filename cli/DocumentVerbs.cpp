@@ -610,7 +610,8 @@ int runExport(const QStringList& args, const Streams& io) {
                                         "[--search TEXT] [--preset 1-5|NAME] [--tags KEY=VALUE,...] -o OUT|-"));
     // The formats by number or by name; the presets of format 0 are the other five.
     static const QStringList formatNames{QStringLiteral("custom"), QStringLiteral("tsv"), QStringLiteral("quoted-csv"),
-                                         QStringLiteral("table"), QStringLiteral("html")};
+                                         QStringLiteral("table"), QStringLiteral("html"),
+                                         QStringLiteral("plain-csv")};
     auto formatNumber = [](const QString& text, int lowest) {
         bool number = false;
         int n = text.toInt(&number);
@@ -618,9 +619,9 @@ int runExport(const QStringList& args, const Streams& io) {
         return n >= lowest && n <= 5 ? n : -1;
     };
     const int format = formatNumber(p.values.value(QStringLiteral("--format")), 0);
-    if (format < 0) return usage(io, QStringLiteral("--format takes 0 to 5 or custom, tsv, quoted-csv, table, html"));
+    if (format < 0) return usage(io, QStringLiteral("--format takes 0 to 5 or custom, tsv, quoted-csv, table, html, plain-csv"));
     const int preset = p.values.contains(QStringLiteral("--preset")) ? formatNumber(p.values.value(QStringLiteral("--preset")), 1) : 0;
-    if (preset < 0) return usage(io, QStringLiteral("--preset takes 1 to 5 or tsv, quoted-csv, table, html"));
+    if (preset < 0) return usage(io, QStringLiteral("--preset takes 1 to 5 or tsv, quoted-csv, table, html, plain-csv"));
     const QString out = p.values.value(QStringLiteral("-o"));
     const bool toStdout = out == QLatin1String("-");
     if (!toStdout && samePath(out, p.positional[0])) return usage(io, QStringLiteral("OUT must differ from FILE"));

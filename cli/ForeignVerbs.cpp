@@ -10,6 +10,8 @@
 
 #include <QFile>
 
+#include <cstdio>
+
 namespace qv::cli {
 
 namespace {
@@ -134,10 +136,14 @@ int runForeignExport(const QStringList& args, const Streams& io) {
     if (o.positional.size() != 1 || o.out.isEmpty() || !o.from.isEmpty())
         return usage(io, QStringLiteral("usage: qvane export FILE --format %1 -o OUT [--password-stdin]")
                              .arg(ForeignExport::formatNames().join(QLatin1Char('|'))));
-    if (samePathForVerb(o.out, o.positional[0])) return usage(io, QStringLiteral("OUT must differ from FILE"));
+    const bool toStdout = o.out == QLatin1String("-");
+    if (!toStdout && samePathForVerb(o.out, o.positional[0])) return usage(io, QStringLiteral("OUT must differ from FILE"));
     MyDocument& doc = keptDocument();
     int status = openForVerb(o.positional[0], o.passwordStdin, doc, io);
-    if (status == kExitOk) {
+    if (status == kExitOk && toStdout) {
+        print(io.out, ForeignExport::exportBytes(o.format, doc.myArray));
+        if (std::fflush(io.out) != 0 || std::ferror(io.out)) status = kExitCannotWrite;
+    } else if (status == kExitOk) {
         if (const auto written = ForeignExport::writeToFile(o.format, doc.myArray, o.out)) {
             print(io.err, QStringLiteral("wrote %1 records to %2 (%3); the file holds every password in clear\n")
                               .arg(doc.myArray.count())

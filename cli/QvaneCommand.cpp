@@ -57,7 +57,7 @@ QString usageText() {
         "                     bitwarden-json, bitwarden-csv, chrome-csv, firefox-csv, csv, or auto\n"
         "                     (the default). Groups and folders become categories.\n"
         "  export FILE        Write records to a text file (-o - for standard output): --format 0-5\n"
-        "                     or custom, tsv, quoted-csv, table, html, -o OUT, --fields TITLES,\n"
+        "                     or custom, tsv, quoted-csv, table, html, plain-csv, -o OUT, --fields TITLES,\n"
         "                     --header, --category NAME, --search TEXT, --preset 1-5 or a name,\n"
         "                     --tags KEY=VALUE,... (custom format 0).\n"
         "                     --format keepass-csv|bitwarden-json|csv -o OUT writes every record for\n"

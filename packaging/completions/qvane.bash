@@ -60,7 +60,7 @@ _qvane() {
             if [[ $command == import ]]; then
                 COMPREPLY=($(compgen -W "0 1 2 3" -- "$cur"))
             else
-                COMPREPLY=($(compgen -W "0 1 2 3 4 5 custom tsv quoted-csv table html keepass-csv bitwarden-json csv" -- "$cur"))
+                COMPREPLY=($(compgen -W "0 1 2 3 4 5 custom tsv quoted-csv table html plain-csv keepass-csv bitwarden-json csv" -- "$cur"))
             fi
             return ;;
         --from)
@@ -76,7 +76,7 @@ _qvane() {
             COMPREPLY=($(compgen -W "password userID account pin security url email note" -- "$cur"))
             return ;;
         --preset)
-            COMPREPLY=($(compgen -W "1 2 3 4 5 tsv quoted-csv table html" -- "$cur"))
+            COMPREPLY=($(compgen -W "1 2 3 4 5 tsv quoted-csv table html plain-csv" -- "$cur"))
             return ;;
         -o)
             _filedir

@@ -51,11 +51,11 @@ complete -c qvane -n "__fish_seen_subcommand_from import" -l encoding -x -a '0 1
 complete -c qvane -n "__fish_seen_subcommand_from import" -l map -x -a 'cascade header' -d 'Which column goes to which field'
 complete -c qvane -n "__fish_seen_subcommand_from import" -l skip-first -d 'Do not import the first row'
 
-complete -c qvane -n "__fish_seen_subcommand_from export" -l format -x -a '0 1 2 3 4 5 custom tsv quoted-csv table html keepass-csv bitwarden-json csv' -d '0 custom, 1 tab, 2 quoted comma, 3 table, 4 web page, 5 comma, or another manager'\''s'
+complete -c qvane -n "__fish_seen_subcommand_from export" -l format -x -a '0 1 2 3 4 5 custom tsv quoted-csv table html plain-csv keepass-csv bitwarden-json csv' -d '0 custom, 1 tab, 2 quoted comma, 3 table, 4 web page, 5 comma, or another manager'\''s'
 complete -c qvane -n "__fish_seen_subcommand_from export" -s o -r -F -d 'The file to write'
 complete -c qvane -n "__fish_seen_subcommand_from export" -l fields -x -d 'The field titles to write, separated by commas'
 complete -c qvane -n "__fish_seen_subcommand_from export" -l header -d 'Write the field titles as the first row'
-complete -c qvane -n "__fish_seen_subcommand_from export" -l preset -x -a '1 2 3 4 5 tsv quoted-csv table html' -d 'Start format 0 from a preset'
+complete -c qvane -n "__fish_seen_subcommand_from export" -l preset -x -a '1 2 3 4 5 tsv quoted-csv table html plain-csv' -d 'Start format 0 from a preset'
 complete -c qvane -n "__fish_seen_subcommand_from export" -l tags -x -d 'The tags of format 0, KEY=VALUE,...'
 complete -c qvane -n "__fish_seen_subcommand_from import" -l from -x -a 'auto keepass-xml keepass-csv kdbx bitwarden-json bitwarden-csv chrome-csv firefox-csv csv' -d "Read another password manager's file"
 

@@ -218,6 +218,14 @@ r = piped(["export", DOC, "--format", "tsv", "--fields", "Name,User ID,Password"
           MASTER + "\n")
 check(r.returncode == 0 and "Bank (old)\tme\ttr0ub4dor&3" in r.stdout.decode(), "export -o - writes to standard output")
 check(not os.path.exists(os.path.join(work, "-")), "no file named - is made")
+# The comma format goes by number or by name; "csv" is the quoted export other managers read.
+plain = [piped(["export", DOC, "--format", f, "--fields", "Name,Password", "-o", "-", "--password-stdin"],
+               MASTER + "\n").stdout.decode() for f in ("5", "plain-csv")]
+check(plain[0] == plain[1] and "Bank (old),tr0ub4dor&3" in plain[0], "plain-csv is format 5")
+r = piped(["export", DOC, "--format", "csv", "-o", "-", "--password-stdin"], MASTER + "\n")
+check(r.returncode == 0 and r.stdout.decode().startswith("Category,Name,Url,") and "tr0ub4dor&3" in r.stdout.decode(),
+      "csv is the export for other managers, to standard output too")
+check(not os.path.exists(os.path.join(work, "-")), "still no file named -")
 
 # A document of a newer release is refused; one of an older generation only with --convert.
 newer = os.path.join(work, "newer.qvane")
