@@ -4,7 +4,7 @@
 #include "DocumentWindow.h"
 #include "SingleInstance.h"
 
-#include "foundation/LargePages.h"
+#include "foundation/MemoryTuning.h"
 #include "foundation/ZKAppSupportUtility.h"
 
 #include <QApplication>
@@ -56,7 +56,7 @@ int main(int argc, char** argv) {
     // `qvane clip` hands a value over to be held on the clipboard: no window, no documents.
     if (const int clipped = qv::app::runClipMode(argc, argv); clipped >= 0) return clipped;
     if (const int answered = answerInformationOptions(argc, argv); answered >= 0) return answered;
-    qv::useLargeMemoryPages(argv);
+    qv::tuneMemoryForLargeWork(qv::LargeBlocks::Reused);
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Quorvane"));
     QApplication::setOrganizationName(QStringLiteral("Quorvane"));

@@ -55,13 +55,13 @@ inline double maxRssMB() {
 
 }  // namespace qv::bench
 
-// The benchmarks run the way the programs do: with large memory pages (see LargePages.h).
-#include "foundation/LargePages.h"
+// The benchmarks run with the heap tuned as the window tunes it (see MemoryTuning.h).
+#include "foundation/MemoryTuning.h"
 
 #include <benchmark/benchmark.h>
 namespace qv::bench {
 inline int runBenchmarks(int argc, char** argv) {
-    qv::useLargeMemoryPages(argv, true);
+    qv::tuneMemoryForLargeWork(qv::LargeBlocks::Reused);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();

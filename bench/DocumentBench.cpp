@@ -215,7 +215,7 @@ BENCHMARK(BM_OpenPeakMemory)->Arg(100000)->Iterations(1)->Unit(benchmark::kMilli
 
 int main(int argc, char** argv) {
     if (argc == 4 && std::strcmp(argv[1], "--measure-open") == 0) {
-        qv::useLargeMemoryPages(argv, true, qv::LargeBlocks::GivenBack);  // as the command line runs
+        qv::tuneMemoryForLargeWork(qv::LargeBlocks::GivenBack);  // as the command line runs
         return measureOpen(QFile::decodeName(argv[2]), QString::fromLatin1(argv[3]).toLongLong());
     }
     return qv::bench::runBenchmarks(argc, argv);

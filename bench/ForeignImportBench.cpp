@@ -313,7 +313,7 @@ BENCHMARK(BM_ForeignImport100k)->DenseRange(0, 7)->Unit(benchmark::kMillisecond)
 
 int main(int argc, char** argv) {
     if (argc == 4 && std::strcmp(argv[1], "--measure") == 0) {
-        qv::useLargeMemoryPages(argv, true, qv::LargeBlocks::GivenBack);  // as the command line runs
+        qv::tuneMemoryForLargeWork(qv::LargeBlocks::GivenBack);  // as the command line runs
         return measure(QString::fromUtf8(argv[2]), QFile::decodeName(argv[3]));
     }
     return qv::bench::runBenchmarks(argc, argv);

@@ -200,7 +200,7 @@ BENCHMARK(BM_TextImportMemory)->DenseRange(0, int(std::size(kShapes)) - 1)->Unit
 
 int main(int argc, char** argv) {
     if (argc == 3 && std::strcmp(argv[1], "--measure") == 0) {
-        qv::useLargeMemoryPages(argv, true, qv::LargeBlocks::GivenBack);  // as the command line runs
+        qv::tuneMemoryForLargeWork(qv::LargeBlocks::GivenBack);  // as the command line runs
         return measure(QFile::decodeName(argv[2]));
     }
     return qv::bench::runBenchmarks(argc, argv);

@@ -1,10 +1,10 @@
 #include "QvaneCommand.h"
-#include "foundation/LargePages.h"
+#include "foundation/MemoryTuning.h"
 
 #include <QCoreApplication>
 
 int main(int argc, char** argv) {
-    qv::useLargeMemoryPages(argv, false, qv::LargeBlocks::GivenBack);  // one command, one large task
+    qv::tuneMemoryForLargeWork(qv::LargeBlocks::GivenBack);  // one command, one large task
     qv::setGiveBackMemoryAfterLargeWork(true);  // one command, one save at most
     QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("qvane"));

@@ -1,6 +1,6 @@
 #include "KeyedArchive.h"
 
-#include "LargePages.h"
+#include "MemoryTuning.h"
 #include "PropertyList.h"
 #include "TwoThreads.h"
 
