@@ -386,37 +386,91 @@ int runLs(const QStringList& args, const Streams& io) {
     // A table for a person at a terminal, tab-separated values for a pipe or a file.
     const bool table = p.flags.contains(QStringLiteral("--table")) ||
                        (!p.flags.contains(QStringLiteral("--tsv")) && isatty(fileno(io.out)));
-    std::vector<QStringList> rows;
-    QStringList header;
-    for (const QString& c : columns) header << c;
-    rows.push_back(header);
-    for (const Value& r : arranged) {
-        const Dictionary record = r.toDictionary();
-        QStringList row;
-        for (const QString& c : columns) {
-            QString text;
-            if (c == QLatin1String("category")) text = record.valueForKeyPath(QStringLiteral("categoryPtr.cat_category")).toString();
-            else if (TableColumns::isSecret(c)) {
-                // The same dots whatever the length, which a mask must not tell.
-                text = record.value(c).toString();
-                if (!showSecrets && !text.isEmpty()) text = QString(8, QChar(0x2022));
-            } else {
-                const Value v = record.value(TableColumns::recordKeyFor(c));
-                text = v.isDate() ? isoDate(v.toDate()) : v.toString();
-            }
-            // One line per record, one cell per field, whatever the values hold.
-            text.replace(QLatin1Char('\\'), QStringLiteral("\\\\"));
-            text.replace(QLatin1Char('\t'), QStringLiteral("\\t"));
-            text.replace(QLatin1Char('\n'), QStringLiteral("\\n"));
-            text.replace(QLatin1Char('\r'), QStringLiteral("\\r"));
-            row << text;
-        }
-        rows.push_back(row);
+    // What each column reads, decided once rather than once a record.
+    enum class Kind { Category, Secret, Plain };
+    struct Column {
+        Kind kind;
+        const QString* key;
+    };
+    std::vector<Column> reads;
+    for (const QString& c : columns) {
+        if (c == QLatin1String("category")) reads.push_back({Kind::Category, nullptr});
+        else if (TableColumns::isSecret(c)) reads.push_back({Kind::Secret, &internKey(c)});
+        else reads.push_back({Kind::Plain, &internKey(TableColumns::recordKeyFor(c))});
     }
+    const QString dots(8, QChar(0x2022));
+    // One line per record, one cell per field, whatever the values hold.
+    auto appendEscaped = [](QString& line, QStringView text) {
+        qsizetype from = 0;
+        for (qsizetype i = 0; i < text.size(); ++i) {
+            const char16_t ch = text[i].unicode();
+            const char* escape = ch == u'\\' ? "\\\\" : ch == u'\t' ? "\\t" : ch == u'\n' ? "\\n" : ch == u'\r' ? "\\r" : nullptr;
+            if (!escape) continue;
+            line += text.sliced(from, i - from);
+            line += QLatin1String(escape);
+            from = i + 1;
+        }
+        line += text.sliced(from);
+    };
+    auto appendCell = [&](QString& line, const Dictionary& record, const Column& c) {
+        const Value* v = nullptr;
+        switch (c.kind) {
+        case Kind::Category: {
+            if (const Dictionary* cat = record.get(keys::categoryPtr).dictionaryIfAny()) v = &cat->get(keys::cat_category);
+            break;
+        }
+        case Kind::Secret:
+            v = &record.get(*c.key);
+            // The same dots whatever the length, which a mask must not tell.
+            if (!showSecrets) {
+                if (!v->toString().isEmpty()) line += dots;
+                return;
+            }
+            break;
+        case Kind::Plain:
+            v = &record.get(*c.key);
+            if (v->isDate()) {
+                line += isoDate(v->toDate());
+                return;
+            }
+            break;
+        }
+        if (!v) return;
+        if (v->isString()) appendEscaped(line, v->stringRef());
+        else appendEscaped(line, v->toString());
+    };
     if (!table) {
-        for (const QStringList& row : rows) print(io.out, row.join(QLatin1Char('\t')) + QLatin1Char('\n'));
+        // Written as it is made, in pieces of some tens of kilobytes: a list of 100 000 records
+        // need not be held twice.
+        QString out = columns.join(QLatin1Char('\t')) + QLatin1Char('\n');
+        for (const Value& r : arranged) {
+            const Dictionary* record = r.dictionaryIfAny();
+            if (!record) continue;
+            for (size_t i = 0; i < reads.size(); ++i) {
+                if (i) out += QLatin1Char('\t');
+                appendCell(out, *record, reads[i]);
+            }
+            out += QLatin1Char('\n');
+            if (out.size() > 32768) {
+                print(io.out, out);
+                out.clear();
+            }
+        }
+        print(io.out, out);
         print(io.err, QStringLiteral("%1 of %2 records\n").arg(arranged.count()).arg(doc.myArray.count()));
         return kExitOk;
+    }
+    std::vector<QStringList> rows;
+    rows.push_back(columns);
+    for (const Value& r : arranged) {
+        const Dictionary& record = r.toDictionary();
+        QStringList row;
+        for (const Column& c : reads) {
+            QString cell;
+            appendCell(cell, record, c);
+            row << cell;
+        }
+        rows.push_back(row);
     }
     std::vector<qsizetype> widths(size_t(columns.size()), 0);
     for (const QStringList& row : rows)
