@@ -126,9 +126,31 @@ std::optional<QByteArray> MyDocument::dataOfType(const QString& /*type*/) {
         if (!isEncrypted()) OSXPlatformDictionary = platform;
         root.set(keys::OSXPlatformDictionary, OSXPlatformDictionary);
         root.set(keys::iOSPlatformDictionary, myiOSPlatformDictionary);
-        if (auto bytes = KeyedArchiver::archivedDataWithRootObject(Value(root))) out = std::move(*bytes);
+        if (auto bytes = KeyedArchiver::archivedDataWithRootObject(Value(root))) {
+            out = std::move(*bytes);
+            if (!isEncrypted()) keepMembersIn(*out);
+        }
     });
     return out;
+}
+
+void MyDocument::keepMembersIn(const QByteArray& file) {
+    // The members just sealed are in the file's bytes as well. Read back from there, a large one
+    // shares those bytes instead of holding its own copy, so a large document is not held twice
+    // while its file is written and read back.
+    const auto root = KeyedUnarchiver::unarchiveObjectWithData(file);
+    if (!root) return;
+    const Dictionary d = root->toDictionary();
+    auto share = [&d](Value& member, const QString& key) {
+        const Value& inFile = d.get(key);
+        if (inFile.isData() && member.isData() && inFile.isMutableClass() == member.isMutableClass() &&
+            inFile.toData() == member.toData())
+            member = inFile;
+    };
+    share(myEncryptedArrayData, keys::dataArrayData);
+    share(myEncryptedCategoryArrayData, keys::catArrayData);
+    share(myEncryptedEmailArrayData, keys::emailArrayData);
+    share(myEncryptedDocumentCreationDateData, keys::documentCreationDateData);
 }
 
 Dictionary MyDocument::buildPlatformDictionary(bool withToolbarState) const {

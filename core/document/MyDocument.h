@@ -138,6 +138,7 @@ private:
     void makeCheckValues();
     void keepEngineForPassword();
     void encryptTables();
+    void keepMembersIn(const QByteArray& file);
 };
 
 }  // namespace qv

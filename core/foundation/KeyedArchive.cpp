@@ -512,6 +512,10 @@ public:
     using Obj = BinaryPlistReader::Object;
     using Kind = BinaryPlistReader::Kind;
 
+    // Decodes every object as run() does but keeps no element of any array: for a check that the
+    // data would unarchive, without the memory of what it would make.
+    explicit Unarchiver(bool keepsElements = true) : keepsElements_(keepsElements) {}
+
     Result<Value> run(const QByteArray& data) {
         const auto refused = [](const QString& why) { return Result<Value>::failed(0, why); };
         const QString notAnArchive = QStringLiteral("The data is not a keyed archive.");
@@ -778,7 +782,7 @@ private:
     bool decodeElementsOnTwoThreads(const std::vector<std::uint64_t>& elements, int depth, std::vector<Value>* out) {
         prepareSharedPlainObjects();
         shared_->twoThreads = true;
-        out->assign(elements.size(), Value());
+        if (keepsElements_) out->assign(elements.size(), Value());
         const size_t half = elements.size() / 2;
         Unarchiver other(*this);
         // Its own table of classes: a copy shared with this one's would be detached by both
@@ -819,7 +823,7 @@ private:
             auto v = decode(elements[i], depth);
             if (!v) return false;
             if (v->isAbsent()) return failed(damaged(QStringLiteral("an array element that is null"))), false;
-            (*out)[i] = std::move(*v);
+            if (keepsElements_) (*out)[i] = std::move(*v);
         }
         return true;
     }
@@ -887,7 +891,7 @@ private:
                 auto v = decode(e, depth + 1);
                 if (!v) return std::nullopt;
                 if (v->isAbsent()) return failed(damaged(QStringLiteral("an array element that is null")));
-                a.append(std::move(*v));
+                if (keepsElements_) a.append(std::move(*v));
             }
             return Value(a);
         }
@@ -925,6 +929,7 @@ private:
     }
 
     BinaryPlistReader r_;
+    bool keepsElements_ = true;
     Obj objects_;
     // Per archived object: how often it is referred to (none, once, more: the low two bits),
     // and whether it is being decoded or has been, or was decoded before two threads started.
@@ -1001,6 +1006,13 @@ Result<QByteArray> KeyedArchiver::archivedArrayWithRewrittenElements(const Array
 Result<Value> KeyedUnarchiver::unarchiveObjectWithData(const QByteArray& data) {
     Unarchiver u;
     return u.run(data);
+}
+
+Status<> KeyedUnarchiver::checkArchive(const QByteArray& data) {
+    Unarchiver u(false);
+    auto root = u.run(data);
+    if (!root) return Status<>::failed(0, root.message());
+    return {};
 }
 
 }  // namespace qv

@@ -56,6 +56,10 @@ public:
     // The root object; an absent value when the root is the archive's null. A failure with a
     // message when the data is not a keyed archive or is damaged.
     static Result<Value> unarchiveObjectWithData(const QByteArray& data);
+    // Whether unarchiveObjectWithData would succeed, with the same failure when not: every object
+    // is decoded the same way, but no element of an array is kept, so a document's records are
+    // checked one after another in the memory of one.
+    static Status<> checkArchive(const QByteArray& data);
 };
 
 }  // namespace qv

@@ -126,6 +126,20 @@ TEST(SafeSaving, BytesThatDoNotOpenNeverReplaceTheFile) {
     EXPECT_EQ(written.kind(), DocumentFileError::DoesNotReadBack);
     EXPECT_EQ(contents(path), before);
 
+    // The check value passes, but the records decipher to something that is no archive.
+    for (int member = 0; member < 2; ++member) {
+        MyDocument writer;
+        writer.prepareNewDocument();
+        writer.plainPassword = QStringLiteral("secret");
+        ASSERT_TRUE(writer.dataOfType(QString()));
+        const auto garbage = writer.myCommonCrypto->encrypt(QByteArray("not an archive at all"));
+        (member == 0 ? writer.myEncryptedArrayData : writer.myEncryptedEmailArrayData) = Value::data(*garbage);
+        writer.setIsEncrypted(true);  // written as the members stand
+        written = DocumentFile::write(path, writer.dataOfType(QString()).value(), QStringLiteral("secret"));
+        EXPECT_EQ(written.kind(), DocumentFileError::DoesNotReadBack) << member;
+    }
+    EXPECT_EQ(contents(path), before);
+
     const QByteArray good = documentBytes(QStringLiteral("secret"), 2);
     EXPECT_TRUE(DocumentFile::write(path, good, QStringLiteral("secret")));
     EXPECT_EQ(contents(path), good);

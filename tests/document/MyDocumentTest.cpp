@@ -123,6 +123,24 @@ TEST(MyDocument, TheSavedRecordsAreExactlyTheArchiveOfTheirSaveCopies) {
     EXPECT_EQ(*plain, expected);
 }
 
+TEST(MyDocument, ALargeSealedMemberIsKeptInTheFileBytesNotBesideThem) {
+    MyDocument doc;
+    doc.prepareNewDocument();
+    doc.plainPassword = QStringLiteral("secret");
+    for (int i = 0; i < 3000; ++i) {
+        Dictionary r = RecordModel::newRecord(i);
+        r.set(keys::note, Value(QString(400, QLatin1Char('n')) + QString::number(i)));
+        doc.myArray.append(Value(r));
+    }
+    const QByteArray file = doc.dataOfType(QString()).value();
+    const QByteArray records = doc.myEncryptedArrayData.toData();
+    ASSERT_GT(records.size(), 1 << 20);
+    EXPECT_TRUE(records.constData() > file.constData() && records.constData() + records.size() <= file.constData() + file.size());
+    // Locked, the document writes the members as they stand: the very same bytes.
+    doc.setIsEncrypted(true);
+    EXPECT_EQ(doc.dataOfType(QString()).value(), file);
+}
+
 TEST(MyDocument, AMemberThatDeciphersToGarbageStaysAsItWasForTheNextAttempt) {
     const QByteArray file = newFile([](MyDocument& writer) {
         ASSERT_TRUE(writer.dataOfType(QString()));

@@ -38,7 +38,17 @@ QByteArray handArchive(const Array& objects, quint64 root = 1) {
     return writeBinaryPropertyList(Value(top)).value();
 }
 
-Result<Value> unarchive(const QByteArray& bytes) { return KeyedUnarchiver::unarchiveObjectWithData(bytes); }
+// Every archive these tests read is also checked without keeping anything, as a save reads its
+// new bytes back: the check must agree with reading, on success and on the reason of a failure.
+Result<Value> unarchive(const QByteArray& bytes) {
+    auto read = KeyedUnarchiver::unarchiveObjectWithData(bytes);
+    const Status<> checked = KeyedUnarchiver::checkArchive(bytes);
+    EXPECT_EQ(checked.ok(), read.ok());
+    if (!read) {
+        EXPECT_EQ(checked.message(), read.message());
+    }
+    return read;
+}
 
 }  // namespace
 
