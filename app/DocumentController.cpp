@@ -221,9 +221,16 @@ void DocumentController::filesChanged(const QString& path) {
 bool DocumentController::reloadClean(DocumentWindow* w) {
     MyDocument& doc = w->document();
     MyDocument fresh;
-    if (!DocumentFile::load(w->filePath(), fresh)) return false;
-    // A new master password set on the other machine: the next save asks what to do.
-    if (!DocumentFile::unlock(fresh, doc.plainPassword)) return false;
+    // Reading and deciphering the other version takes as long as opening it; the window keeps
+    // painting meanwhile, and the document, busy, takes no edit, save or lock until it is done.
+    const QString path = w->filePath();
+    const QString password = doc.plainPassword;
+    bool opened = false;
+    doc.runHeavy([&] {
+        // A new master password set on the other machine: the next save asks what to do.
+        opened = DocumentFile::load(path, fresh) && DocumentFile::unlock(fresh, password);
+    });
+    if (!opened) return false;
     fresh.wipePasswords();
     doc.myArray = fresh.myArray;
     doc.myCategoryArray = fresh.myCategoryArray;

@@ -13,6 +13,7 @@
 #include <QMessageBox>
 
 #include <memory>
+#include <optional>
 
 namespace qv::app {
 
@@ -122,7 +123,11 @@ bool MergeFlow::mergeInto(DocumentWindow* window, const QString& path, const Ask
         box.exec();
         return false;
     };
-    const auto bytes = DocumentFile::readBytes(path);
+    // Reading and deciphering the other file take as long as opening it: off the interface
+    // thread, the document busy meanwhile.
+    std::optional<DocumentFileResult<QByteArray>> read;
+    doc.runHeavy([&] { read = DocumentFile::readBytes(path); });
+    const DocumentFileResult<QByteArray>& bytes = *read;
     if (!bytes) return fail(bytes.message());
     // Most often both versions share the master password: it is tried before asking. Each try
     // starts from the file's bytes, as an old file's conversion keeps what a failed try made.
@@ -131,11 +136,15 @@ bool MergeFlow::mergeInto(DocumentWindow* window, const QString& path, const Ask
     std::shared_ptr<MyDocument> other;
     for (;;) {
         other = std::make_shared<MyDocument>();
-        const MyDocument::ReadStatus read = other->read(*bytes);
-        if (!read && read.kind() == MyDocument::ReadFailure::TooNew)
+        std::optional<MyDocument::ReadStatus> taken;
+        DocumentFileStatus opened;
+        doc.runHeavy([&] {
+            taken = other->read(*bytes);
+            if (*taken) opened = DocumentFile::unlock(*other, password);
+        });
+        if (!*taken && taken->kind() == MyDocument::ReadFailure::TooNew)
             return fail(QStringLiteral("It was made by a newer release of Quorvane."));
-        if (!read) return fail(QStringLiteral("It is not a Quorvane document (%1).").arg(read.message()));
-        const DocumentFileStatus opened = DocumentFile::unlock(*other, password);
+        if (!*taken) return fail(QStringLiteral("It is not a Quorvane document (%1).").arg(taken->message()));
         if (opened) break;
         if (opened.kind() != DocumentFileError::WrongPassword) return fail(opened.message());
         const auto asked = ask ? ask(name, refused) : askWithDialog(window, name, refused);

@@ -84,11 +84,12 @@ public:
     // True when the document may close at once, with no question about saving.
     bool closesWithoutAsking() const { return isEncrypted_; }
 
-protected:
-    void post(std::function<void()> step);
     // Runs `work` through runOffThread, the document busy until it has ended; what `work` threw
     // is thrown here, on the caller's thread. Inside such a work, nested calls run in place.
     void runHeavy(const std::function<void()>& work);
+
+protected:
+    void post(std::function<void()> step);
     // `step` from the main queue once the document is no longer busy (at once when it is not).
     void whenIdle(std::function<void()> step);
     void sheetAlert(const Alert& alert, std::function<void(int)> done = nullptr);

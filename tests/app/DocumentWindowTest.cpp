@@ -1123,6 +1123,41 @@ TEST(DocumentWindow, ChangesBehindTheWindowAreReloadedOrMerged) {
     discard(w);
 }
 
+// Taking in another version of a large document deciphers all of it: the window goes on turning
+// its event loop meanwhile, with the document busy (no edit, save or lock gets in between).
+TEST(DocumentWindow, AnOutsideChangeIsReadInWhileTheWindowKeepsTurning) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("large.qvane"));
+    std::vector<std::tuple<QString, double, double, QString>> records;
+    for (int i = 0; i < 20000; ++i) records.emplace_back(QStringLiteral("Record %1").arg(i), 100, 100, QStringLiteral("note %1").arg(i));
+    writeVersion(path, records);
+    DocumentController controller;
+    DocumentWindow* w = controller.openDocument(path);
+    ASSERT_NE(w, nullptr);
+    unlock(w);
+    int ticksWhileBusy = 0;
+    QTimer ticker;
+    QObject::connect(&ticker, &QTimer::timeout, [&] { ticksWhileBusy += w->document().isBusy(); });
+    ticker.start(1);
+
+    // Clean: reloaded.
+    records.emplace_back(QStringLiteral("Theirs"), 200, 200, QString());
+    writeVersion(path, records);
+    ASSERT_TRUE(waitFor([&] { return w->document().myArray.count() == 20001; }));
+    EXPECT_GT(ticksWhileBusy, 0);
+
+    // Edited: merged, the other file read in the same way.
+    ticksWhileBusy = 0;
+    w->document().updateChangeCount(ZKCryptoDoc::kChangeDone);
+    ModalScript offered({clickButton(QStringLiteral("Merge")), clickButton(QStringLiteral("OK"))});
+    records.emplace_back(QStringLiteral("More of theirs"), 300, 300, QString());
+    writeVersion(path, records);
+    ASSERT_TRUE(waitFor([&] { return offered.done() && !QApplication::activeModalWidget(); }));
+    EXPECT_EQ(w->document().myArray.count(), 20002);
+    EXPECT_GT(ticksWhileBusy, 0);
+    discard(w);
+}
+
 // The same size and a modification time put back: the contents still tell.
 TEST(DocumentController, ARewriteInPlaceThatKeepsSizeAndTimeIsNoticed) {
     QTemporaryDir dir;
