@@ -24,6 +24,7 @@
 #include <QTimer>
 
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace qv::app {
@@ -59,6 +60,15 @@ DocumentWindow* DocumentController::newDocument() {
     return w;
 }
 
+DocumentFileStatus DocumentController::loadOffThread(DocumentWindow* w, const QString& path) {
+    // Reading a large file takes tens of milliseconds even from the system's cache: the other
+    // windows keep painting and taking input meanwhile.
+    std::optional<DocumentFileResult<QByteArray>> bytes;
+    w->document().runHeavy([&] { bytes = DocumentFile::readBytes(path); });
+    if (!*bytes) return bytes->failure();
+    return DocumentFile::take(**bytes, w->document());
+}
+
 DocumentWindow* DocumentController::openDocument(const QString& path) {
     const QString absolute = QFileInfo(path).absoluteFilePath();
     for (DocumentWindow* w : windows_)
@@ -67,10 +77,14 @@ DocumentWindow* DocumentController::openDocument(const QString& path) {
             w->activateWindow();
             return w;
         }
+    // A second request for a file still being read is the same request.
+    if (opening_.contains(absolute)) return nullptr;
+    opening_.insert(absolute);
     auto* w = new DocumentWindow(std::make_unique<MyDocument>(), absolute, this);
     QApplication::setOverrideCursor(Qt::WaitCursor);
-    const DocumentFileStatus loaded = DocumentFile::load(absolute, w->document());
+    const DocumentFileStatus loaded = loadOffThread(w, absolute);
     QApplication::restoreOverrideCursor();
+    opening_.remove(absolute);
     if (!loaded) {
         delete w;
         const QString name = QFileInfo(path).fileName();
@@ -399,7 +413,7 @@ void DocumentController::revertDocumentToSaved(DocumentWindow* w) {
     // unlocking brings it back as it was.
     const bool toolbarVisible = w->isToolbarVisible();
     MyDocument& doc = w->document();
-    if (!DocumentFile::load(w->filePath(), doc)) return;
+    if (!loadOffThread(w, w->filePath())) return;
     noteFileOnDisk(w);
     w->clearPasswordToDecryptField();
     doc.myArray = Array();

@@ -103,6 +103,9 @@ private:
     DocumentFileStatus writeInBackground(DocumentWindow* w, const QByteArray& bytes, const QString& password,
                                          FileStamp& stamp);
     QSet<const DocumentWindow*> saving_;
+    // Reads the file on a worker, then takes the bytes into the window's document here.
+    DocumentFileStatus loadOffThread(DocumentWindow* w, const QString& path);
+    QSet<QString> opening_;  // files being read for a window of their own
     enum class SaveMode { Asking, Autosaving };
     bool save(DocumentWindow* window, SaveMode mode);
     bool confirmRevert(DocumentWindow* window);

@@ -56,8 +56,12 @@ DocumentFileResult<QByteArray> readBytes(const QString& path) {
 DocumentFileStatus load(const QString& path, MyDocument& doc) {
     auto bytes = readBytes(path);
     if (!bytes) return bytes.failure();
+    return take(*bytes, doc);
+}
+
+DocumentFileStatus take(const QByteArray& bytes, MyDocument& doc) {
     try {
-        const MyDocument::ReadStatus taken = doc.readFromData(*bytes, QStringLiteral("qvane"));
+        const MyDocument::ReadStatus taken = doc.readFromData(bytes, QStringLiteral("qvane"));
         if (taken) return {};
         if (taken.kind() == MyDocument::ReadFailure::TooNew)
             return failed(DocumentFileError::TooNew, texts::tooNewMessage);

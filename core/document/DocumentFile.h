@@ -62,6 +62,9 @@ DocumentFileResult<QByteArray> readBytes(const QString& path);
 // Reads the file into `doc`, locked: the password is asked next. With a window attached, the
 // document tells of a file too new itself (readFromData), as it always has.
 DocumentFileStatus load(const QString& path, MyDocument& doc);
+// The second half of load, for bytes read already (by a worker: reading a large file holds up
+// whatever thread does it).
+DocumentFileStatus take(const QByteArray& bytes, MyDocument& doc);
 
 // Opens a loaded document with `password`: its records are deciphered (an old file's converted,
 // through the record controllers the caller attached) and the layout it remembers restored.

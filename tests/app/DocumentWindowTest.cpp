@@ -1158,6 +1158,34 @@ TEST(DocumentWindow, AnOutsideChangeIsReadInWhileTheWindowKeepsTurning) {
     discard(w);
 }
 
+// Reading a large file to open it keeps the application's event loop turning; asking for the
+// same file again meanwhile opens no second window.
+TEST(DocumentController, ALargeFileIsReadWhileTheEventLoopTurns) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("notes.qvane"));
+    std::vector<std::tuple<QString, double, double, QString>> records;
+    for (int i = 0; i < 400; ++i)
+        records.emplace_back(QStringLiteral("Record %1").arg(i), 100, 100, QString(100000, QChar(u'a' + i % 26)) + QString::number(i));
+    writeVersion(path, records);
+    DocumentController controller;
+    int ticksWhileReading = 0;
+    QTimer ticker;
+    QObject::connect(&ticker, &QTimer::timeout, [&] {
+        if (!QApplication::overrideCursor()) return;
+        ++ticksWhileReading;
+        EXPECT_EQ(controller.openDocument(path), nullptr);
+    });
+    ticker.start(0);
+    DocumentWindow* w = controller.openDocument(path);
+    ticker.stop();
+    ASSERT_NE(w, nullptr);
+    EXPECT_GT(ticksWhileReading, 0);
+    EXPECT_EQ(controller.documents().size(), 1u);
+    unlock(w);
+    ASSERT_TRUE(waitFor([&] { return w->document().myArray.count() == 400; }));
+    discard(w);
+}
+
 // The same size and a modification time put back: the contents still tell.
 TEST(DocumentController, ARewriteInPlaceThatKeepsSizeAndTimeIsNoticed) {
     QTemporaryDir dir;
