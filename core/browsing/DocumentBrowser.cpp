@@ -1,5 +1,7 @@
 #include "DocumentBrowser.h"
 
+#include <QHash>
+
 #include "document/DocumentKeys.h"
 #include "document/RecordModel.h"
 
@@ -354,15 +356,24 @@ void DocumentBrowser::synkNotesWithCategory() {
 
 // ---- Import ----
 
-void DocumentBrowser::justFinishedImporting(qsizetype firstImported) {
+void DocumentBrowser::justFinishedImporting(qsizetype firstImported, const std::function<void()>& between) {
     records_.setContent(doc_.myArray);  // the new records are in the table already
+    // The category of each title already met. Categories are only added here, at the end, so the
+    // first one with a title stays the first; a title not met yet is looked for among all of
+    // them (a default category may have been added meanwhile).
+    QHash<QString, Value> byTitle;
     for (qsizetype i = firstImported; i < doc_.myArray.count(); ++i) {
+        if (between && i > firstImported) between();
         const Value r = doc_.myArray.at(i);
         Dictionary record = r.toDictionary();
         const QString title = record.value(keys::categoryNAME).toString();
         if (!title.isEmpty()) {
-            Value category = categories_.categoryWithTitle(title);
-            if (category.isAbsent()) category = categories_.addWithName(title);
+            Value& known = byTitle[title];
+            if (known.isAbsent()) {
+                known = categories_.categoryWithTitle(title);
+                if (known.isAbsent()) known = categories_.addWithName(title);
+            }
+            const Value category = known;
             records_.assignCategory(category, r);
         } else {
             // Also the records that were there before: they go through the same choice.

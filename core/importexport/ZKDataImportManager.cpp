@@ -285,6 +285,12 @@ std::optional<Dictionary> ZKDataImportManager::createNewObjectToImport() {
 }
 
 void ZKDataImportManager::DoImport(const std::function<void(double)>& progress) {
+    makeRecords(progress);
+    handOverRecords();
+}
+
+void ZKDataImportManager::makeRecords(const std::function<void(double)>& progress) {
+    made_.clear();
     innerKeyFinalDestinationArray.clear();
     willImport();
     // The key of each column, looked up once rather than per row.
@@ -314,14 +320,23 @@ void ZKDataImportManager::DoImport(const std::function<void(double)>& progress) 
         if (r == 0 && doNotImportFirstRecord) {
             if (useFirstRecordAsFieldsName) firstRowToImportUsedForColumnNames = Value(*record);
         } else if (n > 0) {
-            recordIsGoingToBeInserted(*record);
-            addRecordToDestination(*record);
+            made_.push_back(std::move(*record));
         }
         if (progress && r % 4096 == 0) progress(double(r) / double(total));
     }
     // The rows' texts now live in the records; the file's text is let go of, and the rows read
     // as empty from here on, as taken rows always have.
     if (allTaken) grid_.release();
+}
+
+void ZKDataImportManager::handOverRecords() {
+    std::vector<Dictionary> made = std::move(made_);
+    made_ = {};
+    outsideDataArray_.reserve(outsideDataArray_.count() + qsizetype(made.size()));
+    for (Dictionary& record : made) {
+        recordIsGoingToBeInserted(record);
+        addRecordToDestination(record);
+    }
     didImport();
 }
 
