@@ -160,12 +160,17 @@ qsizetype ForeignImportSheet::runImport() {
     // the document and its lists; the event loop turns every few milliseconds on the way.
     const ZKCryptoDoc::BusyHold busy(browser_.document());
     QElapsedTimer sinceTurn;
-    sinceTurn.start();
-    return maker_.commit(browser_, [&sinceTurn] {
-        if (sinceTurn.elapsed() < kTurnEveryMs) return;
+    const auto turn = [&sinceTurn] {
         QCoreApplication::processEvents();
-        sinceTurn.restart();
+        sinceTurn.start();
+    };
+    turn();
+    const qsizetype added = maker_.commit(browser_, [&sinceTurn, &turn] {
+        if (sinceTurn.elapsed() >= kTurnEveryMs) turn();
     });
+    // The window then catches up with the new table after a turn of its own.
+    turn();
+    return added;
 }
 
 bool exportForeign(QWidget* parent, FilePanel& panel, const Array& records, const QString& format,

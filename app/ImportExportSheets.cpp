@@ -251,12 +251,16 @@ qsizetype ImportSheet::runImport() {
     // this thread; the event loop turns every few milliseconds on the way, so that the window
     // repaints. Nothing that runs then can reach the busy document.
     QElapsedTimer sinceTurn;
-    sinceTurn.start();
-    browser_.justFinishedImporting(0, [&sinceTurn] {
-        if (sinceTurn.elapsed() < kTurnEveryMs) return;
+    const auto turn = [&sinceTurn] {
         QCoreApplication::processEvents();
-        sinceTurn.restart();
+        sinceTurn.start();
+    };
+    turn();
+    browser_.justFinishedImporting(0, [&sinceTurn, &turn] {
+        if (sinceTurn.elapsed() >= kTurnEveryMs) turn();
     });
+    // The window then catches up with the new table after a turn of its own.
+    turn();
     return doc.myArray.count() - before;
 }
 
