@@ -5,16 +5,19 @@
 
 #include "DocumentController.h"
 #include "DocumentWindow.h"
+#include "ForeignSheets.h"
 #include "ImportExportSheets.h"
 
 #include "document/DocumentKeys.h"
 #include "document/PasswordTexts.h"
 #include "document/RecordModel.h"
 #include "browsing/DocumentBrowser.h"
+#include "importexport/ForeignImport.h"
 #include "importexport/ZKDataImportManager.h"
 
 #include <QApplication>
 #include <QFile>
+#include <QRegularExpression>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QTableView>
@@ -376,14 +379,20 @@ QStringList importedSynchronously(const QString& path, const QString& text) {
     return importOutcome(doc);
 }
 
+// Answers the open panel with one file, as text (`format` empty) or as another program's format.
 class OneFilePanel : public FilePanel {
 public:
-    explicit OneFilePanel(QString path) : path_(std::move(path)) {}
-    std::optional<QString> runOpenPanel(const FilePanelOptions&) override { return path_; }
+    explicit OneFilePanel(QString path, QString format = {}) : path_(std::move(path)), format_(std::move(format)) {}
+    std::optional<QString> runOpenPanel(const FilePanelOptions& options) override {
+        if (options.chosenType && !format_.isEmpty())
+            for (int i = 1; !formatForChoice(i).isEmpty(); ++i)
+                if (formatForChoice(i) == format_) *options.chosenType = i;
+        return path_;
+    }
     std::optional<QString> runSavePanel(const FilePanelOptions&) override { return std::nullopt; }
 
 private:
-    QString path_;
+    QString path_, format_;
 };
 
 // Answers the import sheet, once, with its default mapping and the clock fixed; the reading's
@@ -542,5 +551,88 @@ TEST(WindowStaysResponsive, ALockThatFallsDueDuringAnImportWaitsForIt) {
         EXPECT_TRUE(r.toDictionary().value(keys::categoryPtr).isDictionary());
         EXPECT_FALSE(r.toDictionary().contains(keys::categoryNAME));
     }
+    qv::test::discard(w);
+}
+
+TEST(WindowStaysResponsive, ImportingAnotherProgramsFileTakesTheRecordsInBetweenTurnsWithTheSameResult) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("foreign.qvane"));
+    const QString csv = dir.filePath(QStringLiteral("passwords.csv"));
+    writeDocument(path, 30);
+    constexpr int kEntries = 60000;
+    {
+        QByteArray text = "name,url,username,password,note\n";
+        for (int i = 0; i < kEntries; ++i)
+            text += QStringLiteral("Site %1,https://s%1.example,u%1,p%1,\"note, %1\"\n").arg(i).toUtf8();
+        QFile f(csv);
+        ASSERT_TRUE(f.open(QIODevice::WriteOnly));
+        f.write(text);
+    }
+    // The same file taken in at once, without a window. Creation and change dates come from the
+    // clock when the file has none; only their presence is compared.
+    QStringList expected;
+    {
+        MyDocument doc;
+        ASSERT_TRUE(DocumentFile::load(path, doc) && DocumentFile::unlock(doc, QStringLiteral("secret")));
+        DocumentBrowser browser(doc);
+        browser.bindTables();
+        ForeignRecordMaker maker;
+        QFile f(csv);
+        ASSERT_TRUE(f.open(QIODevice::ReadOnly));
+        ASSERT_TRUE(ForeignImport::read(QStringLiteral("chrome-csv"), f.readAll(), QString(),
+                                        [&maker](ForeignEntry&& e) { maker.add(std::move(e)); }));
+        ASSERT_EQ(maker.commit(browser), kEntries);
+        expected = importOutcome(doc);
+    }
+    const auto withoutDates = [](QStringList outcome) {
+        static const QRegularExpression date(QStringLiteral("date [0-9.]+"));
+        for (QString& line : outcome) line.replace(date, QStringLiteral("date"));
+        return outcome;
+    };
+
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = controller.openDocument(path);
+    ASSERT_NE(w, nullptr);
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    MyDocument& doc = w->document();
+    ASSERT_FALSE(doc.isEncrypted());
+    OneFilePanel panel(csv, QStringLiteral("chrome-csv"));
+    w->setFilePanel(&panel);
+
+    // While the entries become records the event loop turns, the document is busy and refuses
+    // New Record and closing, and other windows take keys.
+    OtherWindow other;
+    int turnsTakingIn = 0, refused = 0, otherTyped = 0;
+    QTimer tick;
+    tick.setInterval(1);
+    QObject::connect(&tick, &QTimer::timeout, [&] {
+        if (!doc.isBusy()) return;
+        ++turnsTakingIn;
+        const qsizetype before = doc.myArray.count();
+        w->action(QStringLiteral("addRow:"))->trigger();
+        if (!w->close() && doc.myArray.count() == before) ++refused;
+        if (other.takesTyping()) ++otherTyped;
+    });
+    tick.start();
+    bool answered = false;
+    QTimer answer;
+    answer.setInterval(20);
+    QObject::connect(&answer, &QTimer::timeout, [&] {
+        auto* sheet = qobject_cast<ForeignImportSheet*>(QApplication::activeModalWidget());
+        if (!sheet || std::exchange(answered, true)) return;
+        clickButton(QStringLiteral("Import"))(sheet);
+    });
+    answer.start();
+    w->action(QStringLiteral("importFromTextFile:"))->trigger();
+    tick.stop();
+    ASSERT_TRUE(answered);
+    EXPECT_GE(turnsTakingIn, 2);
+    EXPECT_EQ(refused, turnsTakingIn);
+    EXPECT_EQ(otherTyped, turnsTakingIn);
+    EXPECT_FALSE(doc.isBusy());
+    EXPECT_EQ(withoutDates(importOutcome(doc)), withoutDates(expected));
+    EXPECT_EQ(w->recordTable()->model()->rowCount(), 30 + kEntries);
     qv::test::discard(w);
 }
