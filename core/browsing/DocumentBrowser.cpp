@@ -362,6 +362,14 @@ void DocumentBrowser::justFinishedImporting(qsizetype firstImported, const std::
     // first one with a title stays the first; a title not met yet is looked for among all of
     // them (a default category may have been added meanwhile).
     QHash<QString, Value> byTitle;
+    // How many records go to each title, so that a category's list of records grows once, not
+    // by doubling: a million records in one category would otherwise hold half as much again.
+    QHash<QString, qsizetype> comingTo;
+    for (qsizetype i = firstImported; i < doc_.myArray.count(); ++i) {
+        if (between && i > firstImported) between();
+        const QString& title = doc_.myArray.at(i).toDictionary().get(keys::categoryNAME).stringRef();
+        if (!title.isEmpty()) ++comingTo[title];
+    }
     for (qsizetype i = firstImported; i < doc_.myArray.count(); ++i) {
         if (between && i > firstImported) between();
         const Value r = doc_.myArray.at(i);
@@ -372,6 +380,8 @@ void DocumentBrowser::justFinishedImporting(qsizetype firstImported, const std::
             if (known.isAbsent()) {
                 known = categories_.categoryWithTitle(title);
                 if (known.isAbsent()) known = categories_.addWithName(title);
+                if (const Value list = known.toDictionary().value(keys::records); list.isArray())
+                    list.toArray().reserve(list.toArray().count() + comingTo.value(title));
             }
             const Value category = known;
             records_.assignCategory(category, r);

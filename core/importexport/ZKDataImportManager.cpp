@@ -299,6 +299,7 @@ void ZKDataImportManager::makeRecords(const std::function<void(double)>& progres
     // Each row's fields are cut out of the text as views, and only the mapped ones become
     // strings, which the record then keeps.
     const std::size_t total = grid_.size();
+    constexpr std::size_t kBlock = 4096;
     QVarLengthArray<QStringView, 16> fields;
     bool allTaken = true;
     qsizetype at = grid_.marks_.empty() ? 0 : grid_.marks_.front();
@@ -320,7 +321,11 @@ void ZKDataImportManager::makeRecords(const std::function<void(double)>& progres
         if (r == 0 && doNotImportFirstRecord) {
             if (useFirstRecordAsFieldsName) firstRowToImportUsedForColumnNames = Value(*record);
         } else if (n > 0) {
-            made_.push_back(std::move(*record));
+            if (made_.empty() || made_.back().size() == kBlock) {
+                made_.emplace_back();
+                made_.back().reserve(kBlock);
+            }
+            made_.back().push_back(std::move(*record));
         }
         if (progress && r % 4096 == 0) progress(double(r) / double(total));
     }
@@ -330,12 +335,17 @@ void ZKDataImportManager::makeRecords(const std::function<void(double)>& progres
 }
 
 void ZKDataImportManager::handOverRecords() {
-    std::vector<Dictionary> made = std::move(made_);
+    std::vector<std::vector<Dictionary>> made = std::move(made_);
     made_ = {};
-    outsideDataArray_.reserve(outsideDataArray_.count() + qsizetype(made.size()));
-    for (Dictionary& record : made) {
-        recordIsGoingToBeInserted(record);
-        addRecordToDestination(record);
+    qsizetype count = 0;
+    for (const auto& block : made) count += qsizetype(block.size());
+    outsideDataArray_.reserve(outsideDataArray_.count() + count);
+    for (auto& block : made) {
+        for (const Dictionary& record : block) {
+            recordIsGoingToBeInserted(record);
+            addRecordToDestination(record);
+        }
+        block = {};
     }
     didImport();
 }

@@ -162,7 +162,9 @@ protected:
 private:
     ImportRows grid_;
     std::vector<Column> columns_;
-    std::vector<Dictionary> made_;  // between makeRecords and handOverRecords
+    // Between makeRecords and handOverRecords, in blocks small enough to be let go of one by
+    // one as the records go over, so that no large block is held beside the destination.
+    std::vector<std::vector<Dictionary>> made_;
 };
 
 class MyDataImportManager : public ZKDataImportManager {
