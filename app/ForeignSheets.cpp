@@ -113,9 +113,13 @@ bool ForeignImportSheet::load() {
     // window repaints.
     ForeignRecordMaker maker;
     std::optional<ForeignImport::Read> read;
+    QSet<QString> categories;
     const bool enoughMemory =
         withProgress(this, QStringLiteral("Reading %1\u2026").arg(QFileInfo(path_).fileName()), [&] {
             read = ForeignImport::read(format, data, password, [&maker](ForeignEntry&& e) { maker.add(std::move(e)); });
+            for (const Dictionary& rec : maker.records())
+                if (const QString& category = rec.get(keys::categoryNAME).stringRef(); !category.isEmpty())
+                    categories.insert(category);
         });
     if (!enoughMemory) {
         error_ = QStringLiteral("The file \"%1\" is too large to import: there is not enough memory to read it.")
@@ -134,14 +138,11 @@ bool ForeignImportSheet::load() {
         return false;
     }
     maker_ = std::move(maker);
-    QSet<QString> categories;
     const qsizetype shown = std::min(maker_.count(), kPreviewRows);
     preview_->setRowCount(int(shown));
-    for (qsizetype i = 0; i < maker_.count(); ++i) {
+    for (qsizetype i = 0; i < shown; ++i) {
         const Dictionary& rec = maker_.records()[size_t(i)];
         const QString category = rec.value(keys::categoryNAME).toString();
-        if (!category.isEmpty()) categories.insert(category);
-        if (i >= shown) continue;
         const QString cells[] = {category, rec.value(keys::name).toString(), rec.value(keys::userID).toString(),
                                  rec.value(keys::url).toString()};
         for (int c = 0; c < 4; ++c) preview_->setItem(int(i), c, new QTableWidgetItem(cells[c]));
