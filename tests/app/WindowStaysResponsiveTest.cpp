@@ -19,6 +19,7 @@
 #include <QFile>
 #include <QRegularExpression>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QProgressBar>
 #include <QTableView>
 #include <QTemporaryDir>
@@ -395,18 +396,26 @@ private:
     QString path_, format_;
 };
 
-// Answers the import sheet, once, with its default mapping and the clock fixed; the reading's
-// progress dialog, should it show, is left alone.
+// Answers the import sheet, once, with its default mapping and the given clock (fixed unless
+// told), and any message with OK, noting its text; the reading's progress dialog, should it
+// show, is left alone.
 class ImportSheetAnswerer {
 public:
     bool answered = false;
-    ImportSheetAnswerer() {
+    QStringList messages;
+    explicit ImportSheetAnswerer(std::function<double()> clock = [] { return kImportClock; }) {
         timer_.setInterval(20);
-        QObject::connect(&timer_, &QTimer::timeout, [this] {
-            auto* sheet = qobject_cast<ImportSheet*>(QApplication::activeModalWidget());
+        QObject::connect(&timer_, &QTimer::timeout, [this, clock] {
+            QWidget* modal = QApplication::activeModalWidget();
+            if (auto* box = qobject_cast<QMessageBox*>(modal)) {
+                messages << box->text();
+                clickButton(QStringLiteral("OK"))(box);
+                return;
+            }
+            auto* sheet = qobject_cast<ImportSheet*>(modal);
             if (!sheet || answered) return;
             answered = true;
-            sheet->manager().now = [] { return kImportClock; };
+            sheet->manager().now = clock;
             clickButton(QStringLiteral("Import"))(sheet);
         });
         timer_.start();
@@ -634,5 +643,46 @@ TEST(WindowStaysResponsive, ImportingAnotherProgramsFileTakesTheRecordsInBetween
     EXPECT_FALSE(doc.isBusy());
     EXPECT_EQ(withoutDates(importOutcome(doc)), withoutDates(expected));
     EXPECT_EQ(w->recordTable()->model()->rowCount(), 30 + kEntries);
+    qv::test::discard(w);
+}
+
+TEST(WindowStaysResponsive, RunningOutOfMemoryWhileMakingTheRecordsAddsNoneAndTellsTheUser) {
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("starved-import.qvane"));
+    const QString text = dir.filePath(QStringLiteral("rows.txt"));
+    writeDocument(path, 10);
+    writeImportText(text, 2000);
+    DocumentController controller;
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = controller.openDocument(path);
+    ASSERT_NE(w, nullptr);
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    MyDocument& doc = w->document();
+    ASSERT_FALSE(doc.isEncrypted());
+    const QStringList before = importOutcome(doc);
+    OneFilePanel panel(text);
+    w->setFilePanel(&panel);
+
+    // Memory runs out on the worker after some hundred records were made.
+    std::atomic<int> clockReads{0};
+    ImportSheetAnswerer answer([&clockReads] {
+        if (++clockReads > 600) throw std::bad_alloc();
+        return kImportClock;
+    });
+    w->action(QStringLiteral("importFromTextFile:"))->trigger();
+    ASSERT_TRUE(answer.answered);
+    EXPECT_GT(clockReads.load(), 600);
+    ASSERT_EQ(answer.messages.size(), 1);
+    EXPECT_TRUE(answer.messages[0].startsWith(QStringLiteral("The import of \"rows.txt\" was stopped: there is not enough memory")))
+        << answer.messages[0].toStdString();
+    // Nothing was added, no category was made or changed, and the document is as it was.
+    EXPECT_EQ(importOutcome(doc), before);
+    EXPECT_EQ(w->recordTable()->model()->rowCount(), 10);
+    EXPECT_FALSE(doc.isBusy());
+    EXPECT_FALSE(w->isWindowModified());
+    // The window takes commands again.
+    w->action(QStringLiteral("addRow:"))->trigger();
+    EXPECT_EQ(doc.myArray.count(), 11);
     qv::test::discard(w);
 }
