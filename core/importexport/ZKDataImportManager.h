@@ -162,8 +162,8 @@ protected:
 private:
     ImportRows grid_;
     std::vector<Column> columns_;
-    // Between makeRecords and handOverRecords, in blocks small enough to be let go of one by
-    // one as the records go over, so that no large block is held beside the destination.
+    // Between makeRecords and handOverRecords, in blocks of a few thousand, each let go of once
+    // its records are in the destination.
     std::vector<std::vector<Dictionary>> made_;
 };
 
