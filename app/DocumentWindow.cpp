@@ -184,6 +184,16 @@ void DocumentWindow::runOffThread(const std::function<void()>& work) {
     if (thrown) std::rethrow_exception(thrown);
 }
 
+void DocumentWindow::runHeld(const std::function<void()>& steps) {
+    const WindowInputBlock block(this);
+    struct Held {
+        int& count;
+        explicit Held(int& c) : count(c) { ++count; }
+        ~Held() { --count; }
+    } held(runningOffThread_);
+    steps();
+}
+
 void DocumentWindow::setFilePath(const QString& path) {
     path_ = path;
     updateTitle();
@@ -1373,7 +1383,7 @@ void DocumentWindow::importFromTextFile() {
     ImportSheet sheet(*browser_, *path, this);
     if (sheet.readFailed()) return;  // the user has been told; there is nothing to map
     const bool confirmed = runSheet(sheet) == QDialog::Accepted;
-    if (confirmed) sheet.runImport();
+    if (confirmed) runHeld([&sheet] { sheet.runImport(); });
     refresh();
 }
 
@@ -1385,7 +1395,7 @@ void DocumentWindow::importForeign(const QString& path, const QString& format) {
         return;
     }
     const bool confirmed = runSheet(sheet) == QDialog::Accepted;
-    if (confirmed) sheet.runImport();
+    if (confirmed) runHeld([&sheet] { sheet.runImport(); });
     refresh();
 }
 

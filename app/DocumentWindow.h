@@ -66,6 +66,9 @@ public:
     // turns (the progress bar paints, timers run, other windows take input) and this window
     // takes no keys, clicks, drops or closing. Deciphering, enciphering and writing go through it.
     void runOffThread(const std::function<void()>& work);
+    // Runs `steps` here, the window held as during such work, for long work on this thread that
+    // lets the event loop turn now and then (an import taking its records in).
+    void runHeld(const std::function<void()>& steps);
 
     // Test hooks into the real widgets.
     QLineEdit* passwordToDecryptField() const { return passwordField_; }

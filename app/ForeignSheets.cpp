@@ -1,10 +1,13 @@
 #include "ForeignSheets.h"
+#include "WorkWithProgress.h"
 
 #include "browsing/DocumentBrowser.h"
 #include "document/DocumentKeys.h"
 #include "importexport/ForeignExport.h"
 
+#include <QCoreApplication>
 #include <QDialogButtonBox>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QHeaderView>
@@ -23,6 +26,9 @@ namespace {
 // Rows past this are counted in the summary but not listed; a preview of 100 000 rows helps
 // nobody and takes seconds to build.
 constexpr qsizetype kPreviewRows = 500;
+
+// While records are taken in on the interface thread, its event loop turns at least this often.
+constexpr qint64 kTurnEveryMs = 10;
 
 QString extensionsOf(const QString& format) {
     if (format == QLatin1String("keepass-xml")) return QStringLiteral("*.xml");
@@ -103,9 +109,24 @@ bool ForeignImportSheet::load() {
         if (!given) return false;
         password = *given;
     }
+    // Reading the file and making its records touch no document: a worker does it while the
+    // window repaints.
     ForeignRecordMaker maker;
-    const ForeignImport::Read r =
-        ForeignImport::read(format, data, password, [&maker](ForeignEntry&& e) { maker.add(std::move(e)); });
+    std::optional<ForeignImport::Read> read;
+    QSet<QString> categories;
+    const bool enoughMemory =
+        withProgress(this, QStringLiteral("Reading %1\u2026").arg(QFileInfo(path_).fileName()), [&] {
+            read = ForeignImport::read(format, data, password, [&maker](ForeignEntry&& e) { maker.add(std::move(e)); });
+            for (const Dictionary& rec : maker.records())
+                if (const QString& category = rec.get(keys::categoryNAME).stringRef(); !category.isEmpty())
+                    categories.insert(category);
+        });
+    if (!enoughMemory) {
+        error_ = QStringLiteral("The file \"%1\" is too large to import: there is not enough memory to read it.")
+                     .arg(QFileInfo(path_).fileName());
+        return false;
+    }
+    const ForeignImport::Read& r = *read;
     if (!r) {
         error_ = r.kind() == ForeignImport::Problem::WrongPassword
                      ? QStringLiteral("Wrong password, or the database also needs a key file, which this program does not take.")
@@ -117,14 +138,11 @@ bool ForeignImportSheet::load() {
         return false;
     }
     maker_ = std::move(maker);
-    QSet<QString> categories;
     const qsizetype shown = std::min(maker_.count(), kPreviewRows);
     preview_->setRowCount(int(shown));
-    for (qsizetype i = 0; i < maker_.count(); ++i) {
+    for (qsizetype i = 0; i < shown; ++i) {
         const Dictionary& rec = maker_.records()[size_t(i)];
         const QString category = rec.value(keys::categoryNAME).toString();
-        if (!category.isEmpty()) categories.insert(category);
-        if (i >= shown) continue;
         const QString cells[] = {category, rec.value(keys::name).toString(), rec.value(keys::userID).toString(),
                                  rec.value(keys::url).toString()};
         for (int c = 0; c < 4; ++c) preview_->setItem(int(i), c, new QTableWidgetItem(cells[c]));
@@ -137,7 +155,24 @@ bool ForeignImportSheet::load() {
     return true;
 }
 
-qsizetype ForeignImportSheet::runImport() { return maker_.commit(browser_); }
+qsizetype ForeignImportSheet::runImport() {
+    // From the first record added to the lists caught up, the document takes no command and no
+    // edit, and a lock that falls due waits. The records go in on this thread, as they change
+    // the document and its lists; the event loop turns every few milliseconds on the way.
+    const ZKCryptoDoc::BusyHold busy(browser_.document());
+    QElapsedTimer sinceTurn;
+    const auto turn = [&sinceTurn] {
+        QCoreApplication::processEvents();
+        sinceTurn.start();
+    };
+    turn();
+    const qsizetype added = maker_.commit(browser_, [&sinceTurn, &turn] {
+        if (sinceTurn.elapsed() >= kTurnEveryMs) turn();
+    });
+    // The window then catches up with the new table after a turn of its own.
+    turn();
+    return added;
+}
 
 bool exportForeign(QWidget* parent, FilePanel& panel, const Array& records, const QString& format,
                    const QString& suggestedName) {

@@ -1,6 +1,7 @@
 #include "ImportExportSheets.h"
 
 #include "ForeignSheets.h"
+#include "WorkWithProgress.h"
 #include "importexport/ForeignExport.h"
 
 #include "browsing/DocumentBrowser.h"
@@ -10,6 +11,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialogButtonBox>
+#include <QElapsedTimer>
 #include <QFormLayout>
 #include <QFutureWatcher>
 #include <QGridLayout>
@@ -34,29 +36,8 @@ namespace qv::app {
 
 namespace {
 
-// Runs `work` on a worker thread while a modal progress dialog keeps the window alive. False when
-// the work ran out of memory: what it had built is let go as the failure unwinds, and the caller
-// tells the user.
-template <typename Work>
-bool withProgress(QWidget* parent, const QString& text, Work work) {
-    QProgressDialog progress(text, QString(), 0, 0, parent);
-    progress.setWindowModality(Qt::WindowModal);
-    progress.setMinimumDuration(300);
-    QFutureWatcher<void> watcher;
-    QEventLoop loop;
-    QObject::connect(&watcher, &QFutureWatcher<void>::finished, &loop, &QEventLoop::quit);
-    bool enoughMemory = true;
-    watcher.setFuture(QtConcurrent::run([&work, &enoughMemory] {
-        try {
-            work();
-        } catch (const std::bad_alloc&) {
-            enoughMemory = false;
-        }
-    }));
-    if (!watcher.isFinished()) loop.exec();
-    watcher.waitForFinished();
-    return enoughMemory;
-}
+// While records are taken in on the interface thread, its event loop turns at least this often.
+constexpr qint64 kTurnEveryMs = 10;
 
 // A window to hang an alert on: the sheet once it shows, the document window before.
 QWidget* alertParent(QWidget* sheet) { return sheet->isVisible() ? sheet : sheet->parentWidget(); }
@@ -232,16 +213,29 @@ void ImportSheet::showPreview() {
 }
 
 qsizetype ImportSheet::runImport() {
-    Array records = browser_.document().myArray;
+    MyDocument& doc = browser_.document();
+    Array records = doc.myArray;
     const qsizetype before = records.count();
     QProgressDialog progress(QStringLiteral("Importing\u2026"), QString(), 0, 100, this);
     progress.setWindowModality(Qt::WindowModal);
     progress.setMinimumDuration(300);
+    // From the first record made to the last category given, the document takes no command and
+    // no edit, and a lock that falls due waits for the import to end.
+    const ZKCryptoDoc::BusyHold busy(doc);
     try {
-        manager_->DoImport([&progress](double done) {
-            progress.setValue(int(done * 100));
-            QApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-        });
+        // Making the records reads only the file's rows: a worker does it while the window
+        // repaints. Its progress reaches the dialog through the event loop.
+        MyDataImportManager* m = manager_.get();
+        QProgressDialog* shown = &progress;
+        const auto make = [m, shown] {
+            m->makeRecords([shown](double done) {
+                QMetaObject::invokeMethod(shown, [shown, done] { shown->setValue(int(done * 100)); },
+                                          Qt::QueuedConnection);
+            });
+        };
+        if (doc.runOffThread) doc.runOffThread(make);
+        else make();
+        manager_->handOverRecords();
     } catch (const std::bad_alloc&) {
         // All of the file or none of it: the records made so far are taken back out, and with
         // them the memory they held.
@@ -253,8 +247,21 @@ qsizetype ImportSheet::runImport() {
                                  .arg(QFileInfo(path_).fileName()));
         return 0;
     }
-    browser_.justFinishedImporting();
-    return browser_.document().myArray.count() - before;
+    // Giving the records their categories changes the document and its lists, so it stays on
+    // this thread; the event loop turns every few milliseconds on the way, so that the window
+    // repaints. Nothing that runs then can reach the busy document.
+    QElapsedTimer sinceTurn;
+    const auto turn = [&sinceTurn] {
+        QCoreApplication::processEvents();
+        sinceTurn.start();
+    };
+    turn();
+    browser_.justFinishedImporting(0, [&sinceTurn, &turn] {
+        if (sinceTurn.elapsed() >= kTurnEveryMs) turn();
+    });
+    // The window then catches up with the new table after a turn of its own.
+    turn();
+    return doc.myArray.count() - before;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -6,6 +6,7 @@
 
 #include "DocumentController.h"
 #include "DocumentWindow.h"
+#include "ForeignSheets.h"
 #include "ImportExportSheets.h"
 
 #include "document/DocumentKeys.h"
@@ -113,7 +114,7 @@ public:
             auto click = [modal](const char* name) {
                 if (auto* b = modal->findChild<QPushButton*>(QLatin1String(name))) b->click();
             };
-            if (qobject_cast<app::ImportSheet*>(modal)) {
+            if (qobject_cast<app::ImportSheet*>(modal) || qobject_cast<app::ForeignImportSheet*>(modal)) {
                 click("doImport");
             } else if (qobject_cast<app::ExportSheet*>(modal)) {
                 click("addAllToRight");
@@ -130,11 +131,16 @@ private:
     QTimer timer_;
 };
 
-// Answers open and save panels with fixed paths.
+// Answers open and save panels with fixed paths, and the open panel's type pop-up with a fixed
+// choice (0, the text import, unless set).
 class FixedFilePanel : public FilePanel {
 public:
     QString openPath, savePath;
-    std::optional<QString> runOpenPanel(const FilePanelOptions&) override { return openPath; }
+    int openType = 0;
+    std::optional<QString> runOpenPanel(const FilePanelOptions& options) override {
+        if (options.chosenType) *options.chosenType = openType;
+        return openPath;
+    }
     std::optional<QString> runSavePanel(const FilePanelOptions&) override { return savePath; }
 };
 
@@ -149,12 +155,13 @@ void spinFor(int ms) {
 }
 
 // The files of the operations, made once: the 100 000-record document (password "protected") and
-// a text file of 100 000 rows to import.
+// a text file of 100 000 rows to import, and the same entries as another program's export.
 struct StallFiles {
     QTemporaryDir dir;
     QString document = dir.filePath(QStringLiteral("big.qvane"));
     QString emptyDocument = dir.filePath(QStringLiteral("empty.qvane"));
     QString importText = dir.filePath(QStringLiteral("rows.csv"));
+    QString foreignText = dir.filePath(QStringLiteral("chrome.csv"));
     QString exported = dir.filePath(QStringLiteral("out.csv"));
     StallFiles() {
         auto doc = bigDocument();
@@ -177,6 +184,20 @@ struct StallFiles {
             text += "\n";
         }
         rows.write(text);
+        // A browser's password export: name, url, username, password, note; every field quoted.
+        QFile foreign(foreignText);
+        if (!foreign.open(QIODevice::WriteOnly)) std::abort();
+        QByteArray csv = "name,url,username,password,note\n";
+        for (const Value& r : bench::makeRecords(100000)) {
+            const Dictionary d = r.toDictionary();
+            QByteArray line;
+            for (const QString& key : {keys::name, keys::url, keys::userID, keys::password, keys::note}) {
+                if (!line.isEmpty()) line += ',';
+                line += '"' + d.value(key).toString().toUtf8().replace('"', "\"\"") + '"';
+            }
+            csv += line + '\n';
+        }
+        foreign.write(csv);
     }
 };
 
@@ -185,7 +206,7 @@ StallFiles& stallFiles() {
     return files;
 }
 
-enum class Operation { Open, Save, Lock, Import, Export };
+enum class Operation { Open, Save, Lock, Import, ForeignImport, Export };
 
 // The window, opened and unlocked, as each measured operation but the opening starts from.
 app::DocumentWindow* openUnlocked(app::DocumentController& controller, const QString& path) {
@@ -219,7 +240,12 @@ void BM_LongestStall(benchmark::State& state, Operation operation) {
     StallMeter meter;
     double sum = 0, longest = 0;
     // An import goes into an empty document.
-    const QString base = operation == Operation::Import ? files.emptyDocument : files.document;
+    const bool import = operation == Operation::Import || operation == Operation::ForeignImport;
+    const QString base = import ? files.emptyDocument : files.document;
+    if (operation == Operation::ForeignImport) {
+        panel.openPath = files.foreignText;
+        panel.openType = int(ForeignImport::formatNames().indexOf(QStringLiteral("chrome-csv"))) + 1;
+    }
     app::DocumentWindow* w = operation == Operation::Open ? nullptr : openUnlocked(controller, base);
     if (w) w->setFilePanel(&panel);
     for (auto _ : state) {
@@ -260,9 +286,10 @@ void BM_LongestStall(benchmark::State& state, Operation operation) {
             over = [w] { return w->document().isEncrypted(); };
             break;
         case Operation::Import:
+        case Operation::ForeignImport:
         case Operation::Export: {
-            const QString action = operation == Operation::Import ? QStringLiteral("importFromTextFile:")
-                                                                   : QStringLiteral("exportAllToTextFile:");
+            const QString action = operation == Operation::Export ? QStringLiteral("exportAllToTextFile:")
+                                                                   : QStringLiteral("importFromTextFile:");
             run = [w, action, &done] {
                 w->action(action)->trigger();
                 done = true;
@@ -281,7 +308,7 @@ void BM_LongestStall(benchmark::State& state, Operation operation) {
         longest = std::max(longest, gap);
         state.PauseTiming();
         // The operation did what it is measured for.
-        const bool worked = operation == Operation::Import   ? w->document().myArray.count() == 100000
+        const bool worked = import                           ? w->document().myArray.count() == 100000
                             : operation == Operation::Export ? QFileInfo(files.exported).size() > 1000000
                             : operation == Operation::Lock   ? w->document().isEncrypted()
                                                              : w->document().isDecrypted();
@@ -293,7 +320,7 @@ void BM_LongestStall(benchmark::State& state, Operation operation) {
         if (operation == Operation::Open) {
             closeWithoutSaving(controller, w);
             w = nullptr;
-        } else if (operation == Operation::Import) {
+        } else if (import) {
             // Back to the empty document for the next import.
             closeWithoutSaving(controller, w);
             w = openUnlocked(controller, base);
@@ -306,12 +333,14 @@ void BM_LongestStall(benchmark::State& state, Operation operation) {
     if (w) closeWithoutSaving(controller, w);
 }
 // BM_LongestStall/open (password to table), /save, /lock, /import (100 000 rows of text into an
+// empty document), /foreign-import (the same 100 000 entries as a browser's CSV export, into an
 // empty document), /export (every record, every field).
 const bool stallBenchmarksRegistered = [] {
     const std::pair<const char*, Operation> operations[] = {{"BM_LongestStall/open", Operation::Open},
                                                             {"BM_LongestStall/save", Operation::Save},
                                                             {"BM_LongestStall/lock", Operation::Lock},
                                                             {"BM_LongestStall/import", Operation::Import},
+                                                            {"BM_LongestStall/foreign-import", Operation::ForeignImport},
                                                             {"BM_LongestStall/export", Operation::Export}};
     for (const auto& [name, operation] : operations)
         benchmark::RegisterBenchmark(name, BM_LongestStall, operation)->Iterations(3)->Unit(benchmark::kMillisecond);

@@ -1,5 +1,8 @@
 #include "DocumentBrowser.h"
 
+#include <QHash>
+#include <QSet>
+
 #include "document/DocumentKeys.h"
 #include "document/RecordModel.h"
 
@@ -354,22 +357,88 @@ void DocumentBrowser::synkNotesWithCategory() {
 
 // ---- Import ----
 
-void DocumentBrowser::justFinishedImporting(qsizetype firstImported) {
+void DocumentBrowser::justFinishedImporting(qsizetype firstImported, const std::function<void()>& between) {
     records_.setContent(doc_.myArray);  // the new records are in the table already
+    // How many records go to each title, so that a category's list of records grows once, not
+    // by doubling: a million records in one category would otherwise hold half as much again.
+    QHash<QString, qsizetype> comingTo;
     for (qsizetype i = firstImported; i < doc_.myArray.count(); ++i) {
+        if (between && i > firstImported) between();
+        const QString& title = doc_.myArray.at(i).toDictionary().get(keys::categoryNAME).stringRef();
+        if (!title.isEmpty()) ++comingTo[title];
+    }
+
+    // A title's category is the first one that bears it, or else a new one made as addWithName
+    // makes it. New ones go into the list without arranging it each time (a file with a category
+    // a row would sort every category once per row, and look through all of them for the title
+    // and a free id); the list is arranged, and the newest selected as an added category is, once
+    // at the end or before anything reads the arrangement or the selection. Categories are only
+    // added here, never removed or renamed, so what was found stays true. A filtered list (no
+    // such list today) could leave an added category out of the arrangement and the selection
+    // where it was: it takes them in one by one, as ever.
+    const bool oneByOne = categories_.hasFilterPredicate();
+    Array categoryList = categories_.content();  // the controller's own, shared
+    QHash<QString, Value> byTitle;
+    QSet<std::int64_t> usedIds;
+    qsizetype known = 0;  // the categories of the list looked at so far
+    std::int64_t lowestFreeId = 1;
+    const auto takeInNewOnes = [&] {
+        for (; known < categoryList.count(); ++known) {
+            const Value c = categoryList.at(known);
+            const Dictionary d = c.toDictionary();
+            if (const QString& title = d.get(keys::cat_category).stringRef(); !byTitle.contains(title))
+                byTitle.insert(title, c);  // the first with a title is the one found
+            usedIds.insert(d.get(keys::cat_uniqueID).toInt64());
+        }
+    };
+    Value newest;  // the last category put in since the list was last arranged
+    const auto arrange = [&] {
+        if (newest.isAbsent()) return;
+        categories_.rearrangeObjects();
+        if (categories_.selectsInsertedObjects && categories_.arrangedObjects().indexOfIdentical(newest) >= 0)
+            categories_.setSelectedObjects(Array{newest});
+        newest = Value();
+    };
+    const auto categoryFor = [&](const QString& title) {
+        if (oneByOne) {
+            const Value found = categories_.categoryWithTitle(title);
+            return found.isAbsent() ? categories_.addWithName(title) : found;
+        }
+        takeInNewOnes();
+        if (const auto it = byTitle.constFind(title); it != byTitle.cend()) return *it;
+        // The lowest id from 1 that no category has, as newUniqueID finds it; ids are only
+        // added, so it never goes down.
+        while (usedIds.contains(lowestFreeId)) ++lowestFreeId;
+        const Value made(RecordModel::newCategory(title, lowestFreeId));
+        categoryList.append(made);
+        newest = made;
+        return made;
+    };
+
+    QSet<QString> reserved;  // the titles whose category's list has room for what comes
+    for (qsizetype i = firstImported; i < doc_.myArray.count(); ++i) {
+        if (between && i > firstImported) between();
         const Value r = doc_.myArray.at(i);
         Dictionary record = r.toDictionary();
         const QString title = record.value(keys::categoryNAME).toString();
+        // A record that has a category is taken out of it by way of the arranged list.
+        if (!record.get(keys::categoryPtr).isAbsent()) arrange();
         if (!title.isEmpty()) {
-            Value category = categories_.categoryWithTitle(title);
-            if (category.isAbsent()) category = categories_.addWithName(title);
+            const Value category = categoryFor(title);
+            if (!reserved.contains(title)) {
+                reserved.insert(title);
+                if (const Value list = category.toDictionary().value(keys::records); list.isArray())
+                    list.toArray().reserve(list.toArray().count() + comingTo.value(title));
+            }
             records_.assignCategory(category, r);
         } else {
             // Also the records that were there before: they go through the same choice.
+            arrange();
             records_.assignCategory(records_.catToAssignToNewObject(), r);
         }
         record.remove(keys::categoryNAME);
     }
+    arrange();
     markEdited();
     synkCategorySubMenu();
     categories_.rearrangeObjects();

@@ -106,7 +106,10 @@ public:
     // record through catToAssignToNewObject, the temporary key removed; then marked once. The
     // window passes every record through (as it always has); qvane only those from
     // `firstImported` on, so that the records that were there keep their categories.
-    void justFinishedImporting(qsizetype firstImported = 0);
+    void justFinishedImporting(qsizetype firstImported = 0) { justFinishedImporting(firstImported, {}); }
+    // The same, with `between` called after each record, where the window lets its event loop
+    // turn now and then; it must not touch the document, its records or its categories.
+    void justFinishedImporting(qsizetype firstImported, const std::function<void()>& between);
     // After records were put straight into the table with their categories (an import of
     // another program's file): the lists and the window catch up, and the document is marked.
     void recordsWereImported();

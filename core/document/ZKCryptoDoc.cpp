@@ -33,16 +33,8 @@ void ZKCryptoDoc::runHeavy(const std::function<void()>& work) {
     }
     std::exception_ptr thrown;
     // The document is busy until the work has ended, whatever the runner itself throws.
-    struct Busy {
-        ZKCryptoDoc& doc;
-        explicit Busy(ZKCryptoDoc& d) : doc(d) { ++doc.busy_; }
-        ~Busy() {
-            if (--doc.busy_ == 0 && !doc.whenIdle_.empty())
-                for (auto& step : std::exchange(doc.whenIdle_, {})) doc.post(std::move(step));
-        }
-    };
     {
-        const Busy busy(*this);
+        const BusyHold busy(*this);
         runOffThread([&work, &thrown] {
             insideHeavyWork = true;
             try {
@@ -55,6 +47,11 @@ void ZKCryptoDoc::runHeavy(const std::function<void()>& work) {
         });
     }
     if (thrown) std::rethrow_exception(thrown);
+}
+
+ZKCryptoDoc::BusyHold::~BusyHold() {
+    if (--doc_.busy_ == 0 && !doc_.whenIdle_.empty())
+        for (auto& step : std::exchange(doc_.whenIdle_, {})) doc_.post(std::move(step));
 }
 
 void ZKCryptoDoc::whenIdle(std::function<void()> step) {

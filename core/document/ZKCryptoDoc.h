@@ -40,6 +40,19 @@ public:
     // While such a step runs, the document takes no command and no edit: the worker reads and
     // writes its tables and members. A lock decided meanwhile waits for the step to end.
     bool isBusy() const { return busy_ > 0; }
+    // Keeps the document busy, as such a step does, for as long as it lives: for work that runs
+    // on this thread in slices with the event loop turning between them (a large import taking
+    // its records in). A lock decided meanwhile waits until the last hold has gone.
+    class BusyHold {
+    public:
+        explicit BusyHold(ZKCryptoDoc& doc) : doc_(doc) { ++doc_.busy_; }
+        ~BusyHold();
+        BusyHold(const BusyHold&) = delete;
+        BusyHold& operator=(const BusyHold&) = delete;
+
+    private:
+        ZKCryptoDoc& doc_;
+    };
 
     bool isEncrypted() const { return isEncrypted_; }
     bool isDecrypted() const { return !isEncrypted_; }

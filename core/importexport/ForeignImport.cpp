@@ -684,7 +684,7 @@ void ForeignRecordMaker::add(ForeignEntry&& e) {
     records_.push_back(std::move(r));
 }
 
-qsizetype ForeignRecordMaker::commit(DocumentBrowser& browser) {
+qsizetype ForeignRecordMaker::commit(DocumentBrowser& browser, const std::function<void()>& between) {
     MyDocument& doc = browser.document();
     FilteringArrayController& records = browser.myArrayController();
     ZKColoredCategoryArrayController& categories = browser.myCategoryArrayController();
@@ -696,6 +696,7 @@ qsizetype ForeignRecordMaker::commit(DocumentBrowser& browser) {
         rootCategory = records.catToAssignToNewObject();
     QHash<QString, Value> byTitle;
     for (Dictionary& r : records_) {
+        if (between && &r != &records_.front()) between();
         const QString title = r.value(keys::categoryNAME).toString();
         r.remove(keys::categoryNAME);
         Value category = rootCategory;

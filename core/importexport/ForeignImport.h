@@ -80,7 +80,10 @@ public:
     // The staged records, for a preview; their category is the "categoryNAME" path.
     const std::vector<Dictionary>& records() const { return records_; }
     // Adds the staged records to the browser's document, then empties the stage. Returns how many.
-    qsizetype commit(DocumentBrowser& browser);
+    qsizetype commit(DocumentBrowser& browser) { return commit(browser, {}); }
+    // The same, with `between` called after each record, where the window lets its event loop
+    // turn now and then; it must not touch the document, its records or its categories.
+    qsizetype commit(DocumentBrowser& browser, const std::function<void()>& between);
 
     static QString categoryTitle(const QStringList& group);
 

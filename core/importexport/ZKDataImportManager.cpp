@@ -285,6 +285,12 @@ std::optional<Dictionary> ZKDataImportManager::createNewObjectToImport() {
 }
 
 void ZKDataImportManager::DoImport(const std::function<void(double)>& progress) {
+    makeRecords(progress);
+    handOverRecords();
+}
+
+void ZKDataImportManager::makeRecords(const std::function<void(double)>& progress) {
+    made_.clear();
     innerKeyFinalDestinationArray.clear();
     willImport();
     // The key of each column, looked up once rather than per row.
@@ -293,6 +299,7 @@ void ZKDataImportManager::DoImport(const std::function<void(double)>& progress) 
     // Each row's fields are cut out of the text as views, and only the mapped ones become
     // strings, which the record then keeps.
     const std::size_t total = grid_.size();
+    constexpr std::size_t kBlock = 4096;
     QVarLengthArray<QStringView, 16> fields;
     bool allTaken = true;
     qsizetype at = grid_.marks_.empty() ? 0 : grid_.marks_.front();
@@ -314,14 +321,32 @@ void ZKDataImportManager::DoImport(const std::function<void(double)>& progress) 
         if (r == 0 && doNotImportFirstRecord) {
             if (useFirstRecordAsFieldsName) firstRowToImportUsedForColumnNames = Value(*record);
         } else if (n > 0) {
-            recordIsGoingToBeInserted(*record);
-            addRecordToDestination(*record);
+            if (made_.empty() || made_.back().size() == kBlock) {
+                made_.emplace_back();
+                made_.back().reserve(kBlock);
+            }
+            made_.back().push_back(std::move(*record));
         }
         if (progress && r % 4096 == 0) progress(double(r) / double(total));
     }
     // The rows' texts now live in the records; the file's text is let go of, and the rows read
     // as empty from here on, as taken rows always have.
     if (allTaken) grid_.release();
+}
+
+void ZKDataImportManager::handOverRecords() {
+    std::vector<std::vector<Dictionary>> made = std::move(made_);
+    made_ = {};
+    qsizetype count = 0;
+    for (const auto& block : made) count += qsizetype(block.size());
+    outsideDataArray_.reserve(outsideDataArray_.count() + count);
+    for (auto& block : made) {
+        for (const Dictionary& record : block) {
+            recordIsGoingToBeInserted(record);
+            addRecordToDestination(record);
+        }
+        block = {};
+    }
     didImport();
 }
 

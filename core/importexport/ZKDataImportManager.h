@@ -137,8 +137,16 @@ public:
     QString fromIndexNumberToFieldKey(int destination) const;
 
     // Makes records of all rows and hands them to the destination; `progress` (0..1) may be
-    // called along the way for long files.
+    // called along the way for long files. The same as makeRecords then handOverRecords.
     void DoImport(const std::function<void(double)>& progress = {});
+    // The first half of an import: the records of all rows, kept by the manager. It touches
+    // nothing outside the manager (not the destination), so it may run on a worker while the
+    // document stays where it is; `progress` is then called on that worker.
+    void makeRecords(const std::function<void(double)>& progress = {});
+    // The second half: every record made goes to the destination, in row order, and the
+    // requester is told. Room for all of them is asked for first, so running out of memory there
+    // adds none.
+    void handOverRecords();
 
 protected:
     virtual void preImportSettings() {}
@@ -154,6 +162,9 @@ protected:
 private:
     ImportRows grid_;
     std::vector<Column> columns_;
+    // Between makeRecords and handOverRecords, in blocks of a few thousand, each let go of once
+    // its records are in the destination.
+    std::vector<std::vector<Dictionary>> made_;
 };
 
 class MyDataImportManager : public ZKDataImportManager {

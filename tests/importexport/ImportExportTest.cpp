@@ -4,6 +4,7 @@
 
 #include "browsing/DocumentBrowser.h"
 #include "document/DocumentKeys.h"
+#include "document/DocumentTexts.h"
 #include "document/RecordModel.h"
 
 #include <QDir>
@@ -11,6 +12,8 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
+
+#include <memory>
 
 using namespace qv;
 using Reader = ZKSmartStringFileReader;
@@ -439,4 +442,111 @@ TEST(ExportFile, AFileThatCannotBeWrittenGivesTheReasonAndLeavesNothingBehind) {
     EXPECT_EQ(log, QStringList{QStringLiteral("didExport")});
     EXPECT_FALSE(QFile::exists(path));
     EXPECT_TRUE(QDir(dir.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).isEmpty());
+}
+
+namespace {
+
+// A document for the comparison below: categories with ids 1, 2, 5 and 6, two of them with the
+// same title, records in them, and the rows of a file already imported into it: a category a
+// row for most, titles met again, the default category's title, an existing title, and rows with
+// no category between them (which take the category chosen for a new record).
+struct ImportedNotYetFiled {
+    MyDocument doc;
+    std::unique_ptr<DocumentBrowser> browser;
+    qsizetype before = 0;
+    ImportedNotYetFiled() {
+        doc.prepareNewDocument();
+        for (const auto& [title, id] : {std::pair{"Work", 2}, std::pair{"Home", 5}, std::pair{"Work", 6}})
+            doc.myCategoryArray.append(Value(RecordModel::newCategory(QString::fromLatin1(title), id)));
+        for (int i = 0; i < 6; ++i) {
+            Dictionary r = RecordModel::newRecord(100);
+            r.set(keys::name, Value(QStringLiteral("Old %1").arg(i)));
+            r.set(keys::categoryPtr, doc.myCategoryArray.at(i % doc.myCategoryArray.count()));
+            RecordModel::assignCategory(doc.myCategoryArray, doc.myCategoryArray.at(i % doc.myCategoryArray.count()), Value(r),
+                                        [] { return Value(); });
+            doc.myArray.append(Value(r));
+        }
+        browser = std::make_unique<DocumentBrowser>(doc);
+        browser->bindTables();
+        before = doc.myArray.count();
+        QString text;
+        for (int i = 0; i < 600; ++i) {
+            const QString title = i % 9 == 4   ? QString()
+                                  : i % 50 == 7 ? QStringLiteral("Work")
+                                  : i % 50 == 8 ? texts::defaultCategoryName
+                                  : i % 3 == 0  ? QStringLiteral("Again %1").arg(i % 7)
+                                                : QStringLiteral("Row %1").arg(i);
+            text += QStringLiteral("%1\tEntry %2\n").arg(title).arg(i);
+        }
+        MyDataImportManager m(doc.myArray, doc.myKeyArrayForImport);
+        m.now = [] { return 5000.0; };
+        m.loadDataFromText(text, 1);
+        m.ImportSettings();
+        m.AssignCascadeImportFields();
+        m.DoImport();
+    }
+};
+
+// Each category in the list's order, each record with its category, then the arrangement and the
+// selections of both lists.
+QStringList filed(ImportedNotYetFiled& f) {
+    auto title = [](const Value& c) {
+        const Dictionary d = c.toDictionary();
+        return QStringLiteral("%1#%2").arg(d.value(keys::cat_category).toString()).arg(d.value(keys::cat_uniqueID).toInt64());
+    };
+    QStringList out;
+    for (const Value& c : f.doc.myCategoryArray) {
+        QStringList names;
+        for (const Value& r : c.toDictionary().value(keys::records).toArray()) names << r.toDictionary().value(keys::name).toString();
+        out << title(c) + QStringLiteral(" uses %1: ").arg(c.toDictionary().value(keys::cat_howManyUsingThis).toInt64()) +
+                   names.join(QLatin1Char(','));
+    }
+    for (const Value& r : f.doc.myArray) {
+        const Dictionary d = r.toDictionary();
+        out << d.value(keys::name).toString() + QLatin1String(" in ") + title(d.value(keys::categoryPtr)) +
+                   QStringLiteral(" keys %1").arg(d.keys().join(QLatin1Char(',')));
+    }
+    QStringList arranged, selected;
+    for (const Value& c : f.browser->myCategoryArrayController().arrangedObjects()) arranged << title(c);
+    for (const Value& c : f.browser->myCategoryArrayController().selectedObjects()) selected << title(c);
+    out << arranged.join(QLatin1Char(',')) << selected.join(QLatin1Char(','));
+    for (const Value& r : f.browser->myArrayController().selectedObjects()) out << r.toDictionary().value(keys::name).toString();
+    return out;
+}
+
+}  // namespace
+
+TEST(ImportSession, CategoriesMadeInOnePassAreThoseMadeOneByOne) {
+    for (const bool fromFirstImported : {false, true}) {
+        // One by one: each title looked for among all categories, and added (arranged, selected)
+        // when missing, as the list controller does for a single category.
+        ImportedNotYetFiled expected;
+        {
+            DocumentBrowser& b = *expected.browser;
+            b.myArrayController().setContent(expected.doc.myArray);
+            for (qsizetype i = fromFirstImported ? expected.before : 0; i < expected.doc.myArray.count(); ++i) {
+                const Value r = expected.doc.myArray.at(i);
+                Dictionary record = r.toDictionary();
+                const QString t = record.value(keys::categoryNAME).toString();
+                if (!t.isEmpty()) {
+                    Value c = b.myCategoryArrayController().categoryWithTitle(t);
+                    if (c.isAbsent()) c = b.myCategoryArrayController().addWithName(t);
+                    b.myArrayController().assignCategory(c, r);
+                } else {
+                    b.myArrayController().assignCategory(b.myArrayController().catToAssignToNewObject(), r);
+                }
+                record.remove(keys::categoryNAME);
+            }
+            b.justFinishedImporting(expected.doc.myArray.count());  // what follows the filing
+        }
+        ImportedNotYetFiled actual;
+        int turns = 0;
+        actual.browser->justFinishedImporting(fromFirstImported ? actual.before : 0, [&turns] { ++turns; });
+        const QStringList want = filed(expected);
+        EXPECT_EQ(filed(actual), want);
+        EXPECT_GT(turns, 600);
+        // The comparison has something to compare: new categories a row, ids filling the gaps.
+        EXPECT_GT(expected.doc.myCategoryArray.count(), 300);
+        EXPECT_TRUE(want.join(QLatin1Char('\n')).contains(QStringLiteral("#3 uses")));
+    }
 }
