@@ -88,3 +88,27 @@ for task in tasks:
         oo, pp = max(o - fixed_ours, 0.0), max(p - fixed_peer, 0.0)
         net = f"{oo / pp:6.2f}" if pp > 0.0005 else "     -"
         print(f"{task:12} {n:8d} {o * 1000:9.1f} {p * 1000:9.1f} {o / p:6.2f} {oo * 1000:11.1f} {pp * 1000:11.1f} {net}")
+
+# The spread: each round's figures on their own (the rounds are interleaved, so a round's fixed
+# costs and sizes were measured together), as min and max over the rounds.
+print()
+print(f"{'task':12} {'entries':>8} {'ours min-max ms':>17} {'peer min-max ms':>17} {'net ratio min-max':>18}"
+      f" {'growth ours min-max':>20}")
+for task in tasks:
+    for i, n in enumerate(sizes[1:], start=1):
+        ours = times[(task, n, "ours")]
+        peer = times[(task, n, "peer")]
+        ratios, growths = [], []
+        for r in range(args.runs):
+            oo = max(ours[r] - times[(task, 3, "ours")][r], 0.0)
+            pp = max(peer[r] - times[(task, 3, "peer")][r], 0.0)
+            if pp > 0.0005:
+                ratios.append(oo / pp)
+            if i > 1:
+                smaller = max(times[(task, sizes[i - 1], "ours")][r] - times[(task, 3, "ours")][r], 0.0)
+                if smaller > 0.0005:
+                    growths.append(oo / smaller)
+        spread = lambda v, f: f"{min(v) * f:.1f}-{max(v) * f:.1f}" if v else "-"
+        ratio = f"{min(ratios):.3f}-{max(ratios):.3f}" if ratios else "-"
+        growth = f"{min(growths):.1f}-{max(growths):.1f}" if growths else "-"
+        print(f"{task:12} {n:8d} {spread(ours, 1000):>17} {spread(peer, 1000):>17} {ratio:>18} {growth:>20}")
