@@ -423,10 +423,30 @@ public:
                          {w_.integer(archive::kVersion), w_.string(QLatin1String(archive::kArchiverName)),
                           topInner, objectsArray});
         w_.dropLookupTables();
+        releaseTables();
+        giveBackMemoryAfterLargeWork();
         return w_.finish(top);
     }
 
 private:
+    // Everything the encoding looked things up in: finish() needs only the writer, and for the
+    // records of a large document these tables are tens of megabytes beside the archive it makes.
+    void releaseTables() {
+        std::vector<ClassCacheEntry>().swap(classCache_);
+        scratch_.clear();
+        std::vector<Ref>().swap(uidRefs_);
+        std::vector<Ref>().swap(objects_);
+        std::vector<std::uint32_t>().swap(plainUids_);
+        keyRefs_ = {};
+        keyUids_ = {};
+        mutableStrings_ = {};
+        mutableData_ = {};
+        dates_ = DateTable();
+        containers_ = {};
+        classes_ = {};
+        inProgress_ = {};
+    }
+
     // The reason the value cannot be archived, kept until archive() reports it; the encoding
     // functions below only say that they gave up.
     std::nullopt_t refuse(const QString& why) {
