@@ -201,11 +201,8 @@ TEST(WindowStaysResponsive, SavingAndLockingEncipherOnAWorkerAndALockWaitsForThe
     const QString path = dir.filePath(QStringLiteral("save.qvane"));
     writeDocument(path, 200);
     DocumentController controller;
-    controller.setAutosavingDelay(0);
-    DocumentWindow* w = controller.openDocument(path);
+    DocumentWindow* w = openUnlocked(controller, path);
     ASSERT_NE(w, nullptr);
-    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
-    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
     ASSERT_FALSE(w->document().isEncrypted());
 
     MyDocument& doc = w->document();
@@ -380,6 +377,16 @@ QStringList importedSynchronously(const QString& path, const QString& text) {
     return importOutcome(doc);
 }
 
+// The document at `path` opened in a window of `controller` and unlocked, autosaving off.
+DocumentWindow* openUnlocked(DocumentController& controller, const QString& path) {
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = controller.openDocument(path);
+    if (!w) return nullptr;
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    return w;
+}
+
 // Answers the open panel with one file, as text (`format` empty) or as another program's format.
 class OneFilePanel : public FilePanel {
 public:
@@ -448,11 +455,8 @@ TEST(WindowStaysResponsive, ImportingMakesRecordsOnAWorkerTakesThemInBetweenTurn
     const QByteArray fileBefore = contents(path);
 
     DocumentController controller;
-    controller.setAutosavingDelay(0);
-    DocumentWindow* w = controller.openDocument(path);
+    DocumentWindow* w = openUnlocked(controller, path);
     ASSERT_NE(w, nullptr);
-    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
-    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
     ASSERT_FALSE(w->document().isEncrypted());
     MyDocument& doc = w->document();
     OneFilePanel panel(text);
@@ -529,11 +533,8 @@ TEST(WindowStaysResponsive, ALockThatFallsDueDuringAnImportWaitsForIt) {
     writeDocument(path, 10);
     writeImportText(text, 500);
     DocumentController controller;
-    controller.setAutosavingDelay(0);
-    DocumentWindow* w = controller.openDocument(path);
+    DocumentWindow* w = openUnlocked(controller, path);
     ASSERT_NE(w, nullptr);
-    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
-    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
     MyDocument& doc = w->document();
     ASSERT_FALSE(doc.isEncrypted());
     OneFilePanel panel(text);
@@ -600,11 +601,8 @@ TEST(WindowStaysResponsive, ImportingAnotherProgramsFileTakesTheRecordsInBetween
     };
 
     DocumentController controller;
-    controller.setAutosavingDelay(0);
-    DocumentWindow* w = controller.openDocument(path);
+    DocumentWindow* w = openUnlocked(controller, path);
     ASSERT_NE(w, nullptr);
-    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
-    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
     MyDocument& doc = w->document();
     ASSERT_FALSE(doc.isEncrypted());
     OneFilePanel panel(csv, QStringLiteral("chrome-csv"));
@@ -653,11 +651,8 @@ TEST(WindowStaysResponsive, RunningOutOfMemoryWhileMakingTheRecordsAddsNoneAndTe
     writeDocument(path, 10);
     writeImportText(text, 2000);
     DocumentController controller;
-    controller.setAutosavingDelay(0);
-    DocumentWindow* w = controller.openDocument(path);
+    DocumentWindow* w = openUnlocked(controller, path);
     ASSERT_NE(w, nullptr);
-    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
-    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
     MyDocument& doc = w->document();
     ASSERT_FALSE(doc.isEncrypted());
     const QStringList before = importOutcome(doc);
