@@ -128,6 +128,16 @@ struct OtherWindow {
     }
 };
 
+// The document at `path` opened in a window of `controller` and unlocked, autosaving off.
+DocumentWindow* openUnlocked(DocumentController& controller, const QString& path) {
+    controller.setAutosavingDelay(0);
+    DocumentWindow* w = controller.openDocument(path);
+    if (!w) return nullptr;
+    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
+    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
+    return w;
+}
+
 }  // namespace
 
 TEST(WindowStaysResponsive, OpeningDeciphersOnAWorkerAndRefusesTheBusyDocument) {
@@ -375,16 +385,6 @@ QStringList importedSynchronously(const QString& path, const QString& text) {
     m.DoImport();
     browser.justFinishedImporting();
     return importOutcome(doc);
-}
-
-// The document at `path` opened in a window of `controller` and unlocked, autosaving off.
-DocumentWindow* openUnlocked(DocumentController& controller, const QString& path) {
-    controller.setAutosavingDelay(0);
-    DocumentWindow* w = controller.openDocument(path);
-    if (!w) return nullptr;
-    QTest::keyClicks(w->passwordToDecryptField(), QStringLiteral("secret"));
-    QTest::keyClick(w->passwordToDecryptField(), Qt::Key_Return);
-    return w;
 }
 
 // Answers the open panel with one file, as text (`format` empty) or as another program's format.
