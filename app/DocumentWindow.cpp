@@ -155,33 +155,31 @@ DocumentWindow::~DocumentWindow() {
 }
 
 void DocumentWindow::runOffThread(const std::function<void()>& work) {
-    QEventLoop loop;
-    const WindowInputBlock block(this);
-    ++runningOffThread_;
-    std::thread worker;
-    std::exception_ptr thrown;
-    try {
-        worker = std::thread([&work, &loop, &thrown] {
-            // What the work throws (out of memory, mostly) is thrown again here, not on the worker,
-            // where it would end the program.
-            try {
-                work();
-            } catch (...) {
-                thrown = std::current_exception();
-            }
-            QMetaObject::invokeMethod(&loop, [&loop] { loop.quit(); }, Qt::QueuedConnection);
-        });
-    } catch (const std::system_error&) {
-        // No thread to be had: the work runs here, the window held as it always was.
-        --runningOffThread_;
-        work();
-        return;
-    }
-    // Returns early when the application quits; the work is still waited for.
-    loop.exec();
-    worker.join();
-    --runningOffThread_;
-    if (thrown) std::rethrow_exception(thrown);
+    runHeld([&work] {
+        QEventLoop loop;
+        std::thread worker;
+        std::exception_ptr thrown;
+        try {
+            worker = std::thread([&work, &loop, &thrown] {
+                // What the work throws (out of memory, mostly) is thrown again here, not on the
+                // worker, where it would end the program.
+                try {
+                    work();
+                } catch (...) {
+                    thrown = std::current_exception();
+                }
+                QMetaObject::invokeMethod(&loop, [&loop] { loop.quit(); }, Qt::QueuedConnection);
+            });
+        } catch (const std::system_error&) {
+            // No thread to be had: the work runs here, the event loop still until it ends.
+            work();
+            return;
+        }
+        // Returns early when the application quits; the work is still waited for.
+        loop.exec();
+        worker.join();
+        if (thrown) std::rethrow_exception(thrown);
+    });
 }
 
 void DocumentWindow::runHeld(const std::function<void()>& steps) {

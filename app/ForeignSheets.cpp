@@ -5,9 +5,7 @@
 #include "document/DocumentKeys.h"
 #include "importexport/ForeignExport.h"
 
-#include <QCoreApplication>
 #include <QDialogButtonBox>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QHeaderView>
@@ -26,9 +24,6 @@ namespace {
 // Rows past this are counted in the summary but not listed; a preview of 100 000 rows helps
 // nobody and takes seconds to build.
 constexpr qsizetype kPreviewRows = 500;
-
-// While records are taken in on the interface thread, its event loop turns at least this often.
-constexpr qint64 kTurnEveryMs = 10;
 
 QString extensionsOf(const QString& format) {
     if (format == QLatin1String("keepass-xml")) return QStringLiteral("*.xml");
@@ -160,17 +155,10 @@ qsizetype ForeignImportSheet::runImport() {
     // edit, and a lock that falls due waits. The records go in on this thread, as they change
     // the document and its lists; the event loop turns every few milliseconds on the way.
     const ZKCryptoDoc::BusyHold busy(browser_.document());
-    QElapsedTimer sinceTurn;
-    const auto turn = [&sinceTurn] {
-        QCoreApplication::processEvents();
-        sinceTurn.start();
-    };
-    turn();
-    const qsizetype added = maker_.commit(browser_, [&sinceTurn, &turn] {
-        if (sinceTurn.elapsed() >= kTurnEveryMs) turn();
-    });
+    EventLoopTurns turns;
+    const qsizetype added = maker_.commit(browser_, turns.between());
     // The window then catches up with the new table after a turn of its own.
-    turn();
+    turns.now();
     return added;
 }
 

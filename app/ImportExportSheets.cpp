@@ -11,9 +11,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDialogButtonBox>
-#include <QElapsedTimer>
 #include <QFormLayout>
-#include <QFutureWatcher>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -28,16 +26,12 @@
 #include <QTableWidget>
 #include <QToolButton>
 #include <QVBoxLayout>
-#include <QtConcurrent>
 
 #include <new>
 
 namespace qv::app {
 
 namespace {
-
-// While records are taken in on the interface thread, its event loop turns at least this often.
-constexpr qint64 kTurnEveryMs = 10;
 
 // A window to hang an alert on: the sheet once it shows, the document window before.
 QWidget* alertParent(QWidget* sheet) { return sheet->isVisible() ? sheet : sheet->parentWidget(); }
@@ -250,17 +244,10 @@ qsizetype ImportSheet::runImport() {
     // Giving the records their categories changes the document and its lists, so it stays on
     // this thread; the event loop turns every few milliseconds on the way, so that the window
     // repaints. Nothing that runs then can reach the busy document.
-    QElapsedTimer sinceTurn;
-    const auto turn = [&sinceTurn] {
-        QCoreApplication::processEvents();
-        sinceTurn.start();
-    };
-    turn();
-    browser_.justFinishedImporting(0, [&sinceTurn, &turn] {
-        if (sinceTurn.elapsed() >= kTurnEveryMs) turn();
-    });
+    EventLoopTurns turns;
+    browser_.justFinishedImporting(0, turns.between());
     // The window then catches up with the new table after a turn of its own.
-    turn();
+    turns.now();
     return doc.myArray.count() - before;
 }
 

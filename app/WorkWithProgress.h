@@ -3,6 +3,8 @@
 // Work that reads or builds but touches no document (reading a file to import, writing an
 // export) runs on a worker while a progress dialog keeps the window painting.
 
+#include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFutureWatcher>
 #include <QProgressDialog>
@@ -10,6 +12,7 @@
 #include <QWidget>
 #include <QtConcurrent>
 
+#include <functional>
 #include <new>
 
 namespace qv::app {
@@ -37,5 +40,26 @@ bool withProgress(QWidget* parent, const QString& text, Work work) {
     watcher.waitForFinished();
     return enoughMemory;
 }
+
+// Long work on this thread that changes the document (an import filing its records) lets the
+// event loop turn at least every `everyMs`: once when made, at each between() that finds the
+// time up, and at each now().
+class EventLoopTurns {
+public:
+    explicit EventLoopTurns(qint64 everyMs = 10) : everyMs_(everyMs) { now(); }
+    void now() {
+        QCoreApplication::processEvents();
+        since_.start();
+    }
+    std::function<void()> between() {
+        return [this] {
+            if (since_.elapsed() >= everyMs_) now();
+        };
+    }
+
+private:
+    qint64 everyMs_;
+    QElapsedTimer since_;
+};
 
 }  // namespace qv::app
