@@ -123,10 +123,13 @@ QByteArray bitwardenJson(const Array& records) {
             item.insert(QStringLiteral("revisionDate"), ForeignImport::isoFromDate(r.value(keys::modificationDate).toDate()));
         items.append(item);
     }
-    return QJsonDocument(QJsonObject{{QStringLiteral("encrypted"), false},
-                                     {QStringLiteral("folders"), folders},
-                                     {QStringLiteral("items"), items}})
-        .toJson(QJsonDocument::Indented);
+    QByteArray json = QJsonDocument(QJsonObject{{QStringLiteral("encrypted"), false},
+                                                {QStringLiteral("folders"), folders},
+                                                {QStringLiteral("items"), items}})
+                          .toJson(QJsonDocument::Indented);
+    // A byte order mark inside a value (a note that begins with one) is written as an escape:
+    // written as it is, Qt's reader drops it, and the note would come back one character short.
+    return json.replace("\xEF\xBB\xBF", "\\ufeff");
 }
 
 }  // namespace
